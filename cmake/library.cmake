@@ -1,0 +1,18 @@
+# libzeto.so. Linked as C without the C++ runtime and with every symbol resolved: a stray `new` or std::string in the
+# library fails here, not on the phone.
+set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
+target_compile_options(zeto_objects PRIVATE ${zeto_freestanding_options})
+
+set(zeto_map ${PROJECT_SOURCE_DIR}/cmake/zeto.map)
+add_library(zeto SHARED $<TARGET_OBJECTS:zeto_objects>)
+add_library(zeto::zeto ALIAS zeto)
+set_target_properties(zeto PROPERTIES LINKER_LANGUAGE C VERSION ${PROJECT_VERSION} SOVERSION 1
+  LINK_DEPENDS ${zeto_map} INSTALL_RPATH "$ORIGIN")
+target_include_directories(zeto PUBLIC
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+target_link_libraries(zeto PRIVATE $<BUILD_INTERFACE:zeto_options> $<BUILD_INTERFACE:zeto_log> m)
+target_link_options(zeto PRIVATE LINKER:--version-script=${zeto_map} LINKER:--as-needed
+  LINKER:-z,max-page-size=16384 LINKER:-z,relro,-z,now $<$<NOT:$<BOOL:${ZETO_SANITIZE}>>:LINKER:-z,defs>)
+if(ZETO_LOG_STAND_IN)
+  add_dependencies(zeto log)
+endif()

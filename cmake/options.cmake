@@ -1,0 +1,20 @@
+# How every file of this project is compiled. Multiply and add stay two roundings (-ffp-contract=off), so that every
+# compiler, level and machine gives the same bits; nothing here may loosen that.
+add_library(zeto_options INTERFACE)
+target_compile_features(zeto_options INTERFACE cxx_std_20 c_std_11)
+target_compile_options(zeto_options INTERFACE
+  -ffp-contract=off -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wdouble-promotion
+  -Wcast-align -Wformat=2 -Wundef -Wvla
+  $<$<BOOL:${ZETO_WERROR}>:-Werror>)
+
+if(ZETO_SANITIZE)
+  target_compile_options(zeto_options INTERFACE
+    -fsanitize=${ZETO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(zeto_options INTERFACE -fsanitize=${ZETO_SANITIZE})
+endif()
+
+# The library itself runs without the C++ runtime.
+set(zeto_freestanding_options
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions> $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>
+  $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},aarch64>:-mbranch-protection=standard>)
