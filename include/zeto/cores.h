@@ -1,6 +1,7 @@
 /** @file
- *  The two processing cores: the emitter (downlink, "rx"), which synthesises the chirp, and the detector (uplink, "tx"),
- *  which turns two inputs into one measurement. Most hosts want the wrappers of zeto/wrappers.h, which own one of these.
+ *  The two processing cores: the emitter (downlink, "rx"), which synthesises the chirp, and the detector (uplink,
+ * "tx"), which turns two inputs into one measurement. Most hosts want the wrappers of zeto/wrappers.h, which own one of
+ * these.
  *
  *  Blocks are 480 samples, 10 ms at 48000 Hz, the only supported rate. Samples are signed 16-bit, full scale 32768.
  *
@@ -11,8 +12,8 @@
  *  values give. Nothing is reported.
  *  Threads: one state block, one thread at a time. init registers the block with the arena (zeto/arena.h), slot 0 for
  *  the detector and slot 1 for the emitter; the last one initialised holds the slot.
- *  Real time: the process calls allocate nothing, take no lock, print nothing. init, reinit, set_param and destroy print
- *  one line to standard output.
+ *  Real time: the process calls allocate nothing, take no lock, print nothing. init, reinit, set_param and destroy
+ * print one line to standard output.
  */
 #ifndef ZETO_CORES_H
 #define ZETO_CORES_H
@@ -55,8 +56,8 @@ typedef struct zeto_rx_state {
 /** Bytes of an emitter's state block: 50000. */
 ZETO_API uint32_t cal_zeto_rx_struct_malloc_size(void);
 
-/** Prepares a zero-filled state block with the defaults, enabled. It stays silent until a period of at least a second is
- *  set. */
+/** Prepares a zero-filled state block with the defaults, enabled. It stays silent until a period of at least a second
+ * is set. */
 ZETO_API void zeto_rx_init(zeto_rx_state* state);
 
 /** Restarts the sweep from its beginning, parameters kept.

@@ -2,8 +2,8 @@
  *  The host's interface: one handle for playback (downlink, "rx"), one for capture (uplink, "tx").
  *
  *  A handle takes the host's buffers of any length in one of four sample formats and runs its core over blocks of 480
- *  samples, 10 ms at 48000 Hz. What comes back is 479 samples late, whatever the buffers' lengths; a fresh handle's first
- *  479 samples are zero.
+ *  samples, 10 ms at 48000 Hz. What comes back is 479 samples late, whatever the buffers' lengths; a fresh handle's
+ * first 479 samples are zero.
  *
  *  | format_type | host sample                                      | bytes | full scale  |
  *  |-------------|--------------------------------------------------|-------|-------------|
@@ -21,15 +21,14 @@
  *
  *  Ownership: init allocates the handle and all it needs, deinit frees it; nothing else is kept. Host buffers and
  *  parameter blocks are used during the call only.
- *  Bad input: a null handle, or one whose `state` is 0, makes every call but deinit do nothing. The process calls also do
- *  nothing on a null buffer or a count of 0. A parameter block is not tested for null.
- *  Must not: call process with a byte count that is not a multiple of the sample's bytes: the call then runs past the end
- *  of the buffers. Create a handle for an unknown format_type and process with it: init accepts it, with state 1, and
- *  the first process call never returns.
- *  Threads: one handle, one thread at a time; different handles are independent, but each init registers its core with
- *  the arena (zeto/arena.h).
- *  Real time: process allocates nothing, takes no lock, logs nothing, makes no system call. init, set_parameters and
- *  deinit log to the Android log under the tag "MERA_OMRU" and their cores print to standard output.
+ *  Bad input: a null handle, or one whose `state` is 0, makes every call but deinit do nothing. The process calls also
+ * do nothing on a null buffer or a count of 0. A parameter block is not tested for null. Must not: call process with a
+ * byte count that is not a multiple of the sample's bytes: the call then runs past the end of the buffers. Create a
+ * handle for an unknown format_type and process with it: init accepts it, with state 1, and the first process call
+ * never returns. Threads: one handle, one thread at a time; different handles are independent, but each init registers
+ * its core with the arena (zeto/arena.h). Real time: process allocates nothing, takes no lock, logs nothing, makes no
+ * system call. init, set_parameters and deinit log to the Android log under the tag "MERA_OMRU" and their cores print
+ * to standard output.
  */
 #ifndef ZETO_WRAPPERS_H
 #define ZETO_WRAPPERS_H
@@ -51,8 +50,9 @@ struct zeto_rx_state;
 /** Bytes that set_parameters reads from a parameter block, of which its core uses the first few. */
 #define ZETO_PARAM_BLOCK_BYTES 80
 
-/** A circular buffer of samples that never refuses: writing to a full one drops its oldest samples, reading from an empty
- *  one gives zeros. The record's owner provides the storage and clears the rest: a fresh ring has count and positions 0.
+/** A circular buffer of samples that never refuses: writing to a full one drops its oldest samples, reading from an
+ * empty one gives zeros. The record's owner provides the storage and clears the rest: a fresh ring has count and
+ * positions 0.
  */
 typedef struct omru_ringbuf {
   int32_t bit_width; /**< 16: 2-byte samples; 32: 4-byte integers; 48: 4-byte floats; anything else: all calls no-ops */
@@ -95,8 +95,8 @@ typedef struct zeto_rx_wrapper {
 /** Creates a downlink handle.
  *  @param sample_rate  Hz; anything but 48000 is logged as an error and gives null.
  *  @param format_type  the host's sample format, see the table above.
- *  @return the handle, or null. Where a buffer could not be had, a handle with state 0. Where only the core's block could
- *          not be had, a handle with state 1 whose process calls return the host's own samples, 479 late. */
+ *  @return the handle, or null. Where a buffer could not be had, a handle with state 0. Where only the core's block
+ * could not be had, a handle with state 1 whose process calls return the host's own samples, 479 late. */
 ZETO_API zeto_rx_wrapper* zeto_rx_wrapper_init(uint32_t sample_rate, int32_t format_type);
 
 /** Sets the chirp (zeto_rx_param in zeto/cores.h) and restarts it from its beginning. Up to 479 samples of the old one
