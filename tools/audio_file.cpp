@@ -100,7 +100,10 @@ const char* name_of(HostFormat format) {
 AudioReader::AudioReader(std::string path, int channels)
     : path_(std::move(path)), file_(nullptr, sf_close), channels_(channels) {
   const auto fail = [&](const std::string& why) { throw UserError("cannot read " + path_ + ": " + why); };
-  if (std::filesystem::is_directory(path_)) fail(std::strerror(EISDIR));
+  std::error_code ignored;
+  if (const auto status = std::filesystem::status(path_, ignored); std::filesystem::exists(status)) {
+    if (!std::filesystem::is_regular_file(status)) fail("not a regular file");
+  }
   if (!std::ifstream(path_)) fail(std::strerror(errno));
   SF_INFO info{};
   file_.reset(sf_open(path_.c_str(), SFM_READ, &info));

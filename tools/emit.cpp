@@ -15,7 +15,7 @@ namespace zeto::tool {
 namespace {
 
 struct EmitOptions {
-  std::string in;
+  std::optional<std::string> in;
   std::string out;
   std::optional<double> seconds;
   int32_t format = 1;
@@ -41,12 +41,12 @@ Sample host_sample(double value, double full_scale) {
 class Playback {
  public:
   explicit Playback(const EmitOptions& options) {
-    if (!options.in.empty()) file_.emplace(options.in, 1);
+    if (options.in) file_.emplace(*options.in, 1);
     const double seconds = options.seconds.value_or(kSilenceSeconds);
     samples_ = file_ && !options.seconds ? file_->frames() : std::llround(seconds * kSampleRate);
     if (samples_ < 1) throw UserError("--seconds: less than one sample");
     if (static_cast<double>(samples_) > kMaxSeconds * kSampleRate) {
-      throw UserError("cannot read " + options.in + ": longer than six hours; cut it with --seconds");
+      throw UserError("cannot read " + options.in.value_or("") + ": longer than six hours; cut it with --seconds");
     }
   }
 
@@ -117,35 +117,37 @@ void emit(const EmitOptions& options) {
 }  // namespace
 
 void add_emit(CLI::App& app) {
-  auto* verb =
-      app.add_subcommand("emit", "Pass playback through the downlink wrapper and write what comes back: the chirp");
+  auto* verb = app.add_subcommand("emit", "Make the chirp: pass playback through the downlink wrapper");
   const auto options = std::make_shared<EmitOptions>();
   verb->add_option("-o,--out", options->out, "WAV file to write (48000 Hz, mono)")->type_name("FILE")->required();
   verb->add_option("-i,--in", options->in,
-                   "Audio file to play (48000 Hz, mono); without it, silence. The library replaces the playback, it "
-                   "does not mix, so the file only sets the length")
+                   "Audio file to play (48000 Hz, mono); without it, silence.\n"
+                   "The chirp replaces the playback, it is not mixed in")
       ->type_name("FILE");
   verb->add_option("-s,--seconds", options->seconds,
-                   "Length of the output; cuts the file, or continues it by silence [the file's length; 3 without one]")
+                   "Length; cuts the playback, or continues it by silence.\n"
+                   "Default: the file's length, without a file 3")
       ->type_name("S");
   verb->add_option("-f,--format", options->format,
-                   "The host's sample format, and that of the output file:\n"
-                   "1: 16-bit, 2: 24-bit, 3: 32-bit, 4: float")
+                   "The host's sample format, and the written file's:\n"
+                   "1 16-bit, 2 24-bit, 3 32-bit, 4 float")
       ->type_name("1..4")
       ->check(CLI::Range(1, 4).description(""))
       ->capture_default_str();
-  verb->add_option("-b,--buffer", options->buffer, "Samples per call of the wrapper; the output does not depend on it")
+  verb->add_option("-b,--buffer", options->buffer,
+                   "Samples per call of the wrapper; makes no difference\n"
+                   "to what is written")
       ->type_name("N")
       ->check(CLI::Range(int64_t{1}, kMaxBuffer).description(""))
       ->capture_default_str();
   add_emitter_options(*verb, options->param);
   verb->footer(
-      "The output is 479 samples late: it starts with as many zeros.\n\n"
+      "What comes back is 479 samples late: the file starts with as many zeros.\n\n"
       "Examples:\n"
-      "  zeto emit -o chirp.wav                             3 s of chirp, 16-bit\n"
-      "  zeto emit --in music.wav --format 4 -o chirp.wav   as long as the music, float\n"
-      "  zeto emit --seconds 10 --start-hz 20000 --span-hz 2000 --period-ms 2000 -o slow.wav\n"
-      "  zeto inspect chirp.wav                             measure what was written");
+      "  zeto emit -o chirp.wav                      3 s of chirp, 16-bit\n"
+      "  zeto emit -i music.wav -f 4 -o chirp.wav    as long as the music, float\n"
+      "  zeto emit -s 10 --start-hz 20000 --span-hz 2000 --period-ms 2000 -o slow.wav\n"
+      "  zeto inspect chirp.wav                      measure what was written");
   verb->callback([options] { emit(*options); });
 }
 

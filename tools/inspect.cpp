@@ -53,15 +53,15 @@ Row measure(const std::string& path) {
           sweep.latency ? std::to_string(*sweep.latency) : ""};
 }
 
+std::string csv_cell(const std::string& text) {
+  if (text.find_first_of(",\"\n") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);
+  return quoted += '"';
+}
+
 void print_csv(const Row& row) {
-  for (size_t i = 0; i < row.size(); ++i) {
-    std::string cell = row[i];
-    if (cell.find_first_of(",\"\n") != std::string::npos) {
-      for (size_t at = 0; (at = cell.find('"', at)) != std::string::npos; at += 2) cell.insert(at, 1, '"');
-      cell = '"' + cell + '"';
-    }
-    std::printf("%s%s", i == 0 ? "" : ",", cell.c_str());
-  }
+  for (size_t i = 0; i < row.size(); ++i) std::printf("%s%s", i == 0 ? "" : ",", csv_cell(row[i]).c_str());
   std::putchar('\n');
 }
 
@@ -102,14 +102,15 @@ void add_inspect(CLI::App& app) {
   verb->add_option("files", options->files, "Audio files (48000 Hz, mono)")->type_name("FILE")->required();
   verb->add_flag("--csv", options->csv, "Comma-separated values");
   verb->footer(
-      "One line per file, measured from the samples alone:\n"
+      "One line per file, measured from its samples alone:\n"
       "  samples   length\n"
       "  peak      largest absolute sample, full scale 1\n"
-      "  start_hz  frequency at the first sample of the first sweep (fitted over its first 20 ms)\n"
-      "  end_hz    frequency at its last sample (fitted over its last 20 ms)\n"
-      "  sweep_s   seconds until the sweep starts again; missing where it does not within the file: end_hz is then\n"
-      "            the frequency at the file's end\n"
-      "  latency   zeros at the start, samples: 479 for what a fresh wrapper returns\n\n"
+      "  start_hz  frequency at the first sample of the first sweep, fitted over 20 ms\n"
+      "  end_hz    frequency at its last sample, fitted over 20 ms; the file's last\n"
+      "            sample where the sweep does not start again within the file\n"
+      "  sweep_s   seconds until the sweep starts again\n"
+      "  latency   zeros at the start, samples; 479 for what a fresh wrapper returns\n"
+      "What cannot be measured is a dash (nothing with --csv).\n\n"
       "Examples:\n"
       "  zeto inspect chirp.wav\n"
       "  zeto inspect --csv *.wav > chirps.csv");

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 
 #include "error.hpp"
 
@@ -43,14 +44,20 @@ void remove_unfinished_on_signals() {
 
 NewFile::NewFile(std::string path) : path_(std::move(path)) {
   namespace fs = std::filesystem;
-  std::error_code ignored;
-  if (fs::is_symlink(path_, ignored)) path_ = fs::weakly_canonical(path_, ignored).string();  // write where it points
+  // A link stays one: what it points to is written, whether it exists or not.
+  constexpr int kMaxLinks = 40;
+  std::error_code error;
+  for (int i = 0; i < kMaxLinks && fs::is_symlink(path_, error); ++i) {
+    path_ = (fs::path(path_).parent_path() / fs::read_symlink(path_, error)).string();
+  }
   struct stat status {};
   if (stat(path_.c_str(), &status) == 0) {
     if (S_ISDIR(status.st_mode)) fail(EISDIR);
     // Renaming onto a device would replace it.
     if (!S_ISREG(status.st_mode)) throw UserError("cannot write " + path_ + ": not a regular file");
     if (access(path_.c_str(), W_OK) != 0) fail(errno);
+  } else if (errno != ENOENT) {
+    fail(errno);
   }
   temporary_ = path_ + ".XXXXXX";
   descriptor_ = mkostemp(temporary_.data(), O_CLOEXEC);
@@ -63,17 +70,19 @@ NewFile::NewFile(std::string path) : path_(std::move(path)) {
 }
 
 NewFile::~NewFile() {
-  if (descriptor_ < 0) return;
-  close(descriptor_);
-  unlink(temporary_.c_str());
-  if (temporary_ == unfinished) has_unfinished = 0;
+  if (descriptor_ >= 0) close(descriptor_);
+  if (!temporary_.empty()) unlink(temporary_.c_str());
+  forget();
 }
 
 void NewFile::commit() {
-  if (fsync(descriptor_) != 0 && errno != EINVAL) fail(errno);  // EINVAL: a file system without fsync
+  if (close(std::exchange(descriptor_, -1)) != 0) fail(errno);  // network file systems tell about a full disk here
   if (rename(temporary_.c_str(), path_.c_str()) != 0) fail(errno);
-  close(descriptor_);
-  descriptor_ = -1;
+  forget();
+  temporary_.clear();
+}
+
+void NewFile::forget() const {
   if (temporary_ == unfinished) has_unfinished = 0;
 }
 

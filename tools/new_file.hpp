@@ -19,6 +19,7 @@ class NewFile {
   void commit();
 
  private:
+  void forget() const;
   [[noreturn]] void fail(int error) const;
 
   std::string path_;

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <complex>
 #include <numbers>
+#include <utility>
+#include <vector>
 
 namespace zeto::tool {
 namespace {
@@ -12,16 +14,32 @@ namespace {
 constexpr size_t kWindow = 960;  // 20 ms, what a frequency is measured over
 constexpr size_t kShortest = 96;
 
-/// Radians per sample, without knowing anything: neighbours of a sample in a sine add up to 2 cos(w) times that sample.
+/// Hann window; the fades at a sweep's ends count little. u from -1 to 1.
+double window_weight(double u) {
+  return 0.5 + 0.5 * std::cos(std::numbers::pi * u);
+}
+
+/// Radians per sample: where the spectrum, taken at every quarter of a cycle per block, is highest.
 double coarse_frequency(std::span<const float> x) {
-  double product = 0.0;
-  double square = 0.0;
-  for (size_t i = 1; i + 1 < x.size(); ++i) {
-    const double here = x[i];
-    product += here * (static_cast<double>(x[i - 1]) + static_cast<double>(x[i + 1]));
-    square += here * here;
+  const double half = 0.5 * static_cast<double>(x.size() - 1);
+  std::vector<double> windowed(x.size());
+  for (size_t i = 0; i < x.size(); ++i) {
+    windowed[i] = window_weight(static_cast<double>(i) / half - 1.0) * static_cast<double>(x[i]);
   }
-  return std::acos(std::clamp(0.5 * product / square, -1.0, 1.0));
+  const size_t points = 2 * x.size();
+  double best = 0.0;
+  double highest = -1.0;
+  for (size_t point = 0; point <= points; ++point) {
+    const double w = std::numbers::pi * static_cast<double>(point) / static_cast<double>(points);
+    const std::complex<double> step = std::polar(1.0, w);
+    std::complex<double> sum = 0.0;
+    for (const double value : windowed) sum = sum * step + value;
+    if (std::norm(sum) > highest) {
+      highest = std::norm(sum);
+      best = w;
+    }
+  }
+  return best;
 }
 
 constexpr size_t kTerms = 6;
@@ -60,20 +78,27 @@ class Envelope {
   Envelope(std::span<const float> x, Chirp chirp) {
     const double half = 0.5 * static_cast<double>(x.size() - 1);
     Equations equations{};
+    double energy = 0.0;
     for (size_t i = 0; i < x.size(); ++i) {
       const double t = static_cast<double>(i) - half;
       const double phase = (chirp.w + 0.5 * chirp.c * t) * t;
       const double u = t / half;
+      const double weight = window_weight(u);
       const double in_phase = std::cos(phase);
       const double quadrature = std::sin(phase);
       const Row row{in_phase,       u * in_phase,       u * u * in_phase,         quadrature,
                     u * quadrature, u * u * quadrature, static_cast<double>(x[i])};
+      energy += weight * row[kTerms] * row[kTerms];
       for (size_t a = 0; a < kTerms; ++a) {
-        for (size_t b = 0; b <= kTerms; ++b) equations[a][b] += row[a] * row[b];
+        for (size_t b = 0; b <= kTerms; ++b) equations[a][b] += weight * row[a] * row[b];
       }
     }
     terms_ = solve(equations);
+    for (size_t a = 0; a < kTerms; ++a) explained_ += terms_[a] * equations[a][kTerms] / energy;
   }
+
+  /// The share of the samples' energy that is the chirp's, 0 to 1.
+  double explained() const { return explained_; }
 
   /// u from -1 at the window's first sample to 1 at its last.
   std::complex<double> at(double u) const {
@@ -82,6 +107,7 @@ class Envelope {
 
  private:
   std::array<double, kTerms> terms_;
+  double explained_ = 0.0;
 };
 
 /// Frequencies at the first and the last sample, radians per sample.
@@ -92,6 +118,8 @@ std::pair<double, double> edge_frequencies(std::span<const float> x) {
   const double late = coarse_frequency(x.subspan(x.size() / 2));
   Chirp chirp{0.5 * (early + late), (late - early) / half};
   constexpr int kRounds = 8;
+  constexpr double kClearEnough = 0.75;  // a square wave's fundamental has 0.81
+  double explained = 0.0;
   for (int round = 0; round < kRounds; ++round) {
     // What phase is left over at a quarter and at three quarters, against the middle, corrects the chirp.
     const Envelope envelope(x, chirp);
@@ -100,7 +128,9 @@ std::pair<double, double> edge_frequencies(std::span<const float> x) {
     const double distance = 0.5 * half;
     chirp.w += (after - before) / (2.0 * distance);
     chirp.c += (after + before) / (distance * distance);
+    explained = envelope.explained();
   }
+  if (!(explained >= kClearEnough)) return {kNotMeasured, kNotMeasured};
   return {chirp.w - chirp.c * half, chirp.w + chirp.c * half};
 }
 
