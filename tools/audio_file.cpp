@@ -100,7 +100,7 @@ const char* name_of(HostFormat format) {
 }
 
 float to_float(double value) {
-  constexpr double kLargest = std::numeric_limits<float>::max();
+  constexpr auto kLargest = static_cast<double>(std::numeric_limits<float>::max());
   return static_cast<float>(std::clamp(value, -kLargest, kLargest));
 }
 
