@@ -82,8 +82,11 @@ void Streams::process(void* const* buffers, uint64_t byte_count) {
   const auto pass = [&](int32_t (*convert)(int32_t)) {
     for (size_t i = 0; i < streams.size() && format_type_ == 3; ++i)
       for (uint64_t n = 0; n < byte_count / 4; ++n) {
-        int32_t& x = static_cast<int32_t*>(buffers[i])[n];
+        char* const sample = static_cast<char*>(buffers[i]) + n * 4;
+        int32_t x;
+        std::memcpy(&x, sample, 4);
         x = convert(x);
+        std::memcpy(sample, &x, 4);
       }
   };
   const auto at = [&](size_t i, size_t n) { return static_cast<char*>(buffers[i]) + n * size_t(sample_bytes_); };
