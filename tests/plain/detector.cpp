@@ -115,7 +115,7 @@ bool rejects(const Settings& settings, const Ratios& hits, const Ratios& levels)
   return levels.current + levels.previous + std::trunc(hits.current + hits.previous) < 2.0f;
 }
 
-float span_of(const Settings& settings) {
+static float span_of(const Settings& settings) {
   constexpr float kQuantum = 11.0f;
   const float low = std::round(static_cast<float>(settings.floor_hz) / kQuantum) * kQuantum;
   const float width = std::trunc(static_cast<float>(settings.scope_hz) / kQuantum) * kQuantum;
@@ -123,7 +123,7 @@ float span_of(const Settings& settings) {
   return high - low;
 }
 
-bool folds(float span, float position) {
+static bool folds(float span, float position) {
   return static_cast<double>(span) * 0.5 < static_cast<double>(position);
 }
 
@@ -203,19 +203,18 @@ void Detector::analyse() {
   result_ = rejected ? -1000.0f : measure(settings_, found.position, before);
 
   const size_t n = positions.size();
-  ++seen.analyses;
-  seen.no_candidate += n == 0;
-  seen.some_candidates += n > 0 && n < kSegments;
-  seen.odd += n % 2 == 1;
-  seen.even += n > 0 && n % 2 == 0;
   std::sort(levels.begin(), levels.end());
   const int level_hits = count_near(levels, median(levels), 10.0f);
-  seen.truncation += found.level_ratio != static_cast<float>(level_hits) / 18.0f;
+  ++seen[kAnalysed];
+  seen[kNothing] += n == 0;
+  seen[kOdd] += n % 2 == 1;
+  seen[kEven] += n > 0 && n < kSegments && n % 2 == 0;
+  seen[kTruncated] += found.level_ratio != static_cast<float>(level_hits) / 18.0f;
   if (rejected) return;
-  ++seen.accepted;
-  seen.folded += folds(span_of(settings_), found.position);
-  seen.blended += before == -1000.0f && settings_.smooth != 0.0f;
-  seen.not_finite += !std::isfinite(result_);
+  ++seen[kAccepted];
+  seen[kFolded] += folds(span_of(settings_), found.position);
+  seen[kBlended] += before == -1000.0f && settings_.smooth != 0.0f;
+  seen[kInfinite] += !std::isfinite(result_);
 }
 
 }  // namespace plain

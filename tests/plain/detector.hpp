@@ -2,6 +2,7 @@
 // the library, which have tests of their own, and nothing else; the library must give the same bits.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -52,6 +53,8 @@ struct Ratios {
 bool rejects(const Settings& settings, const Ratios& hits, const Ratios& levels);
 float measure(const Settings& settings, float position, float before);
 
+enum Branch { kAnalysed, kAccepted, kOdd, kEven, kNothing, kFolded, kBlended, kInfinite, kTruncated, kBranches };
+
 class Detector {
  public:
   Detector();
@@ -59,10 +62,8 @@ class Detector {
   void set(const int32_t* words) { settings_ = settings_of(words); }
   void block(const int16_t* a, const int16_t* b, int16_t* out);  // 480 samples each
 
-  // How often the runs so far came through the rarer branches, for tests that must not miss them.
-  struct Seen {
-    int analyses, accepted, odd, even, no_candidate, some_candidates, folded, blended, not_finite, truncation;
-  } seen = {};
+  // How often analyses came through the rarer branches, for tests that must not miss them.
+  std::array<int, kBranches> seen = {};
 
  private:
   void analyse();
