@@ -20,12 +20,12 @@ struct arena_slot {
 struct SlotTraits {
   uint64_t limit;  // bytes from base_addr
   const char* no_memory;
-  const char* bad_alignment;
+  const char* name;  // that its messages begin with
 };
 
 constexpr SlotTraits kTraits[2] = {
-    {130000, "[QANT_TX] memory not enough.\n", "[QANT_TX] Unsupport alignment<%d>.\n"},
-    {50000, "[ZETO_RX] memory not enough.\n", "[ZETO_RX] Unsupport alignment<%d>.\n"},
+    {130000, "[QANT_TX] memory not enough.\n", "[QANT_TX]"},
+    {50000, "[ZETO_RX] memory not enough.\n", "[ZETO_RX]"},
 };
 
 arena_slot registry[2];
@@ -100,7 +100,7 @@ void* malloc_buffer(int32_t slot, uint32_t size) {
 
 void* align_malloc(int32_t slot, int32_t alignment, uint32_t size) {
   if (alignment % 4 != 0) {
-    std::fprintf(stderr, traits_of(slot).bad_alignment, alignment);
+    std::fprintf(stderr, "%s Unsupport alignment<%d>.\n", traits_of(slot).name, alignment);
     return nullptr;
   }
   const uint64_t last = static_cast<uint64_t>(int64_t{alignment} - 1);

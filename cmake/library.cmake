@@ -12,7 +12,10 @@ target_include_directories(zeto PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_link_libraries(zeto PRIVATE $<BUILD_INTERFACE:zeto_options> $<BUILD_INTERFACE:zeto_log> m)
 target_link_options(zeto PRIVATE LINKER:--version-script=${zeto_map} LINKER:--as-needed
-  LINKER:-z,max-page-size=16384 LINKER:-z,relro,-z,now $<$<NOT:$<BOOL:${ZETO_SANITIZE}>>:LINKER:-z,defs>)
+  LINKER:-z,max-page-size=16384 LINKER:-z,relro,-z,now)
+if(NOT ZETO_SANITIZE)  # their run-time libraries come with the program
+  target_link_options(zeto PRIVATE LINKER:-z,defs)
+endif()
 if(ZETO_LOG_STAND_IN)
   add_dependencies(zeto log)
 endif()

@@ -82,6 +82,67 @@ ZETO_API void zeto_rx_process(zeto_rx_state* state, int16_t* out, int32_t count)
 /** Does nothing; the caller frees the block. */
 ZETO_API void zeto_rx_exit(zeto_rx_state* state);
 
+/** What the detector listens for. Words are scaled integers; none is checked. */
+typedef struct zeto_tx_param {
+  int32_t UltraHz_floor;   /**< lower frequency of the sweep, Hz; cancels but for rounding */
+  int32_t UltraHz_scope;   /**< width of the sweep, Hz; the beat that maps to a full UltraHz_period; below 11 the
+                                result is infinite or undefined */
+  int32_t UltraHz_period;  /**< the result at a beat of UltraHz_scope; with the sweep's period in ms the result is a
+                                delay in ms, folded at half of it */
+  int32_t UltraHz_cand_dB; /**< level that a spectrum's peak must exceed to count, dB over an unscaled bin power of 1 */
+  int32_t UltraHz_cand_ratio;   /**< least share of peaks agreeing in position, 1/100; above 0 all 18 must agree */
+  int32_t UltraHz_spread_ratio; /**< least share of peaks agreeing in level, 1/100 */
+  int32_t UltraHz_mix_gain;     /**< gain on the product of the inputs, 1/10 */
+  int32_t UltraHz_smooth;       /**< weight of the previous result in the new one, 1/100 */
+  int32_t UltraHz_spare1;       /**< carried, not used */
+  int32_t UltraHz_spare2;       /**< carried, not used */
+  int32_t UltraHz_delay_ms; /**< 10 and more: hold the first input back by 20 blocks, after that many ms (10 a block)
+                                 without analysis at the start; below 10: off */
+} zeto_tx_param;
+
+/** The detector's state, at the start of its state block. It begins with the parameters as last set; the last 6992
+ * bytes of an 8-aligned block (from byte 123004, rounded up) belong to arena slot 0. */
+typedef struct zeto_tx_state zeto_tx_state;
+
+/** Bytes of a detector's state block: 130000. */
+ZETO_API uint32_t cal_zeto_tx_struct_malloc_size(void);
+
+/** Prepares a zero-filled state block: result 0, no start-up delay. The parameters stay as they are: all 0 in a cleared
+ *  block. */
+ZETO_API void zeto_tx_init(zeto_tx_state* state);
+
+/** Starts a fresh measurement: result, filters, histories and candidates are cleared. Parameters, the delay line and
+ * its progress and the block count stay, so the analysis keeps its 200 ms rhythm.
+ *  @param sample_rate  Hz; printed, nothing else. */
+ZETO_API void zeto_tx_reinit(zeto_tx_state* state, int32_t sample_rate);
+
+/** Prints a line; the caller frees the block. */
+ZETO_API void zeto_tx_destroy(zeto_tx_state* state);
+
+/** Takes the parameters over; they hold from the next block on, and the measurement goes on. */
+ZETO_API void zeto_tx_set_param(zeto_tx_state* state, const zeto_tx_param* param);
+
+/** Reads back the eleven words last set, in the order of zeto_tx_param. Not a measurement.
+ *  @param out  room for eleven words. */
+ZETO_API void zeto_tx_get_param(const zeto_tx_state* state, uint32_t* out);
+
+/** Runs whole blocks through zeto_tx_main_process(), scaled to full scale 1.0.
+ *  A state that was never initialised only counts its blocks, and `out` is not written.
+ *  @param in_a         first input, the reference: usually what the emitter plays.
+ *  @param in_b         second input, the microphone.
+ *  @param out          receives the measurement, the same in every sample of a block; apart from the inputs.
+ *  @param num_samples  samples per channel, a multiple of 480; any rest is read and written as a whole block. */
+ZETO_API void zeto_tx_process(zeto_tx_state* state, const int16_t* in_a, const int16_t* in_b, int16_t* out,
+                              uint32_t num_samples);
+
+/** One block: stores it, on every twentieth analyses the last 200 ms, and writes the measurement: 0 before the first
+ *  analysis, -1000 after a rejected one, truncated toward zero to an integer of which the low 16 bits stay.
+ *  zeto_tx_process() counts the block before this call; the count decides where the block goes and when to analyse.
+ *  @param block_a  480 samples of the first input, full scale 1.0.
+ *  @param out      480 samples.
+ *  @param block_b  480 samples of the second input. */
+ZETO_API void zeto_tx_main_process(zeto_tx_state* state, const float* block_a, int16_t* out, const float* block_b);
+
 #ifdef __cplusplus
 }
 #endif

@@ -46,6 +46,8 @@ extern "C" {
 
 struct zeto_rx_param;
 struct zeto_rx_state;
+struct zeto_tx_param;
+struct zeto_tx_state;
 
 /** Bytes that set_parameters reads from a parameter block, of which its core uses the first few. */
 #define ZETO_PARAM_BLOCK_BYTES 80
@@ -115,6 +117,48 @@ ZETO_API void zeto_rx_wrapper_process(zeto_rx_wrapper* handle, void* buffer, uin
 
 /** Frees the handle and all it owns. Null does nothing. */
 ZETO_API void zeto_rx_wrapper_deinit(zeto_rx_wrapper* handle);
+
+/** Uplink handle, for reading. The second input's stream decides when a block is complete. */
+typedef struct zeto_tx_wrapper {
+  int32_t state;                          /**< 1: ready; 0: an allocation failed, only deinit has an effect */
+  uint8_t params[ZETO_PARAM_BLOCK_BYTES]; /**< the parameter block last set */
+  struct zeto_tx_state* core;
+  int32_t sample_rate;  /**< Hz, 48000 */
+  int32_t format_type;  /**< 1 to 4; 0: unknown */
+  int32_t bit_width;    /**< the rings' width code */
+  int32_t sample_bytes; /**< bytes of a host sample */
+  int32_t block_len;    /**< 480 samples */
+  zeto_stream in2_stream;
+  zeto_stream in1_stream;
+  zeto_stream out_stream;
+} zeto_tx_wrapper;
+
+/** Creates an uplink handle; as zeto_rx_wrapper_init(), a handle without its core hands all three buffers back, 479
+ *  late. */
+ZETO_API zeto_tx_wrapper* zeto_tx_wrapper_init(uint32_t sample_rate, int32_t format_type);
+
+/** Sets the detector (zeto_tx_param in zeto/cores.h) and starts a fresh measurement. Up to 479 samples of the old one
+ *  still come out.
+ *  @param param  at the start of ZETO_PARAM_BLOCK_BYTES readable bytes. */
+ZETO_API void zeto_tx_wrapper_set_parameters(zeto_tx_wrapper* handle, const struct zeto_tx_param* param);
+
+/** Reads back the eleven words last set; the measurement comes through zeto_tx_wrapper_process().
+ *  @param out  room for eleven words. */
+ZETO_API void zeto_tx_wrapper_get_parameter(zeto_tx_wrapper* handle, uint32_t* out);
+
+/** Measures. The inputs come back as they were, 479 samples late and after one trip through 16 bits (format 4: scaled
+ * by 32767/32768); `out` comes back as the measurement, the same in every sample of a block, whatever the host put in.
+ *  A measurement v reads v, 256 v, 65536 v and v / 32768 in formats 1 to 4. It is 0 before the first 200 ms have been
+ *  analysed and -1000 after a rejected analysis.
+ *  The buffers are mono, one run of consecutive samples each, in the handle's format, aligned to a sample. They may be
+ *  one and the same buffer, but must not overlap in part.
+ *  @param in1         the reference: usually what the emitter plays.
+ *  @param in2         the microphone.
+ *  @param byte_count  length of each buffer in bytes, a multiple of the sample's bytes, below 2^32. */
+ZETO_API void zeto_tx_wrapper_process(zeto_tx_wrapper* handle, void* in1, void* in2, void* out, uint64_t byte_count);
+
+/** Frees the handle and all it owns. Null does nothing. */
+ZETO_API void zeto_tx_wrapper_deinit(zeto_tx_wrapper* handle);
 
 #ifdef __cplusplus
 }
