@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "detector/analysis.hpp"
+#include "tests/support/by_name.hpp"
 #include "zeto/arena.h"
 #include "zeto/cores.h"
 
@@ -22,6 +23,7 @@ namespace {
 using zeto::detector::agree;
 using zeto::detector::is_accepted;
 using zeto::detector::RatioHistory;
+using zeto_test::by_name;
 
 constexpr int kBlock = 480;
 constexpr int kWindow = 9600;
@@ -33,8 +35,6 @@ zeto_tx_param lenient() {
   p.UltraHz_cand_ratio = p.UltraHz_spread_ratio = 0;
   return p;
 }
-
-const auto kByName = [](const auto& c) { return std::string(c.param.name); };
 
 using Audio = std::vector<int16_t>;
 
@@ -188,7 +188,7 @@ std::vector<DecisionCase> decisions() {
       {"filters_have_rung_out", deep, {{{0, 9000, 32}}, kSilence, kSilence}, {125, 0, -1000}},
   };
 }
-INSTANTIATE_TEST_SUITE_P(Detector, Decision, testing::ValuesIn(decisions()), kByName);
+INSTANTIATE_TEST_SUITE_P(Detector, Decision, testing::ValuesIn(decisions()), by_name);
 
 TEST(Detector, HoldsItsOutputBetweenAnalyses) {
   Core core;
@@ -319,7 +319,7 @@ INSTANTIATE_TEST_SUITE_P(
                     AgreeCase{"eighteen_but_one", runs({{17, 500}, {1, 686}}), runs({{18, 40}}), 500, 40, 17, 18},
                     AgreeCase{"rising", runs({{18, 9}}), runs({{6, 10}, {6, 31.95f}, {6, 41.05f}}), 9, 31.95f, 18, 12},
                     AgreeCase{"falling", runs({{18, 9}}), runs({{6, 41.05f}, {6, 31.95f}, {6, 10}}), 9, 31, 18, 6}),
-    kByName);
+    by_name);
 
 TEST(Detector, TruncatingSortEqualsThePlainOne) {
   std::mt19937 random(7);

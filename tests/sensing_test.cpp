@@ -180,12 +180,13 @@ void run(Random& random, int32_t format, Seen& seen) {
     model.detector.restart();
   }
   const size_t size = format == 1 ? 2 : 4;
+  const int in1 = 0, in2 = random.one_in(20) ? in1 : 1, out = random.one_in(20) ? in2 : 2;  // may be one buffer
   for (size_t at = 0; at < samples;) {
     if (busy) interfere(random, handle, model, words, absurd);
     const int longest = random.pick({1, 100, 480, 3000});
     const size_t length = std::min(samples - at, static_cast<size_t>(1 + random.below(longest)));
-    zeto_tx_wrapper_process(handle, &got[0][at * size], &got[1][at * size], &got[2][at * size], length * size);
-    void* buffers[3] = {&want[1][at * size], &want[0][at * size], &want[2][at * size]};
+    zeto_tx_wrapper_process(handle, &got[in1][at * size], &got[in2][at * size], &got[out][at * size], length * size);
+    void* buffers[3] = {&want[in2][at * size], &want[in1][at * size], &want[out][at * size]};
     model.streams.process(buffers, length * size);
     at += length;
   }
@@ -215,8 +216,6 @@ TEST_P(Sensing, EqualsThePlainModel) {
   EXPECT_GT(seen[plain::kAnalysed], 300);
   EXPECT_GT(seen[plain::kAccepted], 50);
   for (int count : seen) EXPECT_GT(count, 0);
-  for (int count : seen) fprintf(stderr, "%d ", count);
-  fprintf(stderr, "\n");
 }
 INSTANTIATE_TEST_SUITE_P(Seed, Sensing, testing::Range(0u, 4u));
 
