@@ -80,7 +80,8 @@ Peak find_peak(zeto_drft_lookup& fft, float* samples) noexcept {
 }
 
 float position_of(uint32_t bin) noexcept {
-  return static_cast<float>(kSampleRate * bin / kFftLen / uint32_t{kDecimation});
+  const uint32_t hz = kSampleRate * bin / kFftLen / uint32_t{kDecimation};
+  return static_cast<float>(hz);
 }
 
 void truncating_sort(float* values, int n) noexcept {
@@ -105,7 +106,8 @@ Agreement agree(float* positions, float* levels, int n) noexcept {
     result.level_hits = count_near(levels, n, result.level, kLevelTolerance);
   }
   // The share of hits is an integer division on purpose: one segment off, and the position counts for nothing.
-  result.hit_ratio = static_cast<float>(result.hits / kSegments);
+  const int all_hit = result.hits / kSegments;
+  result.hit_ratio = static_cast<float>(all_hit);
   result.level_ratio = static_cast<float>(result.level_hits) / static_cast<float>(kSegments);
   return result;
 }

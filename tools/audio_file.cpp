@@ -1,0 +1,183 @@
+#include "audio_file.hpp"
+
+#include <sndfile.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <optional>
+
+#include "error.hpp"
+
+namespace zeto::tool {
+namespace {
+
+uint32_t little_endian(const char* bytes) {
+  uint32_t value = 0;
+  for (int i = 3; i >= 0; --i) value = value << 8 | static_cast<unsigned char>(bytes[i]);
+  return value;
+}
+
+/// Bytes of sample data that a WAV file's header promises but the file does not hold; nothing where the file is not
+/// WAV. libsndfile reads such a file as if it were a shorter one.
+std::optional<uint64_t> missing_bytes(const std::string& path) {
+  constexpr uint32_t kUnknownLength = 0x7ffff000;  // from here on: written to a pipe, length not known beforehand
+  std::ifstream file(path, std::ios::binary);
+  std::array<char, 12> riff{};
+  if (!file.read(riff.data(), riff.size()) || std::memcmp(riff.data(), "RIFF", 4) != 0 ||
+      std::memcmp(riff.data() + 8, "WAVE", 4) != 0) {
+    return std::nullopt;
+  }
+  const uint64_t total = std::filesystem::file_size(path);
+  uint64_t at = riff.size();
+  std::array<char, 8> chunk{};
+  while (file.seekg(static_cast<std::streamoff>(at)).read(chunk.data(), chunk.size())) {
+    const uint32_t size = little_endian(chunk.data() + 4);
+    at += chunk.size();
+    if (std::memcmp(chunk.data(), "data", 4) == 0) {
+      return size >= kUnknownLength || at + size <= total ? 0 : at + size - total;
+    }
+    at += size + size % 2;  // chunks are padded to even lengths
+  }
+  return std::nullopt;
+}
+
+std::string encoding_name(int format) {
+  switch (format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_PCM_16:
+      return name_of(HostFormat::kPcm16);
+    case SF_FORMAT_PCM_24:
+      return name_of(HostFormat::kPcm24);
+    case SF_FORMAT_PCM_32:
+      return name_of(HostFormat::kPcm32);
+    case SF_FORMAT_FLOAT:
+      return name_of(HostFormat::kFloat);
+    default:
+      break;
+  }
+  SF_FORMAT_INFO info{};
+  info.format = format & SF_FORMAT_SUBMASK;
+  if (sf_command(nullptr, SFC_GET_FORMAT_INFO, &info, sizeof info) != 0 || info.name == nullptr) return "unknown";
+  return info.name;
+}
+
+int subtype_of(HostFormat format) {
+  switch (format) {
+    case HostFormat::kPcm16:
+      return SF_FORMAT_PCM_16;
+    case HostFormat::kPcm24:
+      return SF_FORMAT_PCM_24;
+    case HostFormat::kPcm32:
+      return SF_FORMAT_PCM_32;
+    case HostFormat::kFloat:
+      break;
+  }
+  return SF_FORMAT_FLOAT;
+}
+
+std::string channels_text(int channels) {
+  return channels == 1 ? "1 channel" : std::to_string(channels) + " channels";
+}
+
+}  // namespace
+
+const char* name_of(HostFormat format) {
+  switch (format) {
+    case HostFormat::kPcm16:
+      return "16-bit PCM";
+    case HostFormat::kPcm24:
+      return "24-bit PCM";
+    case HostFormat::kPcm32:
+      return "32-bit PCM";
+    case HostFormat::kFloat:
+      break;
+  }
+  return "32-bit float";
+}
+
+float to_float(double value) {
+  constexpr auto kLargest = static_cast<double>(std::numeric_limits<float>::max());
+  return static_cast<float>(std::clamp(value, -kLargest, kLargest));
+}
+
+AudioReader::AudioReader(std::string path, int channels)
+    : path_(std::move(path)), file_(nullptr, sf_close), channels_(channels) {
+  const auto fail = [&](const std::string& why) { throw UserError("cannot read " + path_ + ": " + why); };
+  std::error_code ignored;
+  if (const auto status = std::filesystem::status(path_, ignored); std::filesystem::exists(status)) {
+    if (!std::filesystem::is_regular_file(status)) fail("not a regular file");
+  }
+  if (!std::ifstream(path_)) fail(std::strerror(errno));
+  SF_INFO info{};
+  file_.reset(sf_open(path_.c_str(), SFM_READ, &info));
+  if (!file_) fail(std::string("not an audio file (") + sf_strerror(nullptr) + ")");
+  if (info.samplerate != kSampleRate) {
+    fail("its rate is " + std::to_string(info.samplerate) + " Hz, must be 48000 Hz; convert it first");
+  }
+  if (info.channels != channels_)
+    fail("it has " + channels_text(info.channels) + ", must have " + std::to_string(channels_));
+  if (const auto missing = missing_bytes(path_); missing.value_or(0) > 0) {
+    fail("cut short, " + std::to_string(*missing) + " bytes of samples are missing");
+  }
+  if (info.frames < 1) fail("it holds no samples");
+  frames_ = info.frames;
+  encoding_ = encoding_name(info.format);
+}
+
+size_t AudioReader::read(std::span<double> out) {
+  const auto wanted = static_cast<sf_count_t>(out.size()) / channels_;
+  const sf_count_t got = sf_readf_double(file_.get(), out.data(), wanted);
+  position_ += got;
+  if (got < wanted && position_ < frames_) {
+    throw UserError("cannot read " + path_ + ": damaged or cut short after sample " + std::to_string(position_) +
+                    " of " + std::to_string(frames_));
+  }
+  return static_cast<size_t>(got * channels_);
+}
+
+AudioWriter::AudioWriter(std::string path, HostFormat format)
+    : target_(std::move(path)), format_(format), file_(nullptr, sf_close) {
+  SF_INFO info{};
+  info.samplerate = kSampleRate;
+  info.channels = 1;
+  info.format = SF_FORMAT_WAV | subtype_of(format);
+  file_.reset(sf_open_fd(target_.descriptor(), SFM_WRITE, &info, SF_FALSE));
+  if (!file_) throw UserError("cannot write " + target_.path() + ": " + sf_strerror(nullptr));
+  sf_command(file_.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);  // it holds a time: same samples, same file
+}
+
+void AudioWriter::write(std::span<const int16_t> samples) {
+  check(sf_write_short(file_.get(), samples.data(), static_cast<sf_count_t>(samples.size())), samples.size());
+}
+
+void AudioWriter::write(std::span<const int32_t> samples) {
+  if (format_ == HostFormat::kPcm24) {  // libsndfile takes the upper 24 bits
+    shifted_.assign(samples.begin(), samples.end());
+    for (int32_t& sample : shifted_) sample *= 256;
+    samples = shifted_;
+  }
+  check(sf_write_int(file_.get(), samples.data(), static_cast<sf_count_t>(samples.size())), samples.size());
+}
+
+void AudioWriter::write(std::span<const float> samples) {
+  check(sf_write_float(file_.get(), samples.data(), static_cast<sf_count_t>(samples.size())), samples.size());
+}
+
+void AudioWriter::commit() {
+  if (const int error = sf_close(file_.release()); error != 0) {
+    throw UserError("cannot write " + target_.path() + ": " + sf_error_number(error));
+  }
+  target_.commit();
+}
+
+void AudioWriter::check(int64_t written, size_t wanted) const {
+  if (written == static_cast<int64_t>(wanted)) return;
+  const char* why = errno != 0 ? std::strerror(errno) : sf_strerror(file_.get());
+  throw UserError("cannot write " + target_.path() + ": " + why);
+}
+
+}  // namespace zeto::tool

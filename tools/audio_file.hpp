@@ -1,0 +1,73 @@
+// Audio files at the one rate that the library knows, 48000 Hz.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "new_file.hpp"
+
+struct sf_private_tag;
+
+namespace zeto::tool {
+
+constexpr int kSampleRate = 48000;
+
+/// The longest file that a WAV header can describe in every host format, in seconds: six hours.
+constexpr double kMaxSeconds = 21600.0;
+
+/// The host sample formats of the wrappers, by their number there.
+enum class HostFormat : int32_t { kPcm16 = 1, kPcm24 = 2, kPcm32 = 3, kFloat = 4 };
+const char* name_of(HostFormat format);
+
+/// Nearest float; values beyond its range, which files of doubles may hold, become the largest.
+float to_float(double value);
+
+using SoundFile = std::unique_ptr<sf_private_tag, int (*)(sf_private_tag*)>;
+
+/// Reads a file from its start. Every fault is a UserError that names the file: missing, no audio, another rate,
+/// another number of channels, cut short.
+class AudioReader {
+ public:
+  AudioReader(std::string path, int channels);
+
+  /// Samples per channel.
+  int64_t frames() const { return frames_; }
+  /// What the samples are stored as, "16-bit PCM" for example.
+  const std::string& encoding() const { return encoding_; }
+
+  /// Fills `out` with the next samples, full scale 1.0, channels interleaved. Returns how many there were; fewer than
+  /// asked for at the end of the file only.
+  size_t read(std::span<double> out);
+
+ private:
+  std::string path_;
+  SoundFile file_;
+  int channels_;
+  int64_t frames_ = 0;
+  int64_t position_ = 0;
+  std::string encoding_;
+};
+
+/// Writes a mono WAV file of host samples, in the matching sample type, bit for bit. The file appears on commit().
+class AudioWriter {
+ public:
+  AudioWriter(std::string path, HostFormat format);
+
+  void write(std::span<const int16_t> samples);  ///< format 1
+  void write(std::span<const int32_t> samples);  ///< formats 2 (right-justified, as a wrapper takes them) and 3
+  void write(std::span<const float> samples);    ///< format 4
+  void commit();
+
+ private:
+  void check(int64_t written, size_t wanted) const;
+
+  NewFile target_;
+  HostFormat format_;
+  SoundFile file_;
+  std::vector<int32_t> shifted_;
+};
+
+}  // namespace zeto::tool

@@ -1,0 +1,120 @@
+// zeto inspect: what is in files of chirp, measured from their samples.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+#include "audio_file.hpp"
+#include "error.hpp"
+#include "sweep.hpp"
+#include "verbs.hpp"
+
+namespace zeto::tool {
+namespace {
+
+struct InspectOptions {
+  std::vector<std::string> files;
+  bool csv = false;
+};
+
+using Row = std::array<std::string, 8>;
+const Row kHeading{"file", "encoding", "samples", "peak", "start_hz", "end_hz", "sweep_s", "latency"};
+
+/// A number, or nothing where it could not be measured.
+std::string text(double value, int digits) {
+  if (!std::isfinite(value)) return "";
+  std::array<char, 64> buffer{};
+  std::snprintf(buffer.data(), buffer.size(), "%.*f", digits, value);
+  return buffer.data();
+}
+
+std::vector<float> read_all(AudioReader& reader) {
+  std::vector<float> samples;
+  samples.reserve(static_cast<size_t>(reader.frames()));
+  std::vector<double> piece(65536);
+  for (size_t got = piece.size(); got == piece.size();) {
+    got = reader.read(piece);
+    for (size_t i = 0; i < got; ++i) samples.push_back(to_float(piece[i]));
+  }
+  return samples;
+}
+
+Row measure(const std::string& path) {
+  AudioReader reader(path, 1);
+  const std::vector<float> samples = read_all(reader);
+  const Sweep sweep = measure_sweep(samples, kSampleRate);
+  return {path,
+          reader.encoding(),
+          std::to_string(samples.size()),
+          text(sweep.peak, 4),
+          text(sweep.start_hz, 1),
+          text(sweep.end_hz, 1),
+          sweep.period ? text(static_cast<double>(*sweep.period) / kSampleRate, 3) : "",
+          sweep.latency ? std::to_string(*sweep.latency) : ""};
+}
+
+std::string csv_cell(const std::string& text) {
+  if (text.find_first_of(",\"\n") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);
+  return quoted += '"';
+}
+
+void print_csv(const Row& row) {
+  for (size_t i = 0; i < row.size(); ++i) std::printf("%s%s", i == 0 ? "" : ",", csv_cell(row[i]).c_str());
+  std::putchar('\n');
+}
+
+void print_columns(const Row& row, int file_width) {
+  constexpr std::array<int, 8> kWidths{0, -12, 9, 7, 9, 9, 8, 8};
+  std::printf("%-*s", file_width, row[0].c_str());
+  for (size_t i = 1; i < row.size(); ++i) std::printf(" %*s", kWidths[i], row[i].empty() ? "-" : row[i].c_str());
+  std::putchar('\n');
+}
+
+void inspect(const InspectOptions& options) {
+  size_t width = kHeading[0].size();
+  for (const auto& path : options.files) width = std::max(width, path.size());
+  const auto print = [&](const Row& row) {
+    options.csv ? print_csv(row) : print_columns(row, static_cast<int>(width));
+  };
+  bool failed = false;
+  bool heading = false;
+  for (const auto& path : options.files) {
+    try {
+      const Row row = measure(path);
+      if (!heading) print(kHeading);
+      heading = true;
+      print(row);
+    } catch (const UserError& error) {  // the others still count
+      complain("zeto inspect", error.what());
+      failed = true;
+    }
+  }
+  if (failed) throw Failed();
+}
+
+}  // namespace
+
+void add_inspect(CLI::App& app) {
+  auto* verb = app.add_subcommand("inspect", "Measure a file of chirp: peak, start and end frequency, latency");
+  const auto options = std::make_shared<InspectOptions>();
+  verb->add_option("files", options->files, "Audio files (48000 Hz, mono)")->type_name("FILE")->required();
+  verb->add_flag("--csv", options->csv, "Comma-separated values");
+  verb->footer(
+      "One line per file, measured from its samples alone:\n"
+      "  samples   length\n"
+      "  peak      largest absolute sample, full scale 1\n"
+      "  start_hz  frequency at the first sample of the first sweep, fitted over 20 ms\n"
+      "  end_hz    frequency at its last sample, fitted over 20 ms; the file's last\n"
+      "            sample where the sweep does not start again within the file\n"
+      "  sweep_s   seconds until the sweep starts again\n"
+      "  latency   zeros at the start, samples; 479 for what a fresh wrapper returns\n"
+      "What cannot be measured is a dash (nothing with --csv).\n\n"
+      "Examples:\n"
+      "  zeto inspect chirp.wav\n"
+      "  zeto inspect --csv *.wav > chirps.csv");
+  verb->callback([options] { inspect(*options); });
+}
+
+}  // namespace zeto::tool

@@ -1,0 +1,54 @@
+#include <cstdio>
+#include <string>
+
+#include "error.hpp"
+#include "library_output.hpp"
+#include "new_file.hpp"
+#include "verbs.hpp"
+
+namespace {
+
+constexpr int kFailed = 2;
+
+int fail(const CLI::App& app, const std::string& message) {
+  const auto verbs = app.get_subcommands();
+  zeto::tool::complain(verbs.empty() ? "zeto" : "zeto " + verbs.front()->get_name(), message);
+  return kFailed;
+}
+
+int run(int argc, char** argv) {
+  CLI::App app{"Ultrasonic sensing in a phone's voice path: makes the chirp and looks at it.", "zeto"};
+  app.require_subcommand(0, 1);  // none: told below, better than CLI11 does
+  app.get_formatter()->column_width(28);
+  app.set_version_flag("--version", "zeto " ZETO_VERSION);
+  app.add_flag("-v,--verbose", zeto::tool::verbose, "Show the library's own lines on standard error");
+  app.footer("Help on one verb: zeto VERB --help\nExit status: 0 done; 2 failed, with a line on standard error.");
+  zeto::tool::add_emit(app);
+  zeto::tool::add_inspect(app);
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
+    return fail(app, std::string(error.what()) + " (see --help)");
+  } catch (const zeto::tool::Failed&) {
+    return kFailed;
+  } catch (const std::exception& error) {
+    return fail(app, error.what());
+  }
+  if (app.get_subcommands().empty()) return fail(app, "no verb given (see --help)");
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) return fail(app, "cannot write to standard output");
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  zeto::tool::remove_unfinished_on_signals();
+  try {
+    return run(argc, argv);
+  } catch (...) {  // only where there is no memory left to say more
+    std::fputs("zeto: failed\n", stderr);
+    return kFailed;
+  }
+}

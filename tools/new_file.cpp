@@ -1,0 +1,93 @@
+#include "new_file.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <utility>
+
+#include "error.hpp"
+
+namespace zeto::tool {
+namespace {
+
+// The one unfinished file, for the signal handler. Only one is ever open: a second NewFile goes without this
+// protection.
+char unfinished[4096];
+volatile std::sig_atomic_t has_unfinished = 0;
+
+extern "C" void remove_and_end(int signal_number) {
+  if (has_unfinished != 0) unlink(unfinished);
+  std::signal(signal_number, SIG_DFL);
+  std::raise(signal_number);
+}
+
+mode_t current_umask() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return mask;
+}
+
+}  // namespace
+
+void remove_unfinished_on_signals() {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+    if (std::signal(number, remove_and_end) == SIG_IGN) std::signal(number, SIG_IGN);  // nohup stays nohup
+  }
+  std::signal(SIGXFSZ, SIG_IGN);  // a file size limit is then a write error like a full disk
+}
+
+NewFile::NewFile(std::string path) : path_(std::move(path)) {
+  namespace fs = std::filesystem;
+  // A link stays one: what it points to is written, whether it exists or not.
+  constexpr int kMaxLinks = 40;
+  std::error_code error;
+  for (int i = 0; i < kMaxLinks && fs::is_symlink(path_, error); ++i) {
+    path_ = (fs::path(path_).parent_path() / fs::read_symlink(path_, error)).string();
+  }
+  struct stat status {};
+  if (stat(path_.c_str(), &status) == 0) {
+    if (S_ISDIR(status.st_mode)) fail(EISDIR);
+    // Renaming onto a device would replace it.
+    if (!S_ISREG(status.st_mode)) throw UserError("cannot write " + path_ + ": not a regular file");
+    if (access(path_.c_str(), W_OK) != 0) fail(errno);
+  } else if (errno != ENOENT) {
+    fail(errno);
+  }
+  temporary_ = path_ + ".XXXXXX";
+  descriptor_ = mkostemp(temporary_.data(), O_CLOEXEC);
+  if (descriptor_ < 0) fail(errno);
+  if (has_unfinished == 0 && temporary_.size() < sizeof unfinished) {
+    std::memcpy(unfinished, temporary_.c_str(), temporary_.size() + 1);
+    has_unfinished = 1;
+  }
+  fchmod(descriptor_, 0666 & ~current_umask());
+}
+
+NewFile::~NewFile() {
+  if (descriptor_ >= 0) close(descriptor_);
+  if (!temporary_.empty()) unlink(temporary_.c_str());
+  forget();
+}
+
+void NewFile::commit() {
+  if (close(std::exchange(descriptor_, -1)) != 0) fail(errno);  // network file systems tell about a full disk here
+  if (rename(temporary_.c_str(), path_.c_str()) != 0) fail(errno);
+  forget();
+  temporary_.clear();
+}
+
+void NewFile::forget() const {
+  if (temporary_ == unfinished) has_unfinished = 0;
+}
+
+void NewFile::fail(int error) const {
+  throw UserError("cannot write " + path_ + ": " + std::strerror(error));
+}
+
+}  // namespace zeto::tool

@@ -1,0 +1,33 @@
+// A file that appears whole or not at all.
+#pragma once
+#include <string>
+
+namespace zeto::tool {
+
+/// Opens a temporary file beside the target. commit() puts it in the target's place; without it, it is removed.
+class NewFile {
+ public:
+  /// Throws UserError where the target cannot be written.
+  explicit NewFile(std::string path);
+  ~NewFile();
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+
+  /// To write to; owned here.
+  int descriptor() const { return descriptor_; }
+  const std::string& path() const { return path_; }
+  void commit();
+
+ private:
+  void forget() const;
+  [[noreturn]] void fail(int error) const;
+
+  std::string path_;
+  std::string temporary_;
+  int descriptor_ = -1;
+};
+
+/// Has signals that end the process remove the unfinished file first.
+void remove_unfinished_on_signals();
+
+}  // namespace zeto::tool

@@ -1,0 +1,10 @@
+// One function per verb: adds the verb with its options and what it does. A verb throws UserError when it cannot.
+#pragma once
+#include <CLI/CLI.hpp>
+
+namespace zeto::tool {
+
+void add_emit(CLI::App& app);
+void add_inspect(CLI::App& app);
+
+}  // namespace zeto::tool
