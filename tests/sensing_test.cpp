@@ -11,6 +11,7 @@
 #include <random>
 #include <vector>
 
+#include "detector/state.hpp"
 #include "tests/plain/detector.hpp"
 #include "tests/plain/stream.hpp"
 #include "zeto/cores.h"
@@ -155,6 +156,13 @@ void interfere(Random& random, zeto_tx_wrapper* handle, Uplink& model, Words& wo
   if (what == 0 || what == 2) model.detector.restart();
 }
 
+// The output shows whole numbers only; inside, everything is the same to the last bit.
+void expect_same_measurement(const zeto_tx_state& state, const plain::Detector& model) {
+  ASSERT_EQ(std::bit_cast<uint32_t>(state.result_value), std::bit_cast<uint32_t>(model.result));
+  ASSERT_TRUE(std::equal(model.positions.begin(), model.positions.end(), state.cand_freq));
+  ASSERT_TRUE(std::equal(model.levels.begin(), model.levels.end(), state.cand_level));
+}
+
 using Seen = std::array<int, plain::kBranches>;
 
 void run(Random& random, int32_t format, Seen& seen) {
@@ -188,6 +196,7 @@ void run(Random& random, int32_t format, Seen& seen) {
     zeto_tx_wrapper_process(handle, &got[in1][at * size], &got[in2][at * size], &got[out][at * size], length * size);
     void* buffers[3] = {&want[in2][at * size], &want[in1][at * size], &want[out][at * size]};
     model.streams.process(buffers, length * size);
+    ASSERT_NO_FATAL_FAILURE(expect_same_measurement(*handle->core, model.detector));
     at += length;
   }
   uint32_t set[11];
