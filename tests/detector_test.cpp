@@ -1,6 +1,5 @@
-// The detector core: what its steps decide, worked out by hand, and what its output shows of them.
-#include "tests/plain/detector.hpp"
-
+// The detector core: what its output shows of every decision, and its life. Its steps are in analysis_test.cpp, its
+// comparison with the plain model in sensing_test.cpp.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "detector/analysis.hpp"
+#include "detector/state.hpp"
 #include "tests/support/by_name.hpp"
 #include "zeto/arena.h"
 #include "zeto/cores.h"
@@ -21,7 +20,7 @@ namespace {
 
 using zeto_test::by_name;
 
-constexpr int kBlock = 480;
+constexpr size_t kBlock = 480;
 constexpr int kWindow = 9600;
 constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
 constexpr zeto_tx_param kUsual = {19605, 4000, 1000, -20, 100, 50, 10, 0, 0, 0, 0};
@@ -86,16 +85,14 @@ class Core {
   void set(const zeto_tx_param& param) { zeto_tx_set_param(state(), &param); }
 
   // Feeds blocks first .. last - 1 of a window and returns what the last one shows.
-  int feed(const Audio& a, const Audio& b, int first = 0, int last = 20) {
-    int16_t out[kBlock];
-    for (int k = first; k < last; ++k) {
-      const size_t at = size_t(k * kBlock);
-      zeto_tx_process(state(), &a[at], &b[at], out, kBlock);
-      for (int16_t sample : out) EXPECT_EQ(sample, out[0]);
-    }
-    return out[0];
+  int feed(const Audio& a, const Audio& b, size_t first = 0, size_t last = 20) {
+    out.assign((last - first) * kBlock, 77);
+    zeto_tx_process(state(), &a[first * kBlock], &b[first * kBlock], out.data(), uint32_t(out.size()));
+    return out.back();
   }
   int feed(const Window& window) { return feed(reference(), beating(window)); }
+
+  Audio out;
 
  private:
   std::vector<uint64_t> memory_ = std::vector<uint64_t>(cal_zeto_tx_struct_malloc_size() / 8);
@@ -188,13 +185,15 @@ INSTANTIATE_TEST_SUITE_P(Detector, Decision, testing::ValuesIn(decisions()), by_
 
 TEST(Detector, HoldsItsOutputBetweenAnalyses) {
   Core core;
-  const Audio a = reference(), b = beating(kTone);
-  EXPECT_EQ(core.feed(a, b, 0, 19), 0);
-  EXPECT_EQ(core.feed(a, b, 19, 20), 125);
-  const Audio silence = beating(kSilence);
-  for (int k = 0; k < 19; ++k) EXPECT_EQ(core.feed(a, silence, k, k + 1), 125);
-  EXPECT_EQ(core.feed(a, silence, 19, 20), -1000);
-  EXPECT_EQ(core.feed(a, b, 0, 19), -1000);
+  Audio want(kWindow, 0);
+  for (const auto& [window, shown] : {std::pair{kTone, 125}, {kSilence, -1000}, {kTone, 125}}) {
+    std::fill(want.end() - kBlock, want.end(), int16_t(shown));
+    core.feed(window);
+    EXPECT_EQ(core.out, want);
+    want.assign(kWindow, int16_t(shown));
+  }
+  EXPECT_EQ(core.state()->frame_count, 60);
+  EXPECT_EQ(core.state()->analysis_count, 3);
 }
 
 // The reference plays during the first 20 blocks only, its beat in all later ones: they meet where the first input is
@@ -304,24 +303,6 @@ TEST(DetectorLife, SaysWhatItDoes) {
             }),
             "");
   EXPECT_EQ(state->frame_count, 0);
-}
-
-TEST(DetectorLife, ParametersAreCarriedAndScaled) {
-  Core core;
-  const int32_t words[11] = {1, -2, 3, -4, 50, 33, 15, -7, kMax, -kMax - 1, 42};
-  zeto_tx_param param;
-  std::memcpy(&param, words, sizeof param);
-  core.set(param);
-  uint32_t out[12] = {};
-  out[11] = 77;
-  zeto_tx_get_param(core.state(), out);
-  EXPECT_EQ(std::memcmp(out, words, sizeof words), 0);
-  EXPECT_EQ(out[11], 77u);
-  const zeto_tx_state& state = *core.state();
-  EXPECT_EQ(state.cand_ratio, 0.5f);
-  EXPECT_EQ(state.spread_ratio, 0.33f);
-  EXPECT_EQ(state.mix_gain, 1.5f);
-  EXPECT_EQ(state.smooth, -0.07f);
 }
 
 bool all(const void* from, const void* to, unsigned char value) {

