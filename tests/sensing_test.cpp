@@ -173,7 +173,7 @@ using Seen = std::array<int, plain::kBranches>;
 
 void run(Random& random, int32_t format, Seen& seen) {
   const bool absurd = random.one_in(3), wild = random.one_in(3), busy = random.one_in(2);
-  const size_t samples = 480u * (80u + random.bits() % 80u) + random.bits() % 480u;
+  const size_t samples = 480u * 80u + random.bits() % (480u * 80u);
   Signal a(samples), b(samples);
   for (size_t from = 0; from < samples;) {
     const size_t length = static_cast<size_t>(random.pick({9600, 19200, 28800, 480 + random.below(12000)}));
