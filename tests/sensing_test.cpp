@@ -143,8 +143,7 @@ struct Uplink {
   plain::Streams streams;
 
   explicit Uplink(int32_t format)
-      : streams(format, {1, 0, 2},
-                [this](int16_t* const* blocks) { detector.block(blocks[1], blocks[0], blocks[2]); }) {}
+      : streams(format, 3, [this](int16_t* const* blocks) { detector.block(blocks[1], blocks[0], blocks[2]); }) {}
   Uplink(const Uplink&) = delete;
 };
 
