@@ -17,9 +17,10 @@ struct Word {
 template <class Record, size_t n>
 void add_words(CLI::App& verb, const char* group, const Word<Record> (&words)[n], Record& record) {
   for (const auto& word : words) {
+    std::string as_in_interface = word.option;
+    std::replace(as_in_interface.begin() + 2, as_in_interface.end(), '-', '_');
     std::string names = word.option;
-    std::replace(names.begin() + 2, names.end(), '-', '_');
-    if (names != word.option) names = word.option + ("," + names);
+    if (as_in_interface != names) names.append(",").append(as_in_interface);
     verb.add_option(names, record.*word.field, word.help)->type_name(word.unit)->group(group)->capture_default_str();
   }
 }

@@ -36,8 +36,7 @@ std::vector<Analysis> sense_file(const SenseOptions& options) {
     writer.emplace(*options.out, format);
   }
   const Capture capture = [&](std::span<double> values) { reader.read(values); };
-  const auto analyses =
-      sense({format, options.buffer, options.param}, reader.frames(), capture, writer ? &*writer : nullptr);
+  auto analyses = sense({format, options.buffer, options.param}, reader.frames(), capture, writer ? &*writer : nullptr);
   if (writer) writer->commit();
   return analyses;
 }

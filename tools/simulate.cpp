@@ -95,7 +95,8 @@ double noise_rms(const SimulateOptions& options, std::span<const int16_t> played
 /// as much before the next sweep. Nothing for a silent emitter.
 std::optional<double> expected(const SimulateOptions& options, double delay_ms) {
   constexpr double kDelayLineMs = 200.0;
-  const double sweep_ms = 1000.0 * (options.emitter.period_ms / 1000);
+  const int32_t sweep_s = options.emitter.period_ms / 1000;
+  const double sweep_ms = 1000.0 * sweep_s;
   if (sweep_ms <= 0.0 || options.emitter.enable != 1) return std::nullopt;
   if (options.detector.UltraHz_delay_ms >= 10) delay_ms -= kDelayLineMs;
   const double distance = std::fabs(std::remainder(delay_ms, sweep_ms));
