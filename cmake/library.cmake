@@ -16,6 +16,11 @@ target_link_options(zeto PRIVATE LINKER:--version-script=${zeto_map} LINKER:--as
 if(NOT ZETO_SANITIZE)  # their run-time libraries come with the program
   target_link_options(zeto PRIVATE LINKER:-z,defs)
 endif()
+if(NOT ANDROID)
+  # The C library's start files only run constructors, of which there are none here; and Debian's for arm64 carry no
+  # branch-protection note, which would take it from the whole library.
+  target_link_options(zeto PRIVATE -nostartfiles)
+endif()
 if(ZETO_LOG_STAND_IN)
   add_dependencies(zeto log)
 endif()
