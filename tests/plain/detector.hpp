@@ -1,0 +1,62 @@
+// The detector said plainly, sample by sample and pass by pass. It shares the transform and the coefficient tables with
+// the library, which have tests of their own, and nothing else; the library must give the same bits.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "zeto/fft.h"
+
+namespace plain {
+
+// A tenth-order recursive filter and its memory, newest sample first.
+struct Filter {
+  const double* b;
+  const double* a;
+  float in[10] = {};
+  float out[10] = {};
+  float step(float x);
+};
+
+// The parameters in working form.
+struct Settings {
+  int32_t floor_hz, scope_hz, period, cand_db;
+  float cand_ratio, spread_ratio, mix_gain, smooth;
+  int32_t delay_ms;
+};
+
+struct Ratios {
+  float previous = 0.0f;
+  float current = 0.0f;
+  void push(float ratio) { *this = {current, ratio}; }
+};
+
+enum Branch { kAnalysed, kAccepted, kOdd, kEven, kNothing, kFolded, kBlended, kInfinite, kTruncated, kBranches };
+
+class Detector {
+ public:
+  Detector();
+  void restart();
+  void set(const int32_t* words);
+  void block(const int16_t* a, const int16_t* b, int16_t* out);  // 480 samples each
+
+  // How often analyses came through the rarer branches, for tests that must not miss them.
+  std::array<int, kBranches> seen = {};
+  // The measurement, and the candidates that the last analysis sorted.
+  float result = 0.0f;
+  std::vector<float> positions, levels;
+
+ private:
+  void analyse();
+
+  int32_t frame_count_ = 0;
+  int32_t warmup_index_ = 1;
+  Settings settings_ = {};
+  std::vector<float> delay_line_, hist_a_, hist_b_;
+  Filter high_a_, high_b_, low_;
+  Ratios hits_, level_hits_;
+  zeto_drft_lookup fft_;
+};
+
+}  // namespace plain
