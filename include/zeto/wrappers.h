@@ -90,13 +90,13 @@ typedef struct zeto_stream {
 typedef struct zeto_rx_wrapper {
   int32_t state;                          /**< 1: ready; 0: an allocation failed, only deinit has an effect */
   uint8_t params[ZETO_PARAM_BLOCK_BYTES]; /**< the parameter block last set */
-  struct zeto_rx_state* core;
-  int32_t sample_rate;  /**< Hz, 48000 */
-  int32_t format_type;  /**< 1 to 4; 0: unknown */
-  int32_t bit_width;    /**< the rings' width code */
-  int32_t sample_bytes; /**< bytes of a host sample */
-  int32_t block_len;    /**< 480 samples */
-  zeto_stream stream;
+  struct zeto_rx_state* core;             /**< the emitter; null where its block could not be had */
+  int32_t sample_rate;                    /**< Hz, 48000 */
+  int32_t format_type;                    /**< 1 to 4; 0: unknown */
+  int32_t bit_width;                      /**< the rings' width code */
+  int32_t sample_bytes;                   /**< bytes of a host sample */
+  int32_t block_len;                      /**< 480 samples */
+  zeto_stream stream;                     /**< carries the host's buffer */
 } zeto_rx_wrapper;
 
 /** Creates a downlink handle.
@@ -127,15 +127,15 @@ ZETO_API void zeto_rx_wrapper_deinit(zeto_rx_wrapper* handle);
 typedef struct zeto_tx_wrapper {
   int32_t state;                          /**< 1: ready; 0: an allocation failed, only deinit has an effect */
   uint8_t params[ZETO_PARAM_BLOCK_BYTES]; /**< the parameter block last set */
-  struct zeto_tx_state* core;
-  int32_t sample_rate;  /**< Hz, 48000 */
-  int32_t format_type;  /**< 1 to 4; 0: unknown */
-  int32_t bit_width;    /**< the rings' width code */
-  int32_t sample_bytes; /**< bytes of a host sample */
-  int32_t block_len;    /**< 480 samples */
-  zeto_stream in2_stream;
-  zeto_stream in1_stream;
-  zeto_stream out_stream;
+  struct zeto_tx_state* core;             /**< the detector; null where its block could not be had */
+  int32_t sample_rate;                    /**< Hz, 48000 */
+  int32_t format_type;                    /**< 1 to 4; 0: unknown */
+  int32_t bit_width;                      /**< the rings' width code */
+  int32_t sample_bytes;                   /**< bytes of a host sample */
+  int32_t block_len;                      /**< 480 samples */
+  zeto_stream in2_stream;                 /**< the microphone */
+  zeto_stream in1_stream;                 /**< the reference */
+  zeto_stream out_stream;                 /**< the measurement */
 } zeto_tx_wrapper;
 
 /** Creates an uplink handle; as zeto_rx_wrapper_init(), a handle without its core hands all three buffers back, 479
