@@ -27,7 +27,7 @@ class Filter {
 
   // A single signal takes two samples at a time, one in each lane.
   void enter() noexcept {
-    constexpr size_t kWidth = sizeof(f64x2) / sizeof(V);
+    constexpr size_t kWidth = sizeof(f64x2) / sizeof(V);  // NOLINT(bugprone-sizeof-expression): 1 where V is f64x2
     for (size_t n = 0; n < kChunk; n += kWidth) {
       f64x2 sum = b_[kOrder] * load<f64x2>(inputs_ + n);
       for (size_t i = 1; i <= kOrder; ++i) sum += b_[kOrder - i] * load<f64x2>(inputs_ + n + i);

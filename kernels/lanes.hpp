@@ -2,8 +2,8 @@
 // of the single value, to the bit; nothing here fuses or reorders.
 #pragma once
 
-#include <cstdint>
-#include <cstring>
+#include <stdint.h>
+#include <string.h>
 
 namespace zeto {
 
@@ -17,13 +17,13 @@ typedef int64_t i64x2 __attribute__((vector_size(16)));
 template <typename V, typename T>
 inline V load(const T* from) noexcept {
   V v;
-  std::memcpy(&v, from, sizeof v);
+  memcpy(&v, from, sizeof v);
   return v;
 }
 
 template <typename V, typename T>
 inline void store(V v, T* to) noexcept {
-  std::memcpy(to, &v, sizeof v);
+  memcpy(to, &v, sizeof v);
 }
 
 inline f32x4 join(f32x2 low, f32x2 high) noexcept {
