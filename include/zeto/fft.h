@@ -1,18 +1,21 @@
 /** @file
  *  Real Fourier transform of 1 to 512 samples, single precision, any length, in place.
  *
- *  Spectrum order ("packed", n floats), with X_k = sum over j of x_j exp(-2 pi i j k / n), no scaling:
- *    [0] Re X_0;  [2k-1] Re X_k and [2k] Im X_k for k = 1 .. (n-1)/2;  [n-1] Re X_(n/2), for even n only.
- *  "Interleaved" order (n + 2 floats, n even): [2k] Re X_k and [2k+1] Im X_k for k = 0 .. n/2.
+ *  Spectrum order ("packed", n floats), with X_k = sum over j of x_j exp(-2 pi i j k / n), no scaling: [0] Re X_0;
+ *  [2k-1] Re X_k and [2k] Im X_k for k = 1 .. (n-1)/2;  [n-1] Re X_(n/2), for even n only. "Interleaved" order (n + 2
+ *  floats, n even): [2k] Re X_k and [2k+1] Im X_k for k = 0 .. n/2.
  *
  *  Ownership: the caller owns the lookup record and all data; nothing is allocated or kept elsewhere. A record may be
  *  copied byte by byte.
+ *
  *  Bad input: pointers are not checked. A length below 1 makes init, reinit and fdrffti() return at once, with nothing
  *  written. Lengths above 512 print one line to standard error. NaN and infinities travel through the arithmetic.
+ *
  *  Threads: every transform writes the record's scratch area, so one record serves one thread at a time; separate
  *  records are independent.
- *  Real time: everything but that error line is free of system calls, locks and allocation. A transform costs about
- *  n * (sum of the factors of n) operations: lengths with a large prime factor are slow, and less accurate.
+ *
+ *  Real time: everything but that error line is free of system calls, locks and allocation. A transform costs about n *
+ *  (sum of the factors of n) operations: lengths with a large prime factor are slow, and less accurate.
  */
 #ifndef ZETO_FFT_H
 #define ZETO_FFT_H
