@@ -1,0 +1,466 @@
+// The detector core: what its steps decide, worked out by hand, and what its output shows of them.
+#include "tests/plain/detector.hpp"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <numbers>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "detector/analysis.hpp"
+#include "zeto/arena.h"
+#include "zeto/cores.h"
+
+namespace {
+
+using zeto::detector::agree;
+using zeto::detector::is_accepted;
+using zeto::detector::RatioHistory;
+
+constexpr int kBlock = 480;
+constexpr int kWindow = 9600;
+constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
+constexpr zeto_tx_param kUsual = {19605, 4000, 1000, -20, 100, 50, 10, 0, 0, 0, 0};
+
+zeto_tx_param lenient() {
+  zeto_tx_param p = kUsual;
+  p.UltraHz_cand_ratio = p.UltraHz_spread_ratio = 0;
+  return p;
+}
+
+const auto kByName = [](const auto& c) { return std::string(c.param.name); };
+
+using Audio = std::vector<int16_t>;
+
+// A tone of 20000 Hz and half of full scale: the reference that every beat is measured against.
+Audio reference() {
+  Audio audio(kWindow);
+  for (size_t n = 0; n < audio.size(); ++n) {
+    audio[n] = static_cast<int16_t>(std::lround(16384 * std::cos(2 * std::numbers::pi * 20000.0 / 48000 * double(n))));
+  }
+  return audio;
+}
+
+// A part of an analysis' 200 ms that beats against the reference: `bin` times 15.625 Hz, half of full scale at 0 dB.
+struct Piece {
+  int from, to, bin;
+  double db = 0;
+};
+using Window = std::vector<Piece>;
+
+Audio beating(const Window& window) {
+  Audio audio(kWindow);
+  for (const Piece& piece : window) {
+    const double hz = 20000 + 15.625 * piece.bin;
+    for (int n = piece.from; n < piece.to; ++n) {
+      audio[size_t(n)] = static_cast<int16_t>(
+          std::lround(16384 * std::pow(10, piece.db / 20) * std::cos(2 * std::numbers::pi * hz / 48000 * n)));
+    }
+  }
+  return audio;
+}
+
+// The analysed stretches start at 384, 3456 and 6528. A pause before each boundary lets the filters ring out.
+Window stretches(Piece first, Piece second, Piece third) {
+  first.from = 384, first.to = 3000, second.from = 3456, second.to = 6100, third.from = 6528, third.to = 9200;
+  return {first, second, third};
+}
+Piece beat(int bin, double db = 0) {
+  return {0, 0, bin, db};
+}
+
+const Window kTone = {{0, kWindow, 32}};  // 500 Hz
+const Window kSilence = {};
+const Window kGap = {{384, 3000, 20}, {6528, 9200, 32}};  // 312 and 500 Hz, nothing between them
+
+// A detector core in memory of its own.
+class Core {
+ public:
+  explicit Core(const zeto_tx_param& param = kUsual) {
+    zeto_tx_init(state());
+    set(param);
+  }
+  zeto_tx_state* state() { return reinterpret_cast<zeto_tx_state*>(memory_.data()); }
+  void set(const zeto_tx_param& param) { zeto_tx_set_param(state(), &param); }
+
+  // Feeds blocks first .. last - 1 of a window and returns what the last one shows.
+  int feed(const Audio& a, const Audio& b, int first = 0, int last = 20) {
+    int16_t out[kBlock];
+    for (int k = first; k < last; ++k) {
+      const size_t at = size_t(k * kBlock);
+      zeto_tx_process(state(), &a[at], &b[at], out, kBlock);
+      for (int16_t sample : out) EXPECT_EQ(sample, out[0]);
+    }
+    return out[0];
+  }
+  int feed(const Window& window) { return feed(reference(), beating(window)); }
+
+ private:
+  std::vector<uint64_t> memory_ = std::vector<uint64_t>(cal_zeto_tx_struct_malloc_size() / 8);
+};
+
+struct DecisionCase {
+  const char* name;
+  zeto_tx_param param;
+  std::vector<Window> windows;
+  std::vector<int> shown;
+};
+void PrintTo(const DecisionCase& c, std::ostream* os) {
+  *os << c.name;
+}
+class Decision : public testing::TestWithParam<DecisionCase> {};
+
+TEST_P(Decision, ShowsInTheOutput) {
+  Core core(GetParam().param);
+  std::vector<int> shown;
+  for (const Window& window : GetParam().windows) shown.push_back(core.feed(window));
+  EXPECT_EQ(shown, GetParam().shown);
+}
+
+std::vector<DecisionCase> decisions() {
+  const auto with = [](zeto_tx_param p, int32_t zeto_tx_param::*field, int32_t value) {
+    p.*field = value;
+    return p;
+  };
+  constexpr auto db = &zeto_tx_param::UltraHz_cand_dB;
+  constexpr auto ratio = &zeto_tx_param::UltraHz_cand_ratio;
+  constexpr auto spread = &zeto_tx_param::UltraHz_spread_ratio;
+  constexpr auto gain = &zeto_tx_param::UltraHz_mix_gain;
+  constexpr auto scope = &zeto_tx_param::UltraHz_scope;
+  constexpr auto period = &zeto_tx_param::UltraHz_period;
+  const zeto_tx_param easy = lenient();
+
+  // 12 of 18 levels and no agreement in position; 6 of 18 levels and all positions.
+  const Window twelve = stretches(beat(32), beat(32), beat(64, -30));
+  const Window six = stretches(beat(32), beat(32, -15), beat(32, -30));
+  // The loudest gain there is, and any level at all a candidate: what the filters still ring with becomes visible.
+  const zeto_tx_param deep = with(with(easy, gain, kMax), db, -150);
+
+  return {
+      // 500 Hz x 1000 / 3993 Hz
+      {"accepted_at_once", kUsual, {kTone}, {125}},
+      {"rejected_then_accepted", kUsual, {kSilence, kTone, kSilence, kTone}, {-1000, 125, -1000, 125}},
+      {"blended_with_the_rejection",
+       with(kUsual, &zeto_tx_param::UltraHz_smooth, 50),
+       {kSilence, kTone, kTone},
+       {-1000, -437, -156}},
+      // The beat's level is 20 log10(0.5 * 0.5 / 2 * 6 * 256) = 45.7 dB, and 20 dB more at tenfold gain.
+      {"level_above_threshold", with(kUsual, db, 45), {kTone}, {125}},
+      {"level_below_threshold", with(kUsual, db, 46), {kTone}, {-1000}},
+      {"gain_above_threshold", with(with(kUsual, gain, 100), db, 65), {kTone}, {125}},
+      {"gain_below_threshold", with(with(kUsual, gain, -100), db, 66), {kTone}, {-1000}},
+      // Silence is -150 dB in every bin; the first one wins: 15 Hz.
+      {"silence_above_threshold", with(kUsual, db, -151), {kSilence}, {3}},
+      {"silence_at_threshold", with(kUsual, db, -150), {kSilence}, {-1000}},
+      {"no_gain_is_silence", with(with(kUsual, gain, 0), db, -151), {kTone}, {3}},
+      {"ratios_at_threshold", with(kUsual, spread, 100), {kTone}, {125}},
+      {"cand_ratio_above_one", with(kUsual, ratio, 101), {kTone}, {-1000}},
+      {"spread_ratio_above_one", with(kUsual, spread, 101), {kTone}, {-1000}},
+      {"nothing_at_all_accepted_once", easy, {kTone, kSilence, kSilence}, {125, 0, -1000}},
+      {"nothing_at_all_rejected", with(easy, ratio, 1), {kTone, kSilence}, {125, -1000}},
+      // Median of six at 312 Hz and six at 500 Hz: 406 Hz.
+      {"even_median", easy, {kTone, kGap}, {125, 101}},
+      {"hit_ratio_is_all_or_nothing", with(easy, ratio, 1), {kTone, kGap}, {125, -1000}},
+      {"within_tolerance", kUsual, {stretches(beat(32), beat(32), beat(43))}, {125}},
+      {"beyond_tolerance", kUsual, {stretches(beat(32), beat(32), beat(44))}, {-1000}},
+      {"too_few_at_first", easy, {six}, {-1000}},
+      {"rejected_ratios_count_next_time", easy, {twelve, six}, {-1000, 125}},
+      {"but_only_next_time", easy, {twelve, kSilence, six}, {-1000, -1000, -1000}},
+      {"two_full_hit_ratios", easy, {six, six}, {-1000, 125}},
+      {"folded", with(kUsual, scope, 2000), {{{0, kWindow, 96}}}, {246}},  // (1991 - 1500) Hz of 1991 Hz
+      {"not_folded", with(kUsual, scope, 2000), {kTone}, {251}},
+      {"negative_span", with(kUsual, scope, -4000), {kTone}, {1125}},
+      {"floor_rounds_the_span", with(kUsual, &zeto_tx_param::UltraHz_floor, kMax), {kTone}, {122}},  // 4096 Hz
+      // Plus infinity shows as the low half of 2^31 - 1; times a weight of 0 it is undefined until the next rejection.
+      {"no_span", with(with(kUsual, scope, 10), period, -1000), {kTone, kTone, kSilence, kTone}, {-1, 0, -1000, -1}},
+      {"no_span_downward", with(kUsual, scope, -10), {kTone}, {0}},
+      {"low_16_bits", with(kUsual, period, 2000000), {kTone}, {250438 - 4 * 65536}},
+      {"start_is_not_analysed", easy, {kTone, {{0, 200, 32}}}, {125, 0}},
+      {"end_of_the_start", easy, {kTone, {{400, 1400, 32}}}, {125, 125}},
+      // The low-pass rings at 4000 Hz, which folds to -7 Hz of 3993 Hz.
+      {"filters_ring_on", deep, {kTone, kSilence}, {125, -1}},
+      {"filters_have_rung_out", deep, {{{0, 9000, 32}}, kSilence, kSilence}, {125, 0, -1000}},
+  };
+}
+INSTANTIATE_TEST_SUITE_P(Detector, Decision, testing::ValuesIn(decisions()), kByName);
+
+TEST(Detector, HoldsItsOutputBetweenAnalyses) {
+  Core core;
+  const Audio a = reference(), b = beating(kTone);
+  EXPECT_EQ(core.feed(a, b, 0, 19), 0);
+  EXPECT_EQ(core.feed(a, b, 19, 20), 125);
+  const Audio silence = beating(kSilence);
+  for (int k = 0; k < 19; ++k) EXPECT_EQ(core.feed(a, silence, k, k + 1), 125);
+  EXPECT_EQ(core.feed(a, silence, 19, 20), -1000);
+  EXPECT_EQ(core.feed(a, b, 0, 19), -1000);
+}
+
+// The reference plays during the first 20 blocks only, its beat in all later ones: they meet where the first input is
+// 20 blocks late.
+struct DelayCase {
+  int32_t delay_ms;
+  std::vector<int> shown;  // after 20, 40, ... blocks
+};
+void PrintTo(const DelayCase& c, std::ostream* os) {
+  *os << c.delay_ms << " ms";
+}
+class Delay : public testing::TestWithParam<DelayCase> {};
+
+TEST_P(Delay, HoldsTheFirstInputBack) {
+  zeto_tx_param param = kUsual;
+  param.UltraHz_delay_ms = GetParam().delay_ms;
+  Core core(param);
+  const Audio silence = beating(kSilence);
+  std::vector<int> shown = {core.feed(reference(), silence)};
+  while (shown.size() < GetParam().shown.size()) shown.push_back(core.feed(silence, beating(kTone)));
+  EXPECT_EQ(shown, GetParam().shown);
+}
+INSTANTIATE_TEST_SUITE_P(Detector, Delay,
+                         testing::Values(DelayCase{-2147483647 - 1, {-1000, -1000, -1000}},
+                                         DelayCase{9, {-1000, -1000, -1000}}, DelayCase{10, {-1000, 125, -1000}},
+                                         DelayCase{55, {-1000, 125, -1000}}, DelayCase{199, {-1000, 125, -1000}},
+                                         DelayCase{200, {0, 125, -1000}}, DelayCase{210, {0, 125, -1000}},
+                                         DelayCase{1000, {0, 0, 0, 0, 0, 125, -1000}},
+                                         DelayCase{1199, {0, 0, 0, 0, 0, -1000, 125, -1000}},
+                                         DelayCase{kMax, {0, 0, 0}}));
+
+// Blocks that the start-up delay drops leave the histories as the last analysis filtered them: they beat once more.
+TEST(Detector, DelaySwitchedOnLateLeavesOldSlots) {
+  zeto_tx_param param = lenient();
+  Core core(param);
+  EXPECT_EQ(core.feed(kTone), 125);
+  param.UltraHz_delay_ms = 50;
+  param.UltraHz_period = 2000;
+  core.set(param);
+  const Audio silence = beating(kSilence);
+  EXPECT_EQ(core.feed(reference(), silence, 0, 5), 125);
+  EXPECT_EQ(core.state()->warmup_index, 6);
+  EXPECT_EQ(core.feed(reference(), silence, 5, 20), 250);
+  EXPECT_EQ(core.feed(silence, beating(kTone)), 250);
+
+  param.UltraHz_delay_ms = 90;  // four more blocks into the delay line, from where the delay stopped
+  core.set(param);
+  core.feed(silence, silence, 0, 4);
+  EXPECT_EQ(core.state()->warmup_index, 10);
+  EXPECT_EQ(core.state()->analysis_count, 1);
+}
+
+TEST(Detector, RestartKeepsParametersDelayLineAndRhythm) {
+  zeto_tx_param param = lenient();
+  param.UltraHz_delay_ms = 200;
+  Core core(param);
+  const Audio silence = beating(kSilence), a = reference(), b = beating(kTone);
+  EXPECT_EQ(core.feed(a, silence), 0);
+  zeto_tx_reinit(core.state(), 16000);
+  EXPECT_EQ(core.feed(a, b), 125);
+
+  EXPECT_EQ(core.feed(a, b, 0, 5), 125);
+  zeto_tx_reinit(core.state(), 48000);
+  const zeto_tx_state& state = *core.state();
+  EXPECT_EQ(state.reinit_status, -1.0f);
+  EXPECT_EQ(state.delay_status, 0.0f);
+  EXPECT_EQ(state.analysis_count, 0);
+  EXPECT_EQ(state.frame_count, 45);
+  EXPECT_EQ(state.sample_rate, 48000u);
+  EXPECT_EQ(core.feed(a, b, 5, 19), 0);
+  EXPECT_EQ(core.feed(silence, b, 19, 20), 125);  // fifteen blocks are enough
+  EXPECT_EQ(core.feed(silence, silence), 0);      // nothing found, forgiven for what the analysis before had found
+  core.feed(silence, b);
+  zeto_tx_reinit(core.state(), 48000);
+  EXPECT_EQ(core.feed(silence, silence), -1000);  // which a restart forgets
+}
+
+constexpr float kThird = 6 / 18.0f, kTwoThirds = 12 / 18.0f;
+
+struct AgreeCase {
+  const char* name;
+  std::vector<float> positions, levels;
+  float position, level;
+  int hits, level_hits;
+};
+void PrintTo(const AgreeCase& c, std::ostream* os) {
+  *os << c.name;
+}
+class Agree : public testing::TestWithParam<AgreeCase> {};
+
+TEST_P(Agree, FindsMediansAndCounts) {
+  AgreeCase c = GetParam();
+  const auto got = agree(c.positions.data(), c.levels.data(), int(c.positions.size()));
+  EXPECT_EQ(got.position, c.position);
+  EXPECT_EQ(got.level, c.level);
+  EXPECT_EQ(got.hits, c.hits);
+  EXPECT_EQ(got.level_hits, c.level_hits);
+  EXPECT_EQ(got.hit_ratio, c.hits == 18 ? 1.0f : 0.0f);
+  EXPECT_EQ(got.level_ratio, float(c.level_hits) / 18.0f);
+}
+
+std::vector<float> runs(std::initializer_list<std::pair<int, float>> list) {
+  std::vector<float> all;
+  for (const auto& [count, value] : list) all.insert(all.end(), size_t(count), value);
+  return all;
+}
+INSTANTIATE_TEST_SUITE_P(
+    Detector, Agree,
+    testing::Values(AgreeCase{"none", {}, {}, 0, 0, 0, 0}, AgreeCase{"one", {500}, {40.7f}, 500, 40.7f, 1, 1},
+                    AgreeCase{"moved_up_is_truncated", {500, 500}, {40.7f, 35.2f}, 500, 37.6f, 2, 2},
+                    AgreeCase{"toward_zero", {500, 500}, {-20.25f, -20.75f}, 500, -20.375f, 2, 2},
+                    AgreeCase{"equal_stay", {500, 500}, {40.75f, 40.75f}, 500, 40.75f, 2, 2},
+                    AgreeCase{"truncated_below_its_neighbour", {1, 1, 1}, {40.75f, 40.5f, 41.25f}, 1, 40.0f, 3, 3},
+                    AgreeCase{"tolerances_are_open", {314, 500, 686}, {10, 20, 30}, 500, 20, 1, 1},
+                    AgreeCase{"tolerances_just_inside", {315, 500, 685}, {10.5f, 20, 29.5f}, 500, 20, 3, 3},
+                    AgreeCase{"seventeen", runs({{17, 500}}), runs({{17, 40}}), 500, 40, 17, 17},
+                    AgreeCase{"eighteen", runs({{18, 500}}), runs({{18, 40}}), 500, 40, 18, 18},
+                    AgreeCase{"eighteen_but_one", runs({{17, 500}, {1, 686}}), runs({{18, 40}}), 500, 40, 17, 18},
+                    AgreeCase{"rising", runs({{18, 9}}), runs({{6, 10}, {6, 31.95f}, {6, 41.05f}}), 9, 31.95f, 18, 12},
+                    AgreeCase{"falling", runs({{18, 9}}), runs({{6, 41.05f}, {6, 31.95f}, {6, 10}}), 9, 31, 18, 6}),
+    kByName);
+
+TEST(Detector, TruncatingSortEqualsThePlainOne) {
+  std::mt19937 random(7);
+  std::uniform_real_distribution<float> spread(-3, 3);
+  for (int run = 0; run < 3000; ++run) {
+    std::vector<float> list(random() % 19);
+    for (float& v : list) v = spread(random) * (run % 2 ? 1.0f : 50.0f);
+    std::vector<float> want = list;
+    plain::truncating_sort(want);
+    zeto::detector::truncating_sort(list.data(), int(list.size()));
+    ASSERT_EQ(list, want);
+  }
+}
+
+TEST(Detector, AcceptsFromASumOfTwo) {
+  const RatioHistory first{0, 1}, second{1, 0}, both{1, 1}, none{0, 0};
+  EXPECT_TRUE(is_accepted({0, 0}, first, {3 / 18.0f, 15 / 18.0f}));
+  EXPECT_TRUE(is_accepted({0, 0}, second, {kThird, kTwoThirds}));
+  EXPECT_FALSE(is_accepted({0, 0}, first, {3 / 18.0f, 14 / 18.0f}));
+  EXPECT_TRUE(is_accepted({0, 0}, both, none));
+  EXPECT_TRUE(is_accepted({0, 0}, none, {1, 1}));
+  EXPECT_FALSE(is_accepted({0.01f, 0}, second, {1, 1}));
+  EXPECT_FALSE(is_accepted({0, 0.67f}, both, {1, kTwoThirds}));
+  EXPECT_TRUE(is_accepted({-1, kTwoThirds}, both, {0, kTwoThirds}));
+}
+
+TEST(Detector, MapsPositionsToPeriods) {
+  using zeto::detector::measure;
+  EXPECT_EQ(measure(150, 0, 198, 198), 48.0f);  // folded
+  EXPECT_EQ(measure(99, 0, 198, 1000), 500.0f);
+  EXPECT_EQ(measure(100, 0, 208, 198), 98.0f);                      // 208 counts as 198
+  EXPECT_EQ(measure(33, 16777216, 99, 99), 33.0f * 99.0f / 98.0f);  // 16777222 + 99 is 16777320 in a float
+  EXPECT_EQ(measure(5, 0, 10, -7), std::numeric_limits<float>::infinity());
+  EXPECT_EQ(measure(5, 0, -10, 7), -std::numeric_limits<float>::infinity());
+  EXPECT_TRUE(std::isnan(measure(0, 0, 10, 7)));
+}
+
+std::string shown_as(const void* address) {
+  char text[40];
+  std::snprintf(text, sizeof text, "(0x%p)", address);
+  return text;
+}
+
+TEST(DetectorLife, SaysWhatItDoes) {
+  std::vector<uint64_t> memory(cal_zeto_tx_struct_malloc_size() / 8);
+  auto* state = reinterpret_cast<zeto_tx_state*>(memory.data());
+  const auto said = [](auto call) {
+    testing::internal::CaptureStdout();
+    call();
+    return testing::internal::GetCapturedStdout();
+  };
+  EXPECT_EQ(said([&] { zeto_tx_init(state); }),
+            "zeto_tx_init, version" + shown_as(state) + " zeto v1.0.1 build 20221213\n");
+  EXPECT_EQ(said([&] { zeto_tx_reinit(state, 16000); }), "zeto_tx_reinit" + shown_as(state) + " sample_rate 16000\n");
+  EXPECT_EQ(said([&] { zeto_tx_reinit(state, -1); }), "zeto_tx_reinit" + shown_as(state) + " sample_rate -1\n");
+  const zeto_tx_param param = {-1, 4000, 0, -20, 50, 0, 0, 0, 0, 0, 0};
+  EXPECT_EQ(said([&] { zeto_tx_set_param(state, &param); }),
+            "UltraHz_floor(4294967295) UltraHz_scope(4000) UltraHz_period(0) UltraHz_cand_dB(4294967276) "
+            "UltraHz_cand_ratio<0.500000>.\n");
+  EXPECT_EQ(said([&] { zeto_tx_destroy(state); }), "zeto_tx_destroy" + shown_as(state) + " \n");
+  int16_t block[kBlock] = {};
+  uint32_t words[11];
+  float floats[kBlock] = {};
+  EXPECT_EQ(said([&] {
+              zeto_tx_init(nullptr), zeto_tx_reinit(nullptr, 1), zeto_tx_destroy(nullptr);
+              zeto_tx_set_param(nullptr, &param), zeto_tx_set_param(state, nullptr);
+              zeto_tx_get_param(nullptr, words), zeto_tx_get_param(state, nullptr);
+              zeto_tx_process(nullptr, block, block, block, kBlock), zeto_tx_process(state, nullptr, block, block, 480);
+              zeto_tx_process(state, block, nullptr, block, 480), zeto_tx_process(state, block, block, nullptr, 480);
+              zeto_tx_process(state, block, block, block, 0), zeto_tx_main_process(nullptr, floats, block, floats);
+              zeto_tx_main_process(state, nullptr, block, floats), zeto_tx_main_process(state, floats, nullptr, floats);
+              zeto_tx_main_process(state, floats, block, nullptr);
+            }),
+            "");
+  EXPECT_EQ(state->frame_count, 0);
+}
+
+TEST(DetectorLife, ParametersAreCarriedAndScaled) {
+  Core core;
+  const int32_t words[11] = {1, -2, 3, -4, 50, 33, 15, -7, kMax, -kMax - 1, 42};
+  zeto_tx_param param;
+  std::memcpy(&param, words, sizeof param);
+  core.set(param);
+  uint32_t out[12] = {};
+  out[11] = 77;
+  zeto_tx_get_param(core.state(), out);
+  EXPECT_EQ(std::memcmp(out, words, sizeof words), 0);
+  EXPECT_EQ(out[11], 77u);
+  const zeto_tx_state& state = *core.state();
+  EXPECT_EQ(state.cand_ratio, 0.5f);
+  EXPECT_EQ(state.spread_ratio, 0.33f);
+  EXPECT_EQ(state.mix_gain, 1.5f);
+  EXPECT_EQ(state.smooth, -0.07f);
+  zeto_tx_init(core.state());
+  EXPECT_EQ(state.delay_ms, 0);
+  EXPECT_EQ(state.cand_ratio, 0.5f);
+  EXPECT_EQ(state.params.UltraHz_delay_ms, 42);
+  EXPECT_EQ(state.warmup_index, 1);
+  EXPECT_EQ(state.frame_tag, 160);
+  EXPECT_EQ(state.analysis_tag, 17);
+}
+
+// A block that was never initialised counts what it is given and touches nothing else.
+TEST(DetectorLife, UninitialisedCountsBlocks) {
+  std::vector<uint64_t> memory(cal_zeto_tx_struct_malloc_size() / 8);
+  auto* state = reinterpret_cast<zeto_tx_state*>(memory.data());
+  int16_t in[1] = {}, out[1] = {123};
+  int32_t want = 0;
+  for (const auto& [samples, blocks] : {std::pair{1000u, 3}, {1u, 1}, {480u, 1}, {481u, 2}, {4294967295u, 8947849}}) {
+    zeto_tx_process(state, in, in, out, samples);
+    want += blocks;
+    EXPECT_EQ(state->frame_count, want) << samples;
+  }
+  EXPECT_EQ(out[0], 123);
+  zeto_tx_process(state, in, in, out, 0);
+  EXPECT_EQ(state->frame_count, want);
+
+  const float block[kBlock] = {};  // must come back, whatever it shows
+  int16_t shown[kBlock];
+  for (int k = 0; k < 41; ++k, ++state->frame_count) zeto_tx_main_process(state, block, shown, block);
+}
+
+// After 2^31 blocks the count turns negative; where blocks go then is nobody's promise, but they stay in the histories.
+TEST(DetectorLife, CountMayWrap) {
+  Core core;
+  core.state()->frame_count = kMax - 5;
+  for (int i = 0; i < 3; ++i) core.feed(kTone);
+  EXPECT_EQ(std::memcmp(&core.state()->params, &kUsual, sizeof kUsual), 0);
+  EXPECT_EQ(core.state()->frame_tag, 160);
+}
+
+TEST(DetectorLife, ArenaGetsTheEndOfTheBlock) {
+  Core core;
+  char* block = reinterpret_cast<char*>(core.state());
+  EXPECT_EQ(cal_zeto_tx_struct_malloc_size(), 130000u);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(malloc_buffer(0, 6993), nullptr);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "[QANT_TX] memory not enough.\n");
+  EXPECT_EQ(malloc_buffer(0, 6992), block + 123008);
+  zeto_tx_reinit(core.state(), 48000);
+  EXPECT_EQ(malloc_buffer(0, 0), block + 130000);
+}
+
+}  // namespace

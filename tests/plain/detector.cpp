@@ -1,0 +1,220 @@
+#include "tests/plain/detector.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "zeto/tables.h"
+
+namespace plain {
+namespace {
+
+constexpr int kBlock = 480;
+constexpr int kSlots = 20;
+constexpr int kHistory = kBlock * kSlots;
+constexpr int kFft = 512;
+constexpr int kBins = 257;
+constexpr int kSegments = 18;
+constexpr int kDecimation = 6;
+constexpr int kFirstStretch = 384;
+
+float* slot(std::vector<float>& line, int index) {
+  return &line[static_cast<size_t>(index * kBlock)];
+}
+
+void copy_block(const float* from, float* to) {
+  std::copy(from, from + kBlock, to);
+}
+
+void add_candidate(const float* spectrum, int32_t cand_db, std::vector<float>& positions, std::vector<float>& levels) {
+  float level[kBins];
+  for (int bin = 0; bin < kBins; ++bin) {
+    const float re = spectrum[2 * bin];
+    const float im = spectrum[2 * bin + 1];
+    level[bin] = 10.0f * std::log10(re * re + im * im + 1e-15f);
+  }
+  int best = 1;
+  for (int bin = 2; bin < kBins; ++bin) {
+    if (level[bin] > level[best]) best = bin;
+  }
+  if (!(level[best] > static_cast<float>(cand_db))) return;
+  const uint32_t hz = 48000u * static_cast<uint32_t>(best) / kFft;
+  positions.push_back(static_cast<float>(hz / kDecimation));
+  levels.push_back(level[best]);
+}
+
+int count_near(const std::vector<float>& list, float middle, float tolerance) {
+  return static_cast<int>(
+      std::count_if(list.begin(), list.end(), [=](float v) { return std::fabs(v - middle) < tolerance; }));
+}
+
+}  // namespace
+
+int32_t saturated(float x) {
+  if (std::isnan(x)) return 0;
+  if (x >= 2147483648.0f) return std::numeric_limits<int32_t>::max();
+  if (x <= -2147483648.0f) return std::numeric_limits<int32_t>::min();
+  return static_cast<int32_t>(x);
+}
+
+int16_t shown(float result) {
+  return static_cast<int16_t>(static_cast<uint16_t>(static_cast<uint32_t>(saturated(result)) & 0xffffu));
+}
+
+// Products and sums in double precision, the oldest input first, the newest output last.
+float Filter::step(float x) {
+  double sum = b[10] * static_cast<double>(in[9]);
+  for (int lag = 9; lag >= 1; --lag) sum += b[lag] * static_cast<double>(in[lag - 1]);
+  sum += b[0] * static_cast<double>(x);
+  for (int lag = 10; lag >= 1; --lag) sum -= a[lag] * static_cast<double>(out[lag - 1]);
+  const float y = static_cast<float>(sum);
+
+  std::copy_backward(in, in + 9, in + 10);
+  std::copy_backward(out, out + 9, out + 10);
+  in[0] = x;
+  out[0] = y;
+  return y;
+}
+
+void truncating_sort(std::vector<float>& list) {
+  for (size_t pairs = list.size(); pairs-- > 1;) {
+    for (size_t j = 0; j < pairs; ++j) {
+      if (list[j] > list[j + 1]) {
+        const int32_t larger = saturated(list[j]);
+        list[j] = list[j + 1];
+        list[j + 1] = static_cast<float>(larger);
+      }
+    }
+  }
+}
+
+float median(const std::vector<float>& sorted) {
+  const size_t n = sorted.size();
+  if (n == 0) return 0.0f;
+  if (n % 2 == 1) return sorted[n / 2];
+  return (sorted[n / 2 - 1] + sorted[n / 2]) / 2.0f;
+}
+
+Agreement agree(std::vector<float> positions, std::vector<float> levels) {
+  truncating_sort(positions);
+  truncating_sort(levels);
+  const float position = median(positions);
+  const int hits = count_near(positions, position, 186.0f);
+  const int level_hits = count_near(levels, median(levels), 10.0f);
+  return {position, static_cast<float>(hits / kSegments), static_cast<float>(level_hits) / 18.0f};
+}
+
+Settings settings_of(const int32_t* words) {
+  const auto part = [words](int i, float unit) { return static_cast<float>(words[i]) / unit; };
+  return {words[0],        words[1],       words[2],        words[3], part(4, 100.0f),
+          part(5, 100.0f), part(6, 10.0f), part(7, 100.0f), words[10]};
+}
+
+bool rejects(const Settings& settings, const Ratios& hits, const Ratios& levels) {
+  if (settings.cand_ratio > hits.current || levels.current < settings.spread_ratio) return true;
+  return levels.current + levels.previous + std::trunc(hits.current + hits.previous) < 2.0f;
+}
+
+static float span_of(const Settings& settings) {
+  constexpr float kQuantum = 11.0f;
+  const float low = std::round(static_cast<float>(settings.floor_hz) / kQuantum) * kQuantum;
+  const float width = std::trunc(static_cast<float>(settings.scope_hz) / kQuantum) * kQuantum;
+  const float high = low + width;
+  return high - low;
+}
+
+static bool folds(float span, float position) {
+  return static_cast<double>(span) * 0.5 < static_cast<double>(position);
+}
+
+float measure(const Settings& settings, float position, float before) {
+  const float span = span_of(settings);
+  const float p = folds(span, position) ? span - position : position;
+  const float value = p * static_cast<float>(settings.period) / span;
+  return before * settings.smooth + (1.0f - settings.smooth) * value;
+}
+
+Detector::Detector()
+    : delay_line_(kHistory),
+      high_a_{b_Hp_Ultra, a_Hp_Ultra},
+      high_b_{b_Hp_Ultra, a_Hp_Ultra},
+      low_{b_Lp_Ultra, a_Lp_Ultra} {
+  zeto_fft_init(&fft_, kFft);
+  restart();
+}
+
+// The block count, the delay line and its progress, and the settings go on.
+void Detector::restart() {
+  result_ = 0.0f;
+  hist_a_.assign(kHistory, 0.0f);
+  hist_b_.assign(kHistory, 0.0f);
+  for (Filter* filter : {&high_a_, &high_b_, &low_}) *filter = {filter->b, filter->a};
+  hits_ = {};
+  levels_ = {};
+}
+
+void Detector::block(const int16_t* a, const int16_t* b, int16_t* out) {
+  float block_a[kBlock];
+  float block_b[kBlock];
+  for (int i = 0; i < kBlock; ++i) {
+    block_a[i] = static_cast<float>(a[i]) / 32768.0f;
+    block_b[i] = static_cast<float>(b[i]) / 32768.0f;
+  }
+
+  ++frame_count_;
+  const int s = (frame_count_ + kSlots - 1) % kSlots;
+  const bool delayed = settings_.delay_ms >= 10;
+  if (delayed && warmup_index_ <= settings_.delay_ms / 10) {
+    if (warmup_index_ <= kSlots) copy_block(block_a, slot(delay_line_, warmup_index_ - 1));
+    ++warmup_index_;
+  } else {
+    if (delayed) {
+      copy_block(slot(delay_line_, s), slot(hist_a_, s));
+      copy_block(block_a, slot(delay_line_, s));
+    } else {
+      copy_block(block_a, slot(hist_a_, s));
+    }
+    copy_block(block_b, slot(hist_b_, s));
+    if (s == kSlots - 1) analyse();
+  }
+  std::fill(out, out + kBlock, shown(result_));
+}
+
+void Detector::analyse() {
+  for (float& v : hist_a_) v = high_a_.step(v);
+  for (float& v : hist_b_) v = high_b_.step(v);
+  std::vector<float> mixed(kHistory);
+  for (size_t i = 0; i < mixed.size(); ++i) mixed[i] = low_.step(hist_a_[i] * hist_b_[i] * settings_.mix_gain);
+
+  std::vector<float> positions, levels;
+  for (int segment = 0; segment < kSegments; ++segment) {
+    const int start = kFirstStretch + segment / kDecimation * kDecimation * kFft + segment % kDecimation;
+    float spectrum[kFft + 2] = {};
+    for (int t = 0; t < kFft; ++t) spectrum[t] = mixed[static_cast<size_t>(start + kDecimation * t)] * 6.0f;
+    zeto_rfft_float(&fft_, spectrum);
+    add_candidate(spectrum, settings_.cand_db, positions, levels);
+  }
+  const Agreement found = agree(positions, levels);
+  hits_.push(found.hit_ratio);
+  levels_.push(found.level_ratio);
+
+  const float before = result_;
+  const bool rejected = rejects(settings_, hits_, levels_);
+  result_ = rejected ? -1000.0f : measure(settings_, found.position, before);
+
+  const size_t n = positions.size();
+  std::sort(levels.begin(), levels.end());
+  const int level_hits = count_near(levels, median(levels), 10.0f);
+  ++seen[kAnalysed];
+  seen[kNothing] += n == 0;
+  seen[kOdd] += n % 2 == 1;
+  seen[kEven] += n > 0 && n < kSegments && n % 2 == 0;
+  seen[kTruncated] += found.level_ratio != static_cast<float>(level_hits) / 18.0f;
+  if (rejected) return;
+  ++seen[kAccepted];
+  seen[kFolded] += folds(span_of(settings_), found.position);
+  seen[kBlended] += before == -1000.0f && settings_.smooth != 0.0f;
+  seen[kInfinite] += !std::isfinite(result_);
+}
+
+}  // namespace plain
