@@ -1,5 +1,5 @@
 # libzeto.so. Linked as C without the C++ runtime and with every symbol resolved: a stray `new` or std::string in the
-# library fails here, not on the phone.
+# library fails here, not on the phone. Its own calls stay inside it, whatever names the host brings along.
 set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
 target_compile_options(zeto_objects PRIVATE ${zeto_freestanding_options})
 
@@ -11,7 +11,7 @@ set_target_properties(zeto PROPERTIES LINKER_LANGUAGE C VERSION ${PROJECT_VERSIO
 target_include_directories(zeto PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_link_libraries(zeto PRIVATE $<BUILD_INTERFACE:zeto_options> $<BUILD_INTERFACE:zeto_log> m)
-target_link_options(zeto PRIVATE LINKER:--version-script=${zeto_map} LINKER:--as-needed
+target_link_options(zeto PRIVATE LINKER:--version-script=${zeto_map} LINKER:--as-needed LINKER:-Bsymbolic-functions
   LINKER:-z,max-page-size=16384 LINKER:-z,relro,-z,now)
 if(NOT ZETO_SANITIZE)  # their run-time libraries come with the program
   target_link_options(zeto PRIVATE LINKER:-z,defs)

@@ -2,11 +2,13 @@
 
 #include <sndfile.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <optional>
 
 #include "error.hpp"
@@ -95,6 +97,11 @@ const char* name_of(HostFormat format) {
       break;
   }
   return "32-bit float";
+}
+
+float to_float(double value) {
+  constexpr auto kLargest = static_cast<double>(std::numeric_limits<float>::max());
+  return static_cast<float>(std::clamp(value, -kLargest, kLargest));
 }
 
 AudioReader::AudioReader(std::string path, int channels)

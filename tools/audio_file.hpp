@@ -22,6 +22,9 @@ constexpr double kMaxSeconds = 21600.0;
 enum class HostFormat : int32_t { kPcm16 = 1, kPcm24 = 2, kPcm32 = 3, kFloat = 4 };
 const char* name_of(HostFormat format);
 
+/// Nearest float; values beyond its range, which files of doubles may hold, become the largest.
+float to_float(double value);
+
 using SoundFile = std::unique_ptr<sf_private_tag, int (*)(sf_private_tag*)>;
 
 /// Reads a file from its start. Every fault is a UserError that names the file: missing, no audio, another rate,

@@ -30,7 +30,7 @@ constexpr int64_t kMaxBuffer = int64_t{1} << 24;
 template <class Sample>
 Sample host_sample(double value, double full_scale) {
   if constexpr (std::is_floating_point_v<Sample>) {
-    return static_cast<Sample>(value);
+    return to_float(value);
   } else {
     const double scaled = std::nearbyint(value * full_scale);
     return static_cast<Sample>(scaled >= -full_scale ? std::min(scaled, full_scale - 1.0) : -full_scale);

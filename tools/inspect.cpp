@@ -34,7 +34,7 @@ std::vector<float> read_all(AudioReader& reader) {
   std::vector<double> piece(65536);
   for (size_t got = piece.size(); got == piece.size();) {
     got = reader.read(piece);
-    for (size_t i = 0; i < got; ++i) samples.push_back(static_cast<float>(piece[i]));
+    for (size_t i = 0; i < got; ++i) samples.push_back(to_float(piece[i]));
   }
   return samples;
 }

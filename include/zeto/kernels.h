@@ -152,6 +152,90 @@ ZETO_API float zeto_window_To0dBFs(const float* window, uint32_t len);
 ZETO_API float zeto_window_cali_db(const float* window, uint32_t len);
 /** @} */
 
+/** @name Frames
+ *  A frame describes up to four channels, each an array of its own, of 16-bit or float samples: which, only the caller
+ *  knows. Builders return the empty frame, all zero, on bad input.
+ *
+ *  Copy and conversions take channels 0 up to the destination's count and leave the source's others alone. Both frames
+ *  need 1 to 4 channels, none of them null, and the same size, not 0; the destination must not have more channels than
+ *  the source. Otherwise they print one line with the counts to standard error (0 for those of a null frame) and do
+ *  nothing else. Source and destination samples are apart, except where the copy moves.
+ *
+ *  The interleave helpers return silently on a frame that is null or not as above, and where the buffer is channel 0
+ *  itself. The buffer is not checked otherwise: size times num samples, apart from the channels, sample t of channel c
+ * at t num + c.
+ *  @{ */
+
+/** Passed around by value; owns nothing. */
+typedef struct zeto_frame {
+  void* ch[4];   /**< start of each channel's samples, null from num on */
+  uint32_t num;  /**< channels, 1 to 4; 0: the empty frame */
+  uint32_t size; /**< samples per channel */
+} zeto_frame;
+
+/** A frame over channels stored one after another.
+ *  @param base  num times size samples; null gives the empty frame.
+ *  @param num   channels; 0 and above 4 give the empty frame.
+ *  @param size  samples per channel; 0 gives the empty frame. A negative one is taken as its 32 bits, unsigned, and the
+ *               channels' offsets wrap at 32 bits. */
+ZETO_API zeto_frame zeto_frame_short_load(int16_t* base, uint32_t num, int32_t size);
+
+/** The same over float samples. */
+ZETO_API zeto_frame zeto_frame_float_load(float* base, uint32_t num, int32_t size);
+
+/** A part of a frame of 16-bit samples, over the same memory.
+ *  @param frame   null, or with more than 4 channels, gives the empty frame.
+ *  @param offset  samples to skip; beyond the frame's size: the empty frame.
+ *  @param length  samples wanted; what there is of them becomes the size, which may be 0. */
+ZETO_API zeto_frame zeto_frame_short_offside(const zeto_frame* frame, uint32_t offset, uint32_t length);
+
+/** Copies float samples. */
+ZETO_API void zeto_frame_float_copy_to_float(const zeto_frame* source, const zeto_frame* destination);
+
+/** 16-bit samples to float samples in [-1, 1): times 1/32768. */
+ZETO_API void zeto_frame_short_convert_to_float(const zeto_frame* source, const zeto_frame* destination);
+
+/** Float samples to 16-bit samples, not scaled, so not the inverse: floats are expected in the 16-bit range. Half is
+ * added with the sample's sign, in single precision, the rest cut off; what does not fit saturates, NaN gives 0. */
+ZETO_API void zeto_frame_float_convert_to_short(const zeto_frame* source, const zeto_frame* destination);
+
+/** Interleaved 16-bit samples into the frame's channels. */
+ZETO_API void zeto_frame_short_copy_from_interleaved(const int16_t* interleaved, const zeto_frame* frame);
+
+/** The frame's 16-bit channels to interleaved samples. */
+ZETO_API void zeto_frame_short_copy_to_interleaved(const zeto_frame* frame, int16_t* interleaved);
+/** @} */
+
+/** @name Spectral bands and statistics
+ *  Reduce the bins of a 512-point spectrum to bands and expand them again, after the band edges in zeto/tables.h. Bin 0
+ *  belongs to no band: compressing does not look at it, expanding sets it to 0. Pointers are not checked.
+ *  @{ */
+
+/** Means of the bins of each band. @param spectrum  257 values. @param bands  receives 48. */
+ZETO_API void compress48b(const float* spectrum, float* bands);
+ZETO_API void compress33b(const float* spectrum, float* bands); /**< 33 bands of 129 values */
+ZETO_API void compress4b(const float* spectrum, float* bands);  /**< 4 bands of 257 values */
+ZETO_API void compress2b(const float* spectrum, float* bands);  /**< 2 bands of 129 values */
+
+/** Gives every bin its band's value, bit for bit. @param bands  48 values. @param spectrum  receives 257. */
+ZETO_API void uncompress48b(const float* bands, float* spectrum);
+ZETO_API void uncompress33b(const float* bands, float* spectrum); /**< 33 bands to 129 values */
+ZETO_API void uncompress4b(const float* bands, float* spectrum);  /**< 4 bands to 257 values */
+ZETO_API void uncompress2b(const float* bands, float* spectrum);  /**< 2 bands to 129 values */
+
+/** Copies x to y, one by one, ascending; nothing for n below 1. */
+ZETO_API void copyx2y(const float* x, float* y, int32_t n);
+
+/** Sample standard deviation about a mean that the caller has.
+ *  @return sqrt(sum of (values[i] - mean)^2 / (n - 1)), with 1 for n - 1 below 1; 0 for n below 1. */
+ZETO_API float stdVec(const float* values, int32_t n, float mean);
+
+/** Energy of a weighted vector in dB, less an offset in dB.
+ *  @param n  below 2 divides by 0; from 32769 on, the divisor wraps at 32 bits, signed.
+ *  @return 10 log10f(e / (2 n (n - 1)) + 1e-15) - offset, where e is the sum of w[i] (x[i] w[i]). */
+ZETO_API float energy_db_cal(const float* x, const float* w, uint32_t n, float offset);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif

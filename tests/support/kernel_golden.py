@@ -8,7 +8,7 @@ import ctypes
 import math
 import struct
 
-LENGTHS = (0, 1, 3, 4, 5, 15, 16, 17, 480, 512)
+LENGTHS = (0, 1, 3, 4, 5, 15, 16, 17, 31, 480, 509, 512)
 SPECIAL = (0x00000000, 0x80000000, 0x7F800000, 0xFF800000, 0x7FC00000, 0x00000001, 0x80000001, 0x7F7FFFFF, 0x3F800000)
 
 
