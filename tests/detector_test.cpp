@@ -1,29 +1,26 @@
-// The detector core: what its steps decide, worked out by hand, and what its output shows of them.
-#include "tests/plain/detector.hpp"
-
+// The detector core: what its output shows of every decision, and its life. Its steps are in analysis_test.cpp, its
+// comparison with the plain model in sensing_test.cpp.
 #include <gtest/gtest.h>
 
-#include <array>
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <limits>
 #include <numbers>
-#include <random>
 #include <string>
 #include <vector>
 
-#include "detector/analysis.hpp"
+#include "detector/state.hpp"
+#include "tests/support/by_name.hpp"
 #include "zeto/arena.h"
 #include "zeto/cores.h"
 
 namespace {
 
-using zeto::detector::agree;
-using zeto::detector::is_accepted;
-using zeto::detector::RatioHistory;
+using zeto_test::by_name;
 
-constexpr int kBlock = 480;
+constexpr size_t kBlock = 480;
 constexpr int kWindow = 9600;
 constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
 constexpr zeto_tx_param kUsual = {19605, 4000, 1000, -20, 100, 50, 10, 0, 0, 0, 0};
@@ -33,8 +30,6 @@ zeto_tx_param lenient() {
   p.UltraHz_cand_ratio = p.UltraHz_spread_ratio = 0;
   return p;
 }
-
-const auto kByName = [](const auto& c) { return std::string(c.param.name); };
 
 using Audio = std::vector<int16_t>;
 
@@ -90,16 +85,14 @@ class Core {
   void set(const zeto_tx_param& param) { zeto_tx_set_param(state(), &param); }
 
   // Feeds blocks first .. last - 1 of a window and returns what the last one shows.
-  int feed(const Audio& a, const Audio& b, int first = 0, int last = 20) {
-    int16_t out[kBlock];
-    for (int k = first; k < last; ++k) {
-      const size_t at = size_t(k * kBlock);
-      zeto_tx_process(state(), &a[at], &b[at], out, kBlock);
-      for (int16_t sample : out) EXPECT_EQ(sample, out[0]);
-    }
-    return out[0];
+  int feed(const Audio& a, const Audio& b, size_t first = 0, size_t last = 20) {
+    out.assign((last - first) * kBlock, 77);
+    zeto_tx_process(state(), &a[first * kBlock], &b[first * kBlock], out.data(), uint32_t(out.size()));
+    return out.back();
   }
   int feed(const Window& window) { return feed(reference(), beating(window)); }
+
+  Audio out;
 
  private:
   std::vector<uint64_t> memory_ = std::vector<uint64_t>(cal_zeto_tx_struct_malloc_size() / 8);
@@ -188,17 +181,19 @@ std::vector<DecisionCase> decisions() {
       {"filters_have_rung_out", deep, {{{0, 9000, 32}}, kSilence, kSilence}, {125, 0, -1000}},
   };
 }
-INSTANTIATE_TEST_SUITE_P(Detector, Decision, testing::ValuesIn(decisions()), kByName);
+INSTANTIATE_TEST_SUITE_P(Detector, Decision, testing::ValuesIn(decisions()), by_name);
 
 TEST(Detector, HoldsItsOutputBetweenAnalyses) {
   Core core;
-  const Audio a = reference(), b = beating(kTone);
-  EXPECT_EQ(core.feed(a, b, 0, 19), 0);
-  EXPECT_EQ(core.feed(a, b, 19, 20), 125);
-  const Audio silence = beating(kSilence);
-  for (int k = 0; k < 19; ++k) EXPECT_EQ(core.feed(a, silence, k, k + 1), 125);
-  EXPECT_EQ(core.feed(a, silence, 19, 20), -1000);
-  EXPECT_EQ(core.feed(a, b, 0, 19), -1000);
+  Audio want(kWindow, 0);
+  for (const auto& [window, shown] : {std::pair{kTone, 125}, {kSilence, -1000}, {kTone, 125}}) {
+    std::fill(want.end() - kBlock, want.end(), int16_t(shown));
+    core.feed(window);
+    EXPECT_EQ(core.out, want);
+    want.assign(kWindow, int16_t(shown));
+  }
+  EXPECT_EQ(core.state()->frame_count, 60);
+  EXPECT_EQ(core.state()->analysis_count, 3);
 }
 
 // The reference plays during the first 20 blocks only, its beat in all later ones: they meet where the first input is
@@ -262,99 +257,12 @@ TEST(Detector, RestartKeepsParametersDelayLineAndRhythm) {
 
   EXPECT_EQ(core.feed(a, b, 0, 5), 125);
   zeto_tx_reinit(core.state(), 48000);
-  const zeto_tx_state& state = *core.state();
-  EXPECT_EQ(state.reinit_status, -1.0f);
-  EXPECT_EQ(state.delay_status, 0.0f);
-  EXPECT_EQ(state.analysis_count, 0);
-  EXPECT_EQ(state.frame_count, 45);
-  EXPECT_EQ(state.sample_rate, 48000u);
   EXPECT_EQ(core.feed(a, b, 5, 19), 0);
   EXPECT_EQ(core.feed(silence, b, 19, 20), 125);  // fifteen blocks are enough
   EXPECT_EQ(core.feed(silence, silence), 0);      // nothing found, forgiven for what the analysis before had found
   core.feed(silence, b);
   zeto_tx_reinit(core.state(), 48000);
   EXPECT_EQ(core.feed(silence, silence), -1000);  // which a restart forgets
-}
-
-constexpr float kThird = 6 / 18.0f, kTwoThirds = 12 / 18.0f;
-
-struct AgreeCase {
-  const char* name;
-  std::vector<float> positions, levels;
-  float position, level;
-  int hits, level_hits;
-};
-void PrintTo(const AgreeCase& c, std::ostream* os) {
-  *os << c.name;
-}
-class Agree : public testing::TestWithParam<AgreeCase> {};
-
-TEST_P(Agree, FindsMediansAndCounts) {
-  AgreeCase c = GetParam();
-  const auto got = agree(c.positions.data(), c.levels.data(), int(c.positions.size()));
-  EXPECT_EQ(got.position, c.position);
-  EXPECT_EQ(got.level, c.level);
-  EXPECT_EQ(got.hits, c.hits);
-  EXPECT_EQ(got.level_hits, c.level_hits);
-  EXPECT_EQ(got.hit_ratio, c.hits == 18 ? 1.0f : 0.0f);
-  EXPECT_EQ(got.level_ratio, float(c.level_hits) / 18.0f);
-}
-
-std::vector<float> runs(std::initializer_list<std::pair<int, float>> list) {
-  std::vector<float> all;
-  for (const auto& [count, value] : list) all.insert(all.end(), size_t(count), value);
-  return all;
-}
-INSTANTIATE_TEST_SUITE_P(
-    Detector, Agree,
-    testing::Values(AgreeCase{"none", {}, {}, 0, 0, 0, 0}, AgreeCase{"one", {500}, {40.7f}, 500, 40.7f, 1, 1},
-                    AgreeCase{"moved_up_is_truncated", {500, 500}, {40.7f, 35.2f}, 500, 37.6f, 2, 2},
-                    AgreeCase{"toward_zero", {500, 500}, {-20.25f, -20.75f}, 500, -20.375f, 2, 2},
-                    AgreeCase{"equal_stay", {500, 500}, {40.75f, 40.75f}, 500, 40.75f, 2, 2},
-                    AgreeCase{"truncated_below_its_neighbour", {1, 1, 1}, {40.75f, 40.5f, 41.25f}, 1, 40.0f, 3, 3},
-                    AgreeCase{"tolerances_are_open", {314, 500, 686}, {10, 20, 30}, 500, 20, 1, 1},
-                    AgreeCase{"tolerances_just_inside", {315, 500, 685}, {10.5f, 20, 29.5f}, 500, 20, 3, 3},
-                    AgreeCase{"seventeen", runs({{17, 500}}), runs({{17, 40}}), 500, 40, 17, 17},
-                    AgreeCase{"eighteen", runs({{18, 500}}), runs({{18, 40}}), 500, 40, 18, 18},
-                    AgreeCase{"eighteen_but_one", runs({{17, 500}, {1, 686}}), runs({{18, 40}}), 500, 40, 17, 18},
-                    AgreeCase{"rising", runs({{18, 9}}), runs({{6, 10}, {6, 31.95f}, {6, 41.05f}}), 9, 31.95f, 18, 12},
-                    AgreeCase{"falling", runs({{18, 9}}), runs({{6, 41.05f}, {6, 31.95f}, {6, 10}}), 9, 31, 18, 6}),
-    kByName);
-
-TEST(Detector, TruncatingSortEqualsThePlainOne) {
-  std::mt19937 random(7);
-  std::uniform_real_distribution<float> spread(-3, 3);
-  for (int run = 0; run < 3000; ++run) {
-    std::vector<float> list(random() % 19);
-    for (float& v : list) v = spread(random) * (run % 2 ? 1.0f : 50.0f);
-    std::vector<float> want = list;
-    plain::truncating_sort(want);
-    zeto::detector::truncating_sort(list.data(), int(list.size()));
-    ASSERT_EQ(list, want);
-  }
-}
-
-TEST(Detector, AcceptsFromASumOfTwo) {
-  const RatioHistory first{0, 1}, second{1, 0}, both{1, 1}, none{0, 0};
-  EXPECT_TRUE(is_accepted({0, 0}, first, {3 / 18.0f, 15 / 18.0f}));
-  EXPECT_TRUE(is_accepted({0, 0}, second, {kThird, kTwoThirds}));
-  EXPECT_FALSE(is_accepted({0, 0}, first, {3 / 18.0f, 14 / 18.0f}));
-  EXPECT_TRUE(is_accepted({0, 0}, both, none));
-  EXPECT_TRUE(is_accepted({0, 0}, none, {1, 1}));
-  EXPECT_FALSE(is_accepted({0.01f, 0}, second, {1, 1}));
-  EXPECT_FALSE(is_accepted({0, 0.67f}, both, {1, kTwoThirds}));
-  EXPECT_TRUE(is_accepted({-1, kTwoThirds}, both, {0, kTwoThirds}));
-}
-
-TEST(Detector, MapsPositionsToPeriods) {
-  using zeto::detector::measure;
-  EXPECT_EQ(measure(150, 0, 198, 198), 48.0f);  // folded
-  EXPECT_EQ(measure(99, 0, 198, 1000), 500.0f);
-  EXPECT_EQ(measure(100, 0, 208, 198), 98.0f);                      // 208 counts as 198
-  EXPECT_EQ(measure(33, 16777216, 99, 99), 33.0f * 99.0f / 98.0f);  // 16777222 + 99 is 16777320 in a float
-  EXPECT_EQ(measure(5, 0, 10, -7), std::numeric_limits<float>::infinity());
-  EXPECT_EQ(measure(5, 0, -10, 7), -std::numeric_limits<float>::infinity());
-  EXPECT_TRUE(std::isnan(measure(0, 0, 10, 7)));
 }
 
 std::string shown_as(const void* address) {
@@ -397,29 +305,44 @@ TEST(DetectorLife, SaysWhatItDoes) {
   EXPECT_EQ(state->frame_count, 0);
 }
 
-TEST(DetectorLife, ParametersAreCarriedAndScaled) {
-  Core core;
-  const int32_t words[11] = {1, -2, 3, -4, 50, 33, 15, -7, kMax, -kMax - 1, 42};
-  zeto_tx_param param;
-  std::memcpy(&param, words, sizeof param);
-  core.set(param);
-  uint32_t out[12] = {};
-  out[11] = 77;
-  zeto_tx_get_param(core.state(), out);
-  EXPECT_EQ(std::memcmp(out, words, sizeof words), 0);
-  EXPECT_EQ(out[11], 77u);
-  const zeto_tx_state& state = *core.state();
-  EXPECT_EQ(state.cand_ratio, 0.5f);
-  EXPECT_EQ(state.spread_ratio, 0.33f);
-  EXPECT_EQ(state.mix_gain, 1.5f);
-  EXPECT_EQ(state.smooth, -0.07f);
-  zeto_tx_init(core.state());
-  EXPECT_EQ(state.delay_ms, 0);
-  EXPECT_EQ(state.cand_ratio, 0.5f);
-  EXPECT_EQ(state.params.UltraHz_delay_ms, 42);
-  EXPECT_EQ(state.warmup_index, 1);
-  EXPECT_EQ(state.frame_tag, 160);
-  EXPECT_EQ(state.analysis_tag, 17);
+bool all(const void* from, const void* to, unsigned char value) {
+  return std::all_of(static_cast<const unsigned char*>(from), static_cast<const unsigned char*>(to),
+                     [value](unsigned char byte) { return byte == value; });
+}
+
+// What init and reinit clear, set and leave alone, in memory that holds something else.
+TEST(DetectorLife, InitAndReinitTouchTheirOwnFieldsOnly) {
+  constexpr unsigned char kOld = 0x5a;
+  std::vector<uint64_t> memory(cal_zeto_tx_struct_malloc_size() / 8);
+  const auto* end = memory.data() + memory.size();
+  auto& state = *reinterpret_cast<zeto_tx_state*>(memory.data());
+  for (const bool again : {false, true}) {
+    SCOPED_TRACE(again);
+    std::memset(memory.data(), kOld, memory.size() * 8);
+    again ? zeto_tx_reinit(&state, 16000) : zeto_tx_init(&state);
+
+    EXPECT_TRUE(all(&state.params, &state.sample_rate, kOld));
+    EXPECT_EQ(std::vector<uint32_t>({state.sample_rate, state.fft_len, state.block_len, state.num_bins}),
+              std::vector<uint32_t>({48000, 512, 480, 257}));
+    EXPECT_EQ(state.fft.n, 512);
+    EXPECT_EQ(state.result_value, 0.0f);
+    EXPECT_TRUE(all(&state.floor_hz, &state.delay_ms, kOld));
+    if (again) {
+      EXPECT_TRUE(all(&state.delay_ms, &state.high_pass_a, kOld));
+      EXPECT_TRUE(all(&state.frame_count, end, kOld));
+    } else {
+      EXPECT_EQ(state.delay_ms, 0);
+      EXPECT_EQ(state.warmup_index, 1);
+      EXPECT_TRUE(all(&state.delay_line, &state.high_pass_a, 0));
+      EXPECT_EQ(state.frame_count, 0);
+      EXPECT_EQ(state.frame_tag, 160);
+      EXPECT_TRUE(all(&state + 1, end, kOld));
+    }
+    EXPECT_TRUE(all(&state.high_pass_a, &state.analysis_tag, 0));
+    EXPECT_EQ(state.analysis_tag, 17);
+    EXPECT_TRUE(all(&state.cand_freq, &state.reinit_status, 0));
+    EXPECT_EQ(state.reinit_status, again ? -1.0f : 0.0f);
+  }
 }
 
 // A block that was never initialised counts what it is given and touches nothing else.

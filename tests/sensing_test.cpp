@@ -11,6 +11,7 @@
 #include <random>
 #include <vector>
 
+#include "detector/state.hpp"
 #include "tests/plain/detector.hpp"
 #include "tests/plain/stream.hpp"
 #include "zeto/cores.h"
@@ -82,6 +83,8 @@ void add_part(Random& random, Signal& a, Signal& b, size_t from, size_t to) {
   const int delay = random.below(30000);
   const int half = 1 + random.below(4);
   const double fall = random.pick({0.0, 0.0, 0.9 + 0.2 * random.unit()}) / 2 / 3072;  // about 10 dB a stretch
+  const double loud =
+      random.pick({1.0, 1.0, 1.0, 1.0, 1.0, 1e-4});  // three steps of 16 bits: near the floor of -150 dB
   const int kind = random.below(8);
   for (size_t n = from; n < to; ++n) {
     const double hiss_a = 2 * random.unit() - 1, hiss_b = 2 * random.unit() - 1;
@@ -110,6 +113,8 @@ void add_part(Random& random, Signal& a, Signal& b, size_t from, size_t to) {
       default:
         a[n] = b[n] = 0;
     }
+    a[n] *= loud;
+    b[n] *= loud;
   }
 }
 
@@ -155,6 +160,15 @@ void interfere(Random& random, zeto_tx_wrapper* handle, Uplink& model, Words& wo
   if (what == 0 || what == 2) model.detector.restart();
 }
 
+// The output shows whole numbers only; inside, everything is the same to the last bit.
+void expect_same_measurement(const zeto_tx_state& state, const plain::Detector& model) {
+  if (!std::isnan(state.result_value) || !std::isnan(model.result)) {
+    ASSERT_EQ(std::bit_cast<uint32_t>(state.result_value), std::bit_cast<uint32_t>(model.result));
+  }
+  ASSERT_TRUE(std::equal(model.positions.begin(), model.positions.end(), state.cand_freq));
+  ASSERT_TRUE(std::equal(model.levels.begin(), model.levels.end(), state.cand_level));
+}
+
 using Seen = std::array<int, plain::kBranches>;
 
 void run(Random& random, int32_t format, Seen& seen) {
@@ -180,13 +194,15 @@ void run(Random& random, int32_t format, Seen& seen) {
     model.detector.restart();
   }
   const size_t size = format == 1 ? 2 : 4;
+  const int in1 = 0, in2 = random.one_in(20) ? in1 : 1, out = random.one_in(20) ? in2 : 2;  // may be one buffer
   for (size_t at = 0; at < samples;) {
     if (busy) interfere(random, handle, model, words, absurd);
     const int longest = random.pick({1, 100, 480, 3000});
     const size_t length = std::min(samples - at, static_cast<size_t>(1 + random.below(longest)));
-    zeto_tx_wrapper_process(handle, &got[0][at * size], &got[1][at * size], &got[2][at * size], length * size);
-    void* buffers[3] = {&want[1][at * size], &want[0][at * size], &want[2][at * size]};
+    zeto_tx_wrapper_process(handle, &got[in1][at * size], &got[in2][at * size], &got[out][at * size], length * size);
+    void* buffers[3] = {&want[in2][at * size], &want[in1][at * size], &want[out][at * size]};
     model.streams.process(buffers, length * size);
+    ASSERT_NO_FATAL_FAILURE(expect_same_measurement(*handle->core, model.detector));
     at += length;
   }
   uint32_t set[11];
@@ -196,7 +212,7 @@ void run(Random& random, int32_t format, Seen& seen) {
 
   for (int i : {0, 1, 2}) {
     const auto differ = std::mismatch(got[i].begin(), got[i].end(), want[i].begin()).first - got[i].begin();
-    EXPECT_EQ(got[i], want[i]) << "buffer " << i << " from sample " << static_cast<size_t>(differ) / size;
+    ASSERT_EQ(static_cast<size_t>(differ), got[i].size()) << "buffer " << i << ", format " << format;
   }
   for (size_t branch = 0; branch < seen.size(); ++branch) seen[branch] += model.detector.seen[branch];
 }
@@ -209,14 +225,11 @@ TEST_P(Sensing, EqualsThePlainModel) {
     SCOPED_TRACE(i);
     Random random(GetParam() * 1000 + i);
     ASSERT_NO_FATAL_FAILURE(run(random, static_cast<int32_t>(1 + i % 4), seen));
-    if (HasFailure()) break;
   }
   // The runs must have come through every branch, or they prove little.
   EXPECT_GT(seen[plain::kAnalysed], 300);
   EXPECT_GT(seen[plain::kAccepted], 50);
   for (int count : seen) EXPECT_GT(count, 0);
-  for (int count : seen) fprintf(stderr, "%d ", count);
-  fprintf(stderr, "\n");
 }
 INSTANTIATE_TEST_SUITE_P(Seed, Sensing, testing::Range(0u, 4u));
 

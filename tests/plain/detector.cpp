@@ -7,6 +7,22 @@
 #include "zeto/tables.h"
 
 namespace plain {
+
+// Products and sums in double precision, the oldest input first, the newest output last.
+float Filter::step(float x) {
+  double sum = b[10] * static_cast<double>(in[9]);
+  for (int lag = 9; lag >= 1; --lag) sum += b[lag] * static_cast<double>(in[lag - 1]);
+  sum += b[0] * static_cast<double>(x);
+  for (int lag = 10; lag >= 1; --lag) sum -= a[lag] * static_cast<double>(out[lag - 1]);
+  const float y = static_cast<float>(sum);
+
+  std::copy_backward(in, in + 9, in + 10);
+  std::copy_backward(out, out + 9, out + 10);
+  in[0] = x;
+  out[0] = y;
+  return y;
+}
+
 namespace {
 
 constexpr int kBlock = 480;
@@ -26,7 +42,20 @@ void copy_block(const float* from, float* to) {
   std::copy(from, from + kBlock, to);
 }
 
-void add_candidate(const float* spectrum, int32_t cand_db, std::vector<float>& positions, std::vector<float>& levels) {
+// Toward zero, saturating; not a number is 0.
+int32_t saturated(float x) {
+  if (std::isnan(x)) return 0;
+  if (x >= 2147483648.0f) return std::numeric_limits<int32_t>::max();
+  if (x <= -2147483648.0f) return std::numeric_limits<int32_t>::min();
+  return static_cast<int32_t>(x);
+}
+
+// The first of the strongest bins but bin 0, and its level in dB.
+struct Peak {
+  int bin;
+  float level;
+};
+Peak peak_of(const float* spectrum) {
   float level[kBins];
   for (int bin = 0; bin < kBins; ++bin) {
     const float re = spectrum[2 * bin];
@@ -37,45 +66,10 @@ void add_candidate(const float* spectrum, int32_t cand_db, std::vector<float>& p
   for (int bin = 2; bin < kBins; ++bin) {
     if (level[bin] > level[best]) best = bin;
   }
-  if (!(level[best] > static_cast<float>(cand_db))) return;
-  const uint32_t hz = 48000u * static_cast<uint32_t>(best) / kFft;
-  positions.push_back(static_cast<float>(hz / kDecimation));
-  levels.push_back(level[best]);
+  return {best, level[best]};
 }
 
-int count_near(const std::vector<float>& list, float middle, float tolerance) {
-  return static_cast<int>(
-      std::count_if(list.begin(), list.end(), [=](float v) { return std::fabs(v - middle) < tolerance; }));
-}
-
-}  // namespace
-
-int32_t saturated(float x) {
-  if (std::isnan(x)) return 0;
-  if (x >= 2147483648.0f) return std::numeric_limits<int32_t>::max();
-  if (x <= -2147483648.0f) return std::numeric_limits<int32_t>::min();
-  return static_cast<int32_t>(x);
-}
-
-int16_t shown(float result) {
-  return static_cast<int16_t>(static_cast<uint16_t>(static_cast<uint32_t>(saturated(result)) & 0xffffu));
-}
-
-// Products and sums in double precision, the oldest input first, the newest output last.
-float Filter::step(float x) {
-  double sum = b[10] * static_cast<double>(in[9]);
-  for (int lag = 9; lag >= 1; --lag) sum += b[lag] * static_cast<double>(in[lag - 1]);
-  sum += b[0] * static_cast<double>(x);
-  for (int lag = 10; lag >= 1; --lag) sum -= a[lag] * static_cast<double>(out[lag - 1]);
-  const float y = static_cast<float>(sum);
-
-  std::copy_backward(in, in + 9, in + 10);
-  std::copy_backward(out, out + 9, out + 10);
-  in[0] = x;
-  out[0] = y;
-  return y;
-}
-
+// An element that moves up loses its fraction.
 void truncating_sort(std::vector<float>& list) {
   for (size_t pairs = list.size(); pairs-- > 1;) {
     for (size_t j = 0; j < pairs; ++j) {
@@ -95,19 +89,10 @@ float median(const std::vector<float>& sorted) {
   return (sorted[n / 2 - 1] + sorted[n / 2]) / 2.0f;
 }
 
-Agreement agree(std::vector<float> positions, std::vector<float> levels) {
-  truncating_sort(positions);
-  truncating_sort(levels);
-  const float position = median(positions);
-  const int hits = count_near(positions, position, 186.0f);
-  const int level_hits = count_near(levels, median(levels), 10.0f);
-  return {position, static_cast<float>(hits / kSegments), static_cast<float>(level_hits) / 18.0f};
-}
-
-Settings settings_of(const int32_t* words) {
-  const auto part = [words](int i, float unit) { return static_cast<float>(words[i]) / unit; };
-  return {words[0],        words[1],       words[2],        words[3], part(4, 100.0f),
-          part(5, 100.0f), part(6, 10.0f), part(7, 100.0f), words[10]};
+int count_near_median(const std::vector<float>& sorted, float tolerance) {
+  const float middle = median(sorted);
+  const auto near = [=](float v) { return std::fabs(v - middle) < tolerance; };
+  return static_cast<int>(std::count_if(sorted.begin(), sorted.end(), near));
 }
 
 bool rejects(const Settings& settings, const Ratios& hits, const Ratios& levels) {
@@ -115,7 +100,7 @@ bool rejects(const Settings& settings, const Ratios& hits, const Ratios& levels)
   return levels.current + levels.previous + std::trunc(hits.current + hits.previous) < 2.0f;
 }
 
-static float span_of(const Settings& settings) {
+float span_of(const Settings& settings) {
   constexpr float kQuantum = 11.0f;
   const float low = std::round(static_cast<float>(settings.floor_hz) / kQuantum) * kQuantum;
   const float width = std::trunc(static_cast<float>(settings.scope_hz) / kQuantum) * kQuantum;
@@ -123,7 +108,7 @@ static float span_of(const Settings& settings) {
   return high - low;
 }
 
-static bool folds(float span, float position) {
+bool folds(float span, float position) {
   return static_cast<double>(span) * 0.5 < static_cast<double>(position);
 }
 
@@ -133,6 +118,8 @@ float measure(const Settings& settings, float position, float before) {
   const float value = p * static_cast<float>(settings.period) / span;
   return before * settings.smooth + (1.0f - settings.smooth) * value;
 }
+
+}  // namespace
 
 Detector::Detector()
     : delay_line_(kHistory),
@@ -145,12 +132,20 @@ Detector::Detector()
 
 // The block count, the delay line and its progress, and the settings go on.
 void Detector::restart() {
-  result_ = 0.0f;
+  result = 0.0f;
   hist_a_.assign(kHistory, 0.0f);
   hist_b_.assign(kHistory, 0.0f);
   for (Filter* filter : {&high_a_, &high_b_, &low_}) *filter = {filter->b, filter->a};
+  positions.clear();
+  levels.clear();
   hits_ = {};
-  levels_ = {};
+  level_hits_ = {};
+}
+
+void Detector::set(const int32_t* words) {
+  const auto share = [words](int i, float unit) { return static_cast<float>(words[i]) / unit; };
+  settings_ = {words[0],         words[1],        words[2],         words[3], share(4, 100.0f),
+               share(5, 100.0f), share(6, 10.0f), share(7, 100.0f), words[10]};
 }
 
 void Detector::block(const int16_t* a, const int16_t* b, int16_t* out) {
@@ -177,7 +172,8 @@ void Detector::block(const int16_t* a, const int16_t* b, int16_t* out) {
     copy_block(block_b, slot(hist_b_, s));
     if (s == kSlots - 1) analyse();
   }
-  std::fill(out, out + kBlock, shown(result_));
+  const uint32_t bits = static_cast<uint32_t>(saturated(result));
+  std::fill(out, out + kBlock, static_cast<int16_t>(static_cast<uint16_t>(bits & 0xffffu)));
 }
 
 void Detector::analyse() {
@@ -186,35 +182,42 @@ void Detector::analyse() {
   std::vector<float> mixed(kHistory);
   for (size_t i = 0; i < mixed.size(); ++i) mixed[i] = low_.step(hist_a_[i] * hist_b_[i] * settings_.mix_gain);
 
-  std::vector<float> positions, levels;
+  positions.clear();
+  levels.clear();
   for (int segment = 0; segment < kSegments; ++segment) {
     const int start = kFirstStretch + segment / kDecimation * kDecimation * kFft + segment % kDecimation;
     float spectrum[kFft + 2] = {};
     for (int t = 0; t < kFft; ++t) spectrum[t] = mixed[static_cast<size_t>(start + kDecimation * t)] * 6.0f;
     zeto_rfft_float(&fft_, spectrum);
-    add_candidate(spectrum, settings_.cand_db, positions, levels);
+    const Peak peak = peak_of(spectrum);
+    if (!(peak.level > static_cast<float>(settings_.cand_db))) continue;
+    const uint32_t hz = 48000u * static_cast<uint32_t>(peak.bin) / kFft;
+    positions.push_back(static_cast<float>(hz / kDecimation));
+    levels.push_back(peak.level);
   }
-  const Agreement found = agree(positions, levels);
-  hits_.push(found.hit_ratio);
-  levels_.push(found.level_ratio);
+  std::vector<float> untouched = levels;
+  truncating_sort(positions);
+  truncating_sort(levels);
+  const int level_hits = count_near_median(levels, 10.0f);
+  hits_.push(static_cast<float>(count_near_median(positions, 186.0f) / kSegments));
+  level_hits_.push(static_cast<float>(level_hits) / 18.0f);
 
-  const float before = result_;
-  const bool rejected = rejects(settings_, hits_, levels_);
-  result_ = rejected ? -1000.0f : measure(settings_, found.position, before);
+  const float before = result;
+  const bool rejected = rejects(settings_, hits_, level_hits_);
+  result = rejected ? -1000.0f : measure(settings_, median(positions), before);
 
   const size_t n = positions.size();
-  std::sort(levels.begin(), levels.end());
-  const int level_hits = count_near(levels, median(levels), 10.0f);
+  std::sort(untouched.begin(), untouched.end());
   ++seen[kAnalysed];
   seen[kNothing] += n == 0;
   seen[kOdd] += n % 2 == 1;
   seen[kEven] += n > 0 && n < kSegments && n % 2 == 0;
-  seen[kTruncated] += found.level_ratio != static_cast<float>(level_hits) / 18.0f;
+  seen[kTruncated] += level_hits != count_near_median(untouched, 10.0f);
   if (rejected) return;
   ++seen[kAccepted];
-  seen[kFolded] += folds(span_of(settings_), found.position);
+  seen[kFolded] += folds(span_of(settings_), median(positions));
   seen[kBlended] += before == -1000.0f && settings_.smooth != 0.0f;
-  seen[kInfinite] += !std::isfinite(result_);
+  seen[kInfinite] += !std::isfinite(result);
 }
 
 }  // namespace plain

@@ -1,0 +1,111 @@
+// The steps of an analysis, worked out by hand.
+#include "detector/analysis.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "tests/plain/detector.hpp"
+#include "tests/support/by_name.hpp"
+#include "zeto/tables.h"
+
+namespace {
+
+using zeto::detector::agree;
+using zeto::detector::is_accepted;
+using zeto::detector::measure;
+using zeto::detector::RatioHistory;
+using zeto_test::by_name;
+
+// The first input nearly cancels what the memory holds, so that the order of the sum shows in the output.
+TEST(Filter, SumsInTheFixedOrder) {
+  std::mt19937 random(3);
+  std::uniform_real_distribution<float> full_scale(-1, 1);
+  for (int trial = 0; trial < 4000; ++trial) {
+    plain::Filter model = trial % 2 ? plain::Filter{b_Hp_Ultra, a_Hp_Ultra} : plain::Filter{b_Lp_Ultra, a_Lp_Ultra};
+    zeto::FilterMemory memory;
+    for (int i = 0; i < 10; ++i) memory.inputs[9 - i] = model.in[i] = full_scale(random);
+    for (int i = 0; i < 10; ++i) memory.outputs[9 - i] = model.out[i] = full_scale(random);
+    std::vector<float> got(30);
+    for (float& v : got) v = full_scale(random);
+    got[0] = -plain::Filter(model).step(0) / static_cast<float>(model.b[0]);
+    std::vector<float> want = got;
+    for (float& v : want) v = model.step(v);
+    zeto::filter_in_place({model.b, model.a}, memory, got.data(), 17);
+    zeto::filter_in_place({model.b, model.a}, memory, &got[17], 13);  // the memory goes on
+    ASSERT_EQ(got, want) << trial;
+  }
+}
+
+constexpr float kThird = 6 / 18.0f, kTwoThirds = 12 / 18.0f;
+
+struct AgreeCase {
+  const char* name;
+  std::vector<float> positions, levels;
+  float position, level;
+  int hits, level_hits;
+};
+void PrintTo(const AgreeCase& c, std::ostream* os) {
+  *os << c.name;
+}
+class Agree : public testing::TestWithParam<AgreeCase> {};
+
+TEST_P(Agree, FindsMediansAndCounts) {
+  AgreeCase c = GetParam();
+  const auto got = agree(c.positions.data(), c.levels.data(), int(c.positions.size()));
+  EXPECT_EQ(got.position, c.position);
+  EXPECT_EQ(got.level, c.level);
+  EXPECT_EQ(got.hits, c.hits);
+  EXPECT_EQ(got.level_hits, c.level_hits);
+  EXPECT_EQ(got.hit_ratio, c.hits == 18 ? 1.0f : 0.0f);
+  EXPECT_EQ(got.level_ratio, float(c.level_hits) / 18.0f);
+}
+
+std::vector<float> runs(std::initializer_list<std::pair<int, float>> list) {
+  std::vector<float> all;
+  for (const auto& [count, value] : list) all.insert(all.end(), size_t(count), value);
+  return all;
+}
+INSTANTIATE_TEST_SUITE_P(
+    Lists, Agree,
+    testing::Values(AgreeCase{"none", {}, {}, 0, 0, 0, 0}, AgreeCase{"one", {500}, {40.7f}, 500, 40.7f, 1, 1},
+                    AgreeCase{"moved_up_is_truncated", {500, 500}, {40.7f, 35.2f}, 500, 37.6f, 2, 2},
+                    AgreeCase{"toward_zero", {500, 500}, {-20.25f, -20.75f}, 500, -20.375f, 2, 2},
+                    AgreeCase{"equal_stay", {500, 500}, {40.75f, 40.75f}, 500, 40.75f, 2, 2},
+                    AgreeCase{"truncated_below_its_neighbour", {1, 1, 1}, {40.75f, 40.5f, 41.25f}, 1, 40.0f, 3, 3},
+                    AgreeCase{"tolerances_are_open", {314, 500, 686}, {10, 20, 30}, 500, 20, 1, 1},
+                    AgreeCase{"tolerances_just_inside", {315, 500, 685}, {10.5f, 20, 29.5f}, 500, 20, 3, 3},
+                    AgreeCase{"seventeen", runs({{17, 500}}), runs({{17, 40}}), 500, 40, 17, 17},
+                    AgreeCase{"eighteen", runs({{18, 500}}), runs({{18, 40}}), 500, 40, 18, 18},
+                    AgreeCase{"eighteen_but_one", runs({{17, 500}, {1, 686}}), runs({{18, 40}}), 500, 40, 17, 18},
+                    AgreeCase{"rising", runs({{18, 9}}), runs({{6, 10}, {6, 31.95f}, {6, 41.05f}}), 9, 31.95f, 18, 12},
+                    AgreeCase{"falling", runs({{18, 9}}), runs({{6, 41.05f}, {6, 31.95f}, {6, 10}}), 9, 31, 18, 6}),
+    by_name);
+
+TEST(Decide, AcceptsFromASumOfTwo) {
+  const RatioHistory first{0, 1}, second{1, 0}, both{1, 1}, none{0, 0};
+  EXPECT_TRUE(is_accepted({0, 0}, first, {3 / 18.0f, 15 / 18.0f}));
+  EXPECT_TRUE(is_accepted({0, 0}, second, {kThird, kTwoThirds}));
+  EXPECT_FALSE(is_accepted({0, 0}, first, {3 / 18.0f, 14 / 18.0f}));
+  EXPECT_TRUE(is_accepted({0, 0}, both, none));
+  EXPECT_TRUE(is_accepted({0, 0}, none, {1, 1}));
+  EXPECT_FALSE(is_accepted({0.01f, 0}, second, {1, 1}));
+  EXPECT_FALSE(is_accepted({0, 0.67f}, both, {1, kTwoThirds}));
+  EXPECT_TRUE(is_accepted({-1, kTwoThirds}, both, {0, kTwoThirds}));
+}
+
+TEST(Measure, MapsPositionsToPeriods) {
+  EXPECT_EQ(measure(150, 0, 198, 198), 48.0f);  // folded
+  EXPECT_EQ(measure(99, 0, 198, 1000), 500.0f);
+  EXPECT_EQ(measure(100, 0, 208, 198), 98.0f);                      // 208 counts as 198
+  EXPECT_EQ(measure(33, 16777216, 99, 99), 33.0f * 99.0f / 98.0f);  // 16777222 + 99 is 16777320 in a float
+  EXPECT_EQ(measure(5, 0, 10, -7), std::numeric_limits<float>::infinity());
+  EXPECT_EQ(measure(5, 0, -10, 7), -std::numeric_limits<float>::infinity());
+  EXPECT_TRUE(std::isnan(measure(0, 0, 10, 7)));
+}
+
+}  // namespace
