@@ -100,46 +100,43 @@ void LiquidChirp::block(int16_t* out) {
   block_ = (block_ + 1) % 100;
 }
 
-PeerUplink::PeerUplink() : a_(kWindow), b_(kWindow), mixed_(kWindow), spectra_(kSegments * kSpectrum) {}
+PeerUplink::PeerUplink(int32_t format)
+    : streams_(format), a_(kWindow), b_(kWindow), mixed_(kWindow), spectra_(kSegments * kSpectrum) {}
 
-void PeerUplink::process(const void* in1, const void* in2, void* out, uint64_t) {
-  int16_t a[kBlock], b[kBlock], shown[kBlock];
-  std::memcpy(a, in1, sizeof a);
-  std::memcpy(b, in2, sizeof b);
-  for (size_t i = 0; i < kBlock; ++i) {
-    a_[filled_ + i] = float(a[i]) / 32768.0f;
-    b_[filled_ + i] = float(b[i]) / 32768.0f;
-  }
-  filled_ = (filled_ + kBlock) % kWindow;
-  if (filled_ == 0) result_ = 0.3f * result_ + 0.7f * analyse();
-  std::fill(shown, shown + kBlock, int16_t(result_));
-  std::memcpy(out, shown, sizeof shown);
+void PeerUplink::process(void* in1, void* in2, void* out, uint64_t bytes) {
+  streams_.process(in1, in2, out, bytes,
+                   [this](const int16_t* a, const int16_t* b, int16_t* shown) { block(a, b, shown); });
 }
 
-// The beat as a share of the sweep's width, in thousandths, or -1000.
-int16_t PeerUplink::analyse() {
+void PeerUplink::block(const int16_t* in1, const int16_t* in2, int16_t* out) {
+  for (size_t i = 0; i < kBlock; ++i) {
+    a_[filled_ + i] = float(in1[i]) / 32768.0f;
+    b_[filled_ + i] = float(in2[i]) / 32768.0f;
+  }
+  filled_ = (filled_ + kBlock) % kWindow;
+  if (filled_ == 0) result_ = analyse();
+  std::fill(out, out + kBlock, int16_t(result_));
+}
+
+// As the library: the beat as a share of the sweep's width, in thousandths, smoothed, or -1000.
+float PeerUplink::analyse() {
   filters_.filter_and_mix(a_.data(), b_.data(), mixed_.data());
   fftw_.all(mixed_.data(), spectra_.data());
-  std::vector<float> positions, levels;
+  std::vector<float> positions;
   for (size_t i = 0; i < kSegments; ++i) {
     const float* spectrum = &spectra_[i * kSpectrum];
-    float power[kFft / 2];
-    for (size_t bin = 1; bin <= kFft / 2; ++bin)
-      power[bin - 1] = spectrum[2 * bin] * spectrum[2 * bin] + spectrum[2 * bin + 1] * spectrum[2 * bin + 1];
-    const float* strongest = std::max_element(power, power + kFft / 2);
-    const float level = 10 * std::log10(36 * *strongest + 1e-15f);
-    if (level <= -20) continue;
-    positions.push_back(float(strongest - power + 1) * 8000 / kFft);
-    levels.push_back(level);
+    float level[kFft / 2 + 1];
+    for (size_t bin = 0; bin <= kFft / 2; ++bin) {
+      const float re = 6 * spectrum[2 * bin], im = 6 * spectrum[2 * bin + 1];
+      level[bin] = 10 * std::log10(re * re + im * im + 1e-15f);
+    }
+    const float* strongest = std::max_element(level + 1, level + kFft / 2 + 1);
+    if (*strongest > float(kSensing[3])) positions.push_back(float(strongest - level) * 8000 / kFft);
   }
-  if (positions.empty()) return -1000;
   std::sort(positions.begin(), positions.end());
-  std::sort(levels.begin(), levels.end());
-  const float middle = positions[positions.size() / 2], level = levels[levels.size() / 2];
-  const auto off = [](float centre, float by) { return [=](float v) { return std::fabs(v - centre) >= by; }; };
-  const bool agreed = std::none_of(positions.begin(), positions.end(), off(middle, 186.0f)) &&
-                      std::none_of(levels.begin(), levels.end(), off(level, 10.0f));
-  return agreed ? int16_t(1000 * std::min(middle, 4000 - middle) / 4000) : int16_t{-1000};
+  if (positions.size() < kSegments || positions.back() - positions.front() > 2 * 186) return -1000;
+  const float middle = positions[kSegments / 2], width = 3993;
+  return 0.3f * result_ + 0.7f * 1000 * std::min(middle, width - middle) / width;
 }
 
 }  // namespace bench

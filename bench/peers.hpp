@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "bench/subjects.hpp"
+
 namespace bench {
 
 // Where segment i begins in a window of beat, and the step from sample to sample.
@@ -73,15 +75,18 @@ class LiquidChirp {
   uint32_t block_ = 0;
 };
 
-// An uplink for format 1 and whole blocks, as one would put it together from FFTW and liquid-dsp: no rings, no
-// latency, one logarithm per spectrum, a median without truncation.
+// An uplink put together from FFTW and liquid-dsp, inside the library's own streams, so that only the cores differ. Its
+// candidates have a plain median.
 class PeerUplink {
  public:
-  PeerUplink();
-  void process(const void* in1, const void* in2, void* out, uint64_t bytes);
+  explicit PeerUplink(int32_t format);
+  void process(void* in1, void* in2, void* out, uint64_t bytes);
 
  private:
-  int16_t analyse();
+  void block(const int16_t* in1, const int16_t* in2, int16_t* out);
+  float analyse();
+
+  LibraryStreams streams_;
   Fftw fftw_;
   LiquidFilters filters_;
   std::vector<float> a_, b_, mixed_, spectra_;

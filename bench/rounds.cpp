@@ -19,25 +19,33 @@ double ns_since(Clock::time_point start) {
   return std::chrono::duration<double, std::nano>(Clock::now() - start).count();
 }
 
-// A subject and its best times: one per call, or one of the whole round.
-struct Contest {
-  const Subject& subject;
-  std::vector<double> best;
+// A subject and its best time for each lap.
+class Contest {
+ public:
+  Contest(const Subject& subject, const Row& row)
+      : subject_(subject), calls_(row.calls), best_(row.laps, std::numeric_limits<double>::infinity()) {}
 
-  void round(size_t calls) {
-    subject.prepare();
-    if (subject.quote == Quote::kAverage) {
+  void round() {
+    subject_.prepare();
+    size_t call = 0;
+    for (double& best : best_) {
       const auto start = Clock::now();
-      for (size_t i = 0; i < calls; ++i) subject.call(i);
-      best[0] = std::min(best[0], ns_since(start) / double(calls));
-      return;
-    }
-    for (size_t i = 0; i < calls; ++i) {
-      const auto start = Clock::now();
-      subject.call(i);
-      best[i] = std::min(best[i], ns_since(start));
+      for (const size_t end = call + calls_; call < end; ++call) subject_.call(call);
+      best = std::min(best, ns_since(start));
     }
   }
+
+  double ns_per_call() const {
+    const double lap = subject_.quote == Quote::kWorst
+                           ? *std::max_element(best_.begin(), best_.end())
+                           : std::accumulate(best_.begin(), best_.end(), 0.0) / double(best_.size());
+    return lap / double(calls_);
+  }
+
+ private:
+  const Subject& subject_;
+  size_t calls_;
+  std::vector<double> best_;
 };
 
 Table table;
@@ -45,24 +53,21 @@ Table table;
 void run_row(benchmark::State& state, const std::string& name, const std::function<Row()>& make) {
   const Row row = make();
   std::vector<Contest> contests;
-  for (const Subject& subject : row.subjects) {
-    const size_t times = subject.quote == Quote::kWorst ? row.calls : 1;
-    contests.push_back({subject, std::vector<double>(times, std::numeric_limits<double>::infinity())});
-  }
+  for (const Subject& subject : row.subjects) contests.emplace_back(subject, row);
   for (auto _ : state) {
     const auto start = Clock::now();
-    for (Contest& contest : contests) contest.round(row.calls);
+    for (Contest& contest : contests) contest.round();
     state.SetIterationTime(ns_since(start) * 1e-9);
   }
 
   std::vector<Outcome> outcomes;
-  for (const Contest& contest : contests) {
-    const double ns = *std::max_element(contest.best.begin(), contest.best.end()) / row.units;
-    const Subject& subject = contest.subject;
-    const double first = outcomes.empty() ? ns : outcomes[0].ns;
-    outcomes.push_back({subject.name, ns, ns / first, subject.goal});
+  for (size_t i = 0; i < contests.size(); ++i) {
+    const Subject& subject = row.subjects[i];
+    const double ns = contests[i].ns_per_call() / double(row.parts);
+    const double ratio = i == 0 ? 1 : ns / outcomes[0].ns;
+    outcomes.push_back({subject.name, ns, ratio, subject.goal});
     state.counters[subject.name + " ns"] = ns;
-    if (outcomes.size() > 1) state.counters[subject.name + " ratio"] = ns / first;
+    if (i > 0) state.counters[subject.name + " ratio"] = ratio;
     if (subject.goal > 0) state.counters[subject.name + " goal"] = subject.goal;
   }
   table.put(name, outcomes);

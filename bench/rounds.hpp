@@ -11,10 +11,8 @@
 
 namespace bench {
 
-enum class Quote {
-  kAverage,  // of a round's calls
-  kWorst,    // the most expensive of a round's calls, each at its best over all rounds
-};
+// Which of the laps' best times is quoted.
+enum class Quote { kAverage, kWorst };
 
 struct Subject {
   std::string name;
@@ -25,9 +23,10 @@ struct Subject {
 };
 
 struct Row {
-  size_t calls;                   // in a round
+  size_t laps;                    // in a round; each is timed for itself, and the best of each over all rounds counts
+  size_t calls;                   // in a lap: enough that reading the clock, some 30 ns, costs nothing
   std::vector<Subject> subjects;  // the library's first
-  double units = 1;               // in a call: times are quoted per unit
+  size_t parts = 1;               // of a call; times are quoted per part
 };
 
 // Registers a row; `make` is called when its turn comes.

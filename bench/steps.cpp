@@ -67,7 +67,8 @@ Row one_transform() {
   const auto refill = [s] { std::copy(s->samples.get(), s->samples.get() + kSegments * kSpectrum, s->buffers.get()); };
   const auto sample = [s](size_t i) { return s->samples.get() + i * kSpectrum; };
   // Eight of them, and where they come from, stay in the first-level cache.
-  return {8,
+  return {1,
+          8,
           {{"library", [=](size_t i) { zeto_rfft_float(&s->lookup, buffer(i)); }, refill},
            {"plain", [=](size_t i) { s->plain.forward(buffer(i)); }, refill, 1.0},
            {"FFTW", [=](size_t i) { s->fftw.one(sample(i), buffer(i)); }, refill},
@@ -87,7 +88,8 @@ Row all_transforms() {
   std::copy(mixed.begin(), mixed.end(), s->mixed.get());
   float* const from = s->mixed.get();
   float* const to = s->spectra.get();
-  return {4,
+  return {1,
+          4,
           {{"library", [=](size_t) { s->library.transform(from, to); }},
            {"plain", [=](size_t) { plain_transforms(s->plain, from, to); }, [] {}, 3.2},
            {"FFTW", [=](size_t) { s->fftw.all(from, to); }},
@@ -106,7 +108,8 @@ Row levels_and_maxima() {
   const auto plain_peaks = [s](size_t) {
     for (size_t i = 0; i < kSegments; ++i) s->bins[i] = uint32_t(plain::peak_of(&s->spectra[i * kSpectrum]).bin);
   };
-  return {4,
+  return {1,
+          4,
           {{"library", [=](size_t) { s->library.find_peaks(s->spectra.data(), s->bins); }},
            {"plain", plain_peaks, [] {}, 18}}};
 }
@@ -134,6 +137,7 @@ Row filters_and_product() {
   const auto refill = [s] { s->refill(); };
   return {
       1,
+      1,
       {{"library", [=](size_t) { s->library.filter_and_mix(s->mixed.data()); },
         [=] { s->library.set_window(s->a.data(), s->b.data()); }},
        {"plain", [=](size_t) { s->filter_plainly(); }, refill, 4},
@@ -154,7 +158,8 @@ Row chirp_block() {
   zeto_rx_init(s->library.get());
   zeto_rx_set_param(s->library.get(), &kSweep);
   s->plain.set(kSweep);
-  return {100,
+  return {10,
+          10,
           {{"library", [=](size_t) { zeto_rx_process(s->library.get(), s->out, kBlock); }},
            {"plain", [=](size_t) { s->plain.process(s->out, kBlock); }},
            {"liquid-dsp", [=](size_t) { s->liquid.block(s->out); }}}};

@@ -54,7 +54,7 @@ class LibraryDetector {
   zeto_drft_lookup empty_ = {};
 };
 
-// An uplink handle's three streams around a core that does nothing.
+// An uplink handle's three streams around another core, or none.
 class LibraryStreams {
  public:
   explicit LibraryStreams(int32_t format) : handle_(zeto_tx_wrapper_init(48000, format)) {}
@@ -62,7 +62,14 @@ class LibraryStreams {
   LibraryStreams(const LibraryStreams&) = delete;
 
   void process(void* in1, void* in2, void* out, uint64_t bytes) {
-    zeto::process<Side>(handle_, {in2, in1, out}, bytes, [] {});
+    process(in1, in2, out, bytes, [](const int16_t*, const int16_t*, int16_t*) {});
+  }
+  // core(in1, in2, out): a block of each.
+  template <typename Core>
+  void process(void* in1, void* in2, void* out, uint64_t bytes, Core core) {
+    zeto::process<Side>(handle_, {in2, in1, out}, bytes, [this, &core] {
+      core(handle_->in1_stream.pcm16_block, handle_->in2_stream.pcm16_block, handle_->out_stream.pcm16_block);
+    });
   }
 
  private:

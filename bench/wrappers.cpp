@@ -14,10 +14,6 @@ namespace {
 
 using support::sample_bytes;
 
-struct ComposedUplink : PeerUplink {
-  explicit ComposedUplink(int32_t) {}
-};
-
 // Feeds an uplink from the capture, or from silence.
 template <typename Uplink>
 class Fed {
@@ -60,19 +56,20 @@ Subject uplink_subject(const char* name, int32_t format, size_t buffer, Quote qu
 }
 
 Row uplink(int32_t format, size_t buffer, Quote quote) {
-  const double goal = quote == Quote::kWorst ? 4.5 : format == 1 ? 7 : 6.5;
-  Row row = {kWindow / buffer,
-             {uplink_subject<LibraryUplink>("library", format, buffer, quote),
-              uplink_subject<PlainUplink>("plain", format, buffer, quote, goal)}};
-  if (format == 1 && buffer == kBlock) {
-    row.subjects.push_back(
-        uplink_subject<ComposedUplink>("FFTW + liquid-dsp", format, buffer, quote, quote == Quote::kAverage ? 7 : 0));
-  }
-  return row;
+  const bool worst = quote == Quote::kWorst;
+  const size_t calls = kWindow / buffer;
+  const double goal = worst ? 4.5 : format == 1 ? 7 : 6.5;
+  const double peer_goal = worst ? 0 : 7;
+  return {worst ? calls : 1,
+          worst ? 1 : calls,
+          {uplink_subject<LibraryUplink>("library", format, buffer, quote),
+           uplink_subject<PlainUplink>("plain", format, buffer, quote, goal),
+           uplink_subject<PeerUplink>("FFTW + liquid-dsp", format, buffer, quote, peer_goal)}};
 }
 
 Row streams(int32_t format, size_t buffer) {
-  return {kWindow / buffer,
+  return {1,
+          kWindow / buffer,
           {uplink_subject<LibraryStreams>("library", format, buffer, Quote::kAverage),
            uplink_subject<PlainStreams>("plain", format, buffer, Quote::kAverage, format == 1 ? 60 : 25)}};
 }
@@ -88,6 +85,7 @@ Row silence(int32_t format) {
     }
   };
   return {50,
+          1,
           {{"silence", [=](size_t) { quiet->process_window(); },
             [=] {
               signal(quiet);
@@ -112,9 +110,12 @@ Subject downlink_subject(const char* name, int32_t format, size_t buffer, Quote 
 }
 
 Row downlink(int32_t format, size_t buffer, Quote quote) {
-  return {100 * kBlock / buffer,
+  const size_t calls = 100 * kBlock / buffer;
+  const bool worst = quote == Quote::kWorst;
+  return {worst ? calls : 10,
+          worst ? 1 : calls / 10,
           {downlink_subject<LibraryDownlink>("library", format, buffer, quote),
-           downlink_subject<PlainDownlink>("plain", format, buffer, quote, quote == Quote::kAverage ? 9 : 0)}};
+           downlink_subject<PlainDownlink>("plain", format, buffer, quote, worst ? 0 : 9)}};
 }
 
 template <typename Handle>
