@@ -86,16 +86,16 @@ LiquidChirp::~LiquidChirp() {
 }
 void LiquidChirp::block(int16_t* out) {
   constexpr float kTwoPi = 6.2831853f;
-  if (block_ == 0) {
-    nco_crcf_set_phase(nco_, 0);
-    nco_crcf_set_frequency(nco_, kTwoPi * 19600 / 48000);
-  }
-  const float gain = 32768 * (0.01f + 0.0015f * float(block_));
+  constexpr float kStart = 19605.46875f / 48000, kRise = 3996.09375f / 48000 / 48000;  // on the library's grid
+  const float first = float(block_ * kBlock) + 1;
+  if (block_ == 0) nco_crcf_set_phase(nco_, kTwoPi * kStart);
+  nco_crcf_set_frequency(nco_, kTwoPi * (kStart + kRise * first));  // else the steps' rounding adds up
+  const float gain = 32768 * (0.01f + 0.15f / 48000 * first);
   for (size_t i = 0; i < kBlock; ++i) {
     const float y = (gain + 32768 * 0.15f / 48000 * float(i)) * nco_crcf_sin(nco_);
     out[i] = int16_t(std::clamp(y, -32768.0f, 32767.0f));
     nco_crcf_step(nco_);
-    nco_crcf_adjust_frequency(nco_, kTwoPi * 4000 / 48000 / 48000);
+    nco_crcf_adjust_frequency(nco_, kTwoPi * kRise);
   }
   block_ = (block_ + 1) % 100;
 }
