@@ -27,7 +27,7 @@ struct PlainStreams {
 
   explicit PlainStreams(
       int32_t format, plain::Streams::Core core = [](int16_t* const*) {})
-      : streams(format, {1, 0, 2}, std::move(core)) {}
+      : streams(format, 3, std::move(core)) {}
   void process(void* in1, void* in2, void* out, uint64_t bytes) {
     void* const buffers[3] = {in2, in1, out};
     streams.process(buffers, bytes);

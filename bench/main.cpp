@@ -23,14 +23,9 @@ void pin() {
 
 }  // namespace
 
-// The handles' log lines are not for the table; nor is what the cores print to standard output.
-extern "C" int __android_log_print(int, const char*, const char*, ...);
-int __android_log_print(int, const char*, const char*, ...) {
-  return 0;
-}
-
 int main(int argc, char** argv) {
   pin();
+  // What the cores print to standard output is not for the table. (Their log lines end in the recorder.)
   std::FILE* const table = fdopen(dup(STDOUT_FILENO), "w");
   if (table == nullptr || std::freopen("/dev/null", "w", stdout) == nullptr) {
     std::perror("stdout");

@@ -90,7 +90,7 @@ Row all_transforms() {
   float* const to = s->spectra.get();
   return {1,
           4,
-          {{"library", [=](size_t) { s->library.transform(from, to); }},
+          {{"library", [=](size_t) { s->library.transform(from); }},
            {"plain", [=](size_t) { plain_transforms(s->plain, from, to); }, [] {}, 3.2},
            {"FFTW", [=](size_t) { s->fftw.all(from, to); }},
            {"KissFFT", [=](size_t) { s->kiss.all(from, to); }}}};
@@ -100,18 +100,19 @@ Row levels_and_maxima() {
   struct Setting {
     Floats spectra = Floats(kSegments * kSpectrum);
     LibraryDetector library;
-    uint32_t bins[kSegments];
+    zeto::detector::Peak library_peaks[kSegments];
+    plain::Peak plain_peaks[kSegments];
   };
   const auto s = std::make_shared<Setting>();
   plain::Transform transform{int(kFft)};
-  plain_transforms(transform, beat().data(), s->spectra.data());
+  const Floats mixed = beat();
+  plain_transforms(transform, mixed.data(), s->spectra.data());
+  s->library.transform(mixed.data());
   const auto plain_peaks = [s](size_t) {
-    for (size_t i = 0; i < kSegments; ++i) s->bins[i] = uint32_t(plain::peak_of(&s->spectra[i * kSpectrum]).bin);
+    for (size_t i = 0; i < kSegments; ++i) s->plain_peaks[i] = plain::peak_of(&s->spectra[i * kSpectrum]);
   };
-  return {1,
-          4,
-          {{"library", [=](size_t) { s->library.find_peaks(s->spectra.data(), s->bins); }},
-           {"plain", plain_peaks, [] {}, 18}}};
+  return {
+      1, 4, {{"library", [=](size_t) { s->library.find_peaks(s->library_peaks); }}, {"plain", plain_peaks, [] {}, 18}}};
 }
 
 Row filters_and_product() {

@@ -31,27 +31,21 @@ class LibraryDetector {
   }
 
   // The window to kWindow samples of beat.
-  void filter_and_mix(float* mixed) {
-    zeto::detector::filter_inputs(*state_);
-    zeto::detector::mix(*state_, mixed);
+  void filter_and_mix(float* mixed) { zeto::detector::filter_and_mix(*state_, mixed); }
+
+  // The beat to spectra, which lie as the library likes it.
+  void transform(const float* mixed) {
+    for (int i = 0; i < zeto::detector::kGroups; ++i) zeto::detector::transform(state_->fft, mixed, i, spectra_[i]);
   }
 
-  // The beat to kSegments spectra, kSpectrum apart.
-  void transform(const float* mixed, float* spectra) {
-    for (size_t i = 0; i < kSegments; ++i) {
-      zeto::detector::decimate(mixed, int(i), spectra + i * kSpectrum);
-      zeto_rfft_float(&state_->fft, spectra + i * kSpectrum);
-    }
-  }
-
-  // The strongest bins of kSegments spectra. An empty record transforms nothing, so that what is left is the search.
-  void find_peaks(float* spectra, uint32_t* bins) {
-    for (size_t i = 0; i < kSegments; ++i) bins[i] = zeto::detector::find_peak(empty_, spectra + i * kSpectrum).bin;
+  // The strongest bins of the transformed.
+  void find_peaks(zeto::detector::Peak* peaks) const {
+    for (int i = 0; i < zeto::detector::kGroups; ++i) zeto::detector::find_peaks(spectra_[i], i, peaks);
   }
 
  private:
   std::unique_ptr<zeto_tx_state, Free> state_;
-  zeto_drft_lookup empty_ = {};
+  zeto::f32x4 spectra_[zeto::detector::kGroups][kFft];
 };
 
 // An uplink handle's three streams around another core, or none.

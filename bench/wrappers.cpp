@@ -7,7 +7,7 @@
 #include "bench/rounds.hpp"
 #include "bench/rows.hpp"
 #include "bench/subjects.hpp"
-#include "tests/support/heap_recorder.hpp"
+#include "tests/support/recorders.hpp"
 
 namespace bench {
 namespace {

@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "kernels/saturate.hpp"
-#include "zeto/kernels.h"
 #include "zeto/tables.h"
 
 namespace zeto::detector {
@@ -11,9 +10,6 @@ namespace {
 
 constexpr FilterTables kHighPass = {b_Hp_Ultra, a_Hp_Ultra};
 constexpr FilterTables kLowPass = {b_Lp_Ultra, a_Lp_Ultra};
-
-constexpr uint32_t kStretchLen = kDecimation * kFftLen;                                 // samples of the mixed signal
-constexpr uint32_t kFirstStretch = kWindowLen - kSegments / kDecimation * kStretchLen;  // what lies before is not used
 
 float median(const float* sorted, int n) noexcept {
   const int middle = n / 2;
@@ -30,14 +26,11 @@ void push(RatioHistory& history, float ratio) noexcept {
   history = {history.current, ratio};
 }
 
-// Appends the candidates of all segments; returns how many there are.
-int find_candidates(zeto_tx_state& state, const float* mixed) noexcept {
+// Lists the segments whose peak is above the threshold; returns how many there are.
+int list_candidates(zeto_tx_state& state, const Peak (&peaks)[kSegments]) noexcept {
   const float threshold = static_cast<float>(state.cand_db);
-  float spectrum[kFftLen + 2];
   int n = 0;
-  for (int segment = 0; segment < kSegments; ++segment) {
-    decimate(mixed, segment, spectrum);
-    const Peak peak = find_peak(state.fft, spectrum);
+  for (const Peak& peak : peaks) {
     if (!(peak.level > threshold)) continue;
     state.cand_level[n] = peak.level;
     state.cand_freq[n] = position_of(peak.bin);
@@ -48,35 +41,9 @@ int find_candidates(zeto_tx_state& state, const float* mixed) noexcept {
 
 }  // namespace
 
-void filter_inputs(zeto_tx_state& state) noexcept {
-  filter_in_place(kHighPass, state.high_pass_a, state.hist_a[0], kWindowLen);
-  filter_in_place(kHighPass, state.high_pass_b, state.hist_b[0], kWindowLen);
-}
-
-void mix(zeto_tx_state& state, float* mixed) noexcept {
-  zeto_vf_dot_mult_vf(state.hist_a[0], state.hist_b[0], kWindowLen, mixed);
-  zeto_vf_mult_scalar(mixed, kWindowLen, mixed, state.mix_gain);
-  filter_in_place(kLowPass, state.low_pass, mixed, kWindowLen);
-}
-
-void decimate(const float* mixed, int segment, float* samples) noexcept {
-  const uint32_t stretch = static_cast<uint32_t>(segment / kDecimation);
-  const uint32_t phase = static_cast<uint32_t>(segment % kDecimation);
-  const float* first = mixed + kFirstStretch + stretch * kStretchLen + phase;
-  for (uint32_t t = 0; t < kFftLen; ++t) samples[t] = first[t * kDecimation] * static_cast<float>(kDecimation);
-}
-
-Peak find_peak(zeto_drft_lookup& fft, float* samples) noexcept {
-  zeto_rfft_float(&fft, samples);
-  float level[kNumBins];
-  for (uint32_t bin = 0; bin < kNumBins; ++bin) {
-    const float re = samples[2 * bin];
-    const float im = samples[2 * bin + 1];
-    level[bin] = 10.0f * std::log10(re * re + im * im + 1e-15f);
-  }
-  Peak peak;
-  peak.bin = 1 + zeto_vf_get_max(level + 1, kNumBins - 1, &peak.level);
-  return peak;
+void filter_and_mix(zeto_tx_state& state, float* mixed) noexcept {
+  const FilterBank bank = {kHighPass, kLowPass, state.high_pass_a, state.high_pass_b, state.low_pass};
+  zeto::filter_and_mix(bank, state.mix_gain, state.hist_a[0], state.hist_b[0], mixed, kWindowLen);
 }
 
 float position_of(uint32_t bin) noexcept {
@@ -128,10 +95,12 @@ float measure(float position, int32_t floor_hz, int32_t scope_hz, int32_t period
 
 void analyse(zeto_tx_state& state) noexcept {
   float mixed[kWindowLen];
-  filter_inputs(state);
-  mix(state, mixed);
+  filter_and_mix(state, mixed);
 
-  const int n = find_candidates(state, mixed);
+  Peak peaks[kSegments];
+  const bool prepared = state.fft_len != 0;  // a state that was never initialised has no transform
+  if (prepared) find_peaks(state.fft, mixed, peaks);
+  const int n = prepared ? list_candidates(state, peaks) : 0;
   const Agreement agreed = agree(state.cand_freq, state.cand_level, n);
   push(state.hit_ratio_hist, agreed.hit_ratio);
   push(state.level_ratio_hist, agreed.level_ratio);

@@ -1,29 +1,14 @@
 // The steps of an analysis: 200 ms of both inputs become one measurement.
 #pragma once
 
+#include "detector/spectrum.hpp"
 #include "detector/state.hpp"
 
 namespace zeto::detector {
 
-// High-passes both histories in place, each with its own memory.
-void filter_inputs(zeto_tx_state& state) noexcept;
-
-// Product of the histories, amplified and low-passed: a delay between two sweeps has become a low beat. kWindowLen
-// samples.
-void mix(zeto_tx_state& state, float* mixed) noexcept;
-
-// One of the interleaved 8000 Hz views of the mixed signal: three stretches of kDecimation phases each, ending where
-// the signal ends. kFftLen samples.
-void decimate(const float* mixed, int segment, float* samples) noexcept;
-
-// The strongest bin of a segment but bin 0.
-struct Peak {
-  uint32_t bin;  // 1 .. 256
-  float level;   // dB
-};
-
-// Transforms kFftLen samples in place (the buffer has room for the interleaved bins) and finds their peak.
-Peak find_peak(zeto_drft_lookup& fft, float* samples) noexcept;
+// High-passes both histories in place and low-passes their amplified product: a delay between two sweeps has become a
+// low beat. kWindowLen samples.
+void filter_and_mix(zeto_tx_state& state, float* mixed) noexcept;
 
 // Beat frequency of a bin, whole Hz, rounded down twice.
 float position_of(uint32_t bin) noexcept;

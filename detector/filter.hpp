@@ -1,11 +1,15 @@
-// The tenth-order recursive filter, direct form.
+// The tenth-order recursive filters, and the three of the analysis run as one.
+//
+// Each output is summed in double precision and rounded to float, and the rounded value is what feeds back:
+//   y[n] = float(b10 x[n-10] + b9 x[n-9] + ... + b0 x[n] - a10 y[n-10] - ... - a2 y[n-2] - a1 y[n-1])
+// summed in this order everywhere. The newest output comes last because it is known last.
 #pragma once
 
 #include <cstddef>
 
 namespace zeto {
 
-constexpr int kFilterOrder = 10;
+constexpr size_t kFilterOrder = 10;
 
 // What a filter remembers between calls, oldest first.
 struct FilterMemory {
@@ -19,10 +23,17 @@ struct FilterTables {
   const double* a;
 };
 
-// Filters n samples in place. Each output is summed in double precision and rounded to float, and the rounded value is
-// what feeds back. The order of the sum is part of the result and the same everywhere: inputs from the oldest to the
-// newest, then outputs from the oldest to the newest. The newest output comes last because it is known last: all
-// before it can be summed while it is still in the making.
-void filter_in_place(const FilterTables& tables, FilterMemory& memory, float* samples, size_t n) noexcept;
+struct FilterBank {
+  FilterTables high_pass;
+  FilterTables low_pass;
+  FilterMemory& memory_a;
+  FilterMemory& memory_b;
+  FilterMemory& memory_low;
+};
+
+// High-passes a and b in place, multiplies them, scales the product by the gain and low-passes it into `mixed`.
+// @param n  samples of each, a multiple of kFilterChunk, at least three of them.
+constexpr size_t kFilterChunk = 160;
+void filter_and_mix(const FilterBank& bank, float gain, float* a, float* b, float* mixed, size_t n) noexcept;
 
 }  // namespace zeto

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "emitter/sine.hpp"
+#include "kernels/lanes.hpp"
 #include "kernels/saturate.hpp"
 
 namespace zeto {
@@ -19,17 +21,14 @@ double amplitude(const Sweep& s, uint32_t n) noexcept {
   return s.gain_out * (s.period_len - n);
 }
 
-// Fraction of a turn at sample n. fmod by one is exact: what is left of x when its whole part goes.
-double phase(const Sweep& s, double n) noexcept {
-  const double x = s.f0 * n / s.fs + 0.5 * ((s.k * n) * (n - 1.0) / s.fs);
-  return std::fmod(x, 1.0);
+// A position within the period in turns, from the sample's number as one double or as a lane of several.
+template <typename V>
+V turns(const Sweep& s, V n) noexcept {
+  return s.f0 * n / s.fs + 0.5 * ((s.k * n) * (n - 1.0) / s.fs);
 }
 
-// Correctly rounded: the double result rounds to the right float but for near ties that do not occur in practice. A
-// math library's single-precision sine misses the last bit about once in eighty calls, and not everywhere in the same
-// ones.
-float sine(float x) noexcept {
-  return static_cast<float>(std::sin(static_cast<double>(x)));
+double sine_of_turn(double turn) noexcept {
+  return sine(f64x2{} + static_cast<double>(static_cast<float>(turn * kTwoPi)))[0];
 }
 
 // Adding one half before truncating rounds positive values to nearest and moves negative ones toward zero.
@@ -38,6 +37,67 @@ int16_t to_pcm16(double value) noexcept {
   if (y > 32767.0f) return 32767;
   if (y < -32768.0f) return -32768;
   return static_cast<int16_t>(saturate_int32(y));
+}
+
+// Any sweep, any samples.
+void write_one_by_one(const Sweep& s, uint32_t first, int32_t count, int16_t* out) noexcept {
+  for (int32_t i = 0; i < count; ++i) {
+    const uint32_t n = first + static_cast<uint32_t>(i);
+    const double turn = std::fmod(turns(s, static_cast<double>(n)), 1.0);
+    out[i] = to_pcm16(amplitude(s, n) * sine_of_turn(turn));
+  }
+}
+
+// True where samples first .. first + count - 1 do not wrap, turns keep a fraction that rounding by addition can split
+// off, and amplitudes stay finite. False for parameters that make anything infinite or undefined.
+bool is_ordinary(const Sweep& s, uint32_t first, int32_t count) noexcept {
+  const double last = static_cast<double>(first) + count;
+  const double most_turns = std::fabs(s.f0) * last / s.fs + std::fabs(s.k) * last * last / s.fs;
+  const double most_amplitude = std::fabs(s.slope) * last + std::fabs(s.a0) + std::fabs(s.gain_in) * kFadeIn +
+                                std::fabs(s.gain_out) * (std::fabs(s.period_len) + last);
+  const bool rises = s.f0 >= 0.0 && s.f0 + 0.5 * s.k * last >= 0.0;
+  return last < 4294967296.0 && rises && most_turns < 1e12 && most_amplitude < 1e12;
+}
+
+// What fmod by one leaves of turns from 0 to 2^51: the difference to the nearest whole number is exact, and so is going
+// back to the one below.
+f64x2 fraction(f64x2 x) noexcept {
+  constexpr double kRounder = 6755399441055744.0;  // 1.5 * 2^52
+  const f64x2 rest = x - ((x + kRounder) - kRounder);
+  return rest + f64_of((rest < 0.0) & bits_of(f64x2{1.0, 1.0}));
+}
+
+i16x4 to_pcm16(f64x2 first, f64x2 second) noexcept {
+  return saturate_int16(join(to_float(first * 32768.0), to_float(second * 32768.0)) + 0.5f);
+}
+
+// The same, two samples in a vector. Short loops over a few samples, one step each, keep the processor busier than one
+// long loop: more samples are on their way at a time.
+// @param count  samples, a multiple of 4.
+void write_by_lanes(const Sweep& s, uint32_t first, int32_t count, int16_t* out) noexcept {
+  constexpr int32_t kRun = 32;
+  f64x2 value[kRun / 2];
+  for (int32_t at = 0; at < count; at += kRun) {
+    const uint32_t start = first + static_cast<uint32_t>(at);
+    const int32_t pairs = (count - at < kRun ? count - at : kRun) / 2;
+    const f64x2 numbers = {static_cast<double>(start), static_cast<double>(start) + 1.0};
+
+    for (int32_t i = 0; i < pairs; ++i) {
+      value[i] = through_float(fraction(turns(s, numbers + 2.0 * i)) * kTwoPi);
+    }
+    for (int32_t i = 0; i < pairs; ++i) value[i] = sine(value[i]);
+
+    const uint32_t last = start + static_cast<uint32_t>(2 * pairs) - 1u;
+    if (start > kFadeIn && int64_t{last} <= s.last_full) {
+      for (int32_t i = 0; i < pairs; ++i) value[i] = (s.slope * (numbers + 2.0 * i) + s.a0) * value[i];
+    } else {
+      for (int32_t i = 0; i < pairs; ++i) {
+        const uint32_t n = start + static_cast<uint32_t>(2 * i);
+        value[i] = f64x2{amplitude(s, n), amplitude(s, n + 1)} * value[i];
+      }
+    }
+    for (int32_t i = 0; i < pairs; i += 2) store(to_pcm16(value[i], value[i + 1]), out + at + 2 * i);
+  }
 }
 
 }  // namespace
@@ -64,11 +124,9 @@ Sweep make_sweep(const zeto_rx_state& state) noexcept {
 }
 
 void write_chirp(const Sweep& sweep, uint32_t first, int32_t count, int16_t* out) noexcept {
-  for (int32_t i = 0; i < count; ++i) {
-    const uint32_t n = first + static_cast<uint32_t>(i);
-    const double turn = phase(sweep, n);
-    out[i] = to_pcm16(amplitude(sweep, n) * static_cast<double>(sine(static_cast<float>(turn * kTwoPi))));
-  }
+  const int32_t by_lanes = is_ordinary(sweep, first, count) ? count - count % 4 : 0;
+  write_by_lanes(sweep, first, by_lanes, out);
+  write_one_by_one(sweep, first + static_cast<uint32_t>(by_lanes), count - by_lanes, out + by_lanes);
 }
 
 }  // namespace zeto

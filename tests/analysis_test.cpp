@@ -21,23 +21,37 @@ using zeto::detector::measure;
 using zeto::detector::RatioHistory;
 using zeto_test::by_name;
 
-// The first input nearly cancels what the memory holds, so that the order of the sum shows in the output.
-TEST(Filter, SumsInTheFixedOrder) {
+// Two high-passes, the product and the low-pass, against the plain filters one after the other, over two calls. The
+// first input nearly cancels what the memory holds, so that the order of the sum shows in the output.
+TEST(FilterAndMix, SumsInTheFixedOrder) {
+  constexpr size_t kCall = 2 * zeto::kFilterChunk;
   std::mt19937 random(3);
   std::uniform_real_distribution<float> full_scale(-1, 1);
-  for (int trial = 0; trial < 4000; ++trial) {
-    plain::Filter model = trial % 2 ? plain::Filter{b_Hp_Ultra, a_Hp_Ultra} : plain::Filter{b_Lp_Ultra, a_Lp_Ultra};
-    zeto::FilterMemory memory;
-    for (int i = 0; i < 10; ++i) memory.inputs[9 - i] = model.in[i] = full_scale(random);
-    for (int i = 0; i < 10; ++i) memory.outputs[9 - i] = model.out[i] = full_scale(random);
-    std::vector<float> got(30);
-    for (float& v : got) v = full_scale(random);
-    got[0] = -plain::Filter(model).step(0) / static_cast<float>(model.b[0]);
-    std::vector<float> want = got;
-    for (float& v : want) v = model.step(v);
-    zeto::filter_in_place({model.b, model.a}, memory, got.data(), 17);
-    zeto::filter_in_place({model.b, model.a}, memory, &got[17], 13);  // the memory goes on
-    ASSERT_EQ(got, want) << trial;
+  for (int trial = 0; trial < 300; ++trial) {
+    plain::Filter model[3] = {{b_Hp_Ultra, a_Hp_Ultra}, {b_Hp_Ultra, a_Hp_Ultra}, {b_Lp_Ultra, a_Lp_Ultra}};
+    zeto::FilterMemory memory[3];
+    for (int f = 0; f < 3; ++f) {
+      for (int i = 0; i < 10; ++i) memory[f].inputs[9 - i] = model[f].in[i] = full_scale(random);
+      for (int i = 0; i < 10; ++i) memory[f].outputs[9 - i] = model[f].out[i] = full_scale(random);
+    }
+    std::vector<float> a(2 * kCall), b(a.size()), mixed(a.size());
+    const float loudness = std::pow(10.0f, float(trial % 45) * -1.0f);  // down to where products are denormal
+    for (float& v : a) v = full_scale(random) * loudness;
+    for (float& v : b) v = full_scale(random);
+    a[0] = -plain::Filter(model[0]).step(0) / float(b_Hp_Ultra[0]);
+    auto want_a = a, want_b = b, want = mixed;
+    const float gain = full_scale(random) * 3;
+    for (size_t n = 0; n < want.size(); ++n) {
+      want_a[n] = model[0].step(a[n]);
+      want_b[n] = model[1].step(b[n]);
+      const float product = want_a[n] * want_b[n];
+      want[n] = model[2].step(product * gain);
+    }
+    const zeto::FilterBank bank = {{b_Hp_Ultra, a_Hp_Ultra}, {b_Lp_Ultra, a_Lp_Ultra}, memory[0], memory[1], memory[2]};
+    for (size_t at : {size_t{0}, kCall}) zeto::filter_and_mix(bank, gain, &a[at], &b[at], &mixed[at], kCall);
+    ASSERT_EQ(a, want_a) << trial;
+    ASSERT_EQ(b, want_b) << trial;
+    ASSERT_EQ(mixed, want) << trial;
   }
 }
 

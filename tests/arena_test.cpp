@@ -18,120 +18,100 @@ void* at(uint64_t number) {
 uint64_t number(const void* address) {
   return reinterpret_cast<uint64_t>(address);
 }
-
-uint64_t current(int32_t slot) {
-  return number(malloc_buffer(slot, 0));
+std::string prefix(int32_t slot) {
+  return slot == 0 ? "[QANT_TX]" : "[ZETO_RX]";
 }
 
 // Before anything was marked, the current address itself is what is used.
 const int64_t kUnmarked = (zeto_set_cur_addr(1, at(4096)), zeto_get_use_size(1));
 
-const char* prefix(int32_t slot) {
-  return slot == 0 ? "[QANT_TX]" : "[ZETO_RX]";
-}
-int64_t limit(int32_t slot) {
-  return slot == 0 ? 130000 : 50000;
-}
+class Arena : public testing::TestWithParam<int32_t> {};
+INSTANTIATE_TEST_SUITE_P(Slot, Arena, testing::Values(0, 1, -1, 7));
 
-class ArenaSlot : public testing::TestWithParam<int32_t> {};
-
-TEST_P(ArenaSlot, HandsOutUpToTheLimitFromTheUnroundedBase) {
+TEST_P(Arena, HandsOutUpToTheLimitFromTheUnroundedBase) {
   const int32_t slot = GetParam();
-  std::vector<char> memory(static_cast<size_t>(limit(slot)) + 16, 'x');
+  const uint32_t limit = slot == 0 ? 130000 : 50000;
+  std::vector<char> memory(limit + 16, 'x');
   char* const base = memory.data() + 3;
+  char* const start = memory.data() + 8;
+  const uint32_t all = limit - 5;
   zeto_set_malloc_addr(slot, base);
-  const uint64_t start = (number(base) + 7) / 8 * 8;
-  EXPECT_EQ(current(slot), start);
-
   zeto_get_curr_ptr(slot);
-  const uint32_t all = static_cast<uint32_t>(number(base) + static_cast<uint64_t>(limit(slot)) - start);
+  EXPECT_EQ(malloc_buffer(slot, 0), start);
+
   CaptureStderr();
   EXPECT_EQ(malloc_buffer(slot, all + 1), nullptr);
   EXPECT_EQ(malloc_buffer(slot, UINT32_MAX), nullptr);
-  const std::string message = std::string(prefix(slot)) + " memory not enough.\n";
+  const std::string message = prefix(slot) + " memory not enough.\n";
   EXPECT_EQ(GetCapturedStderr(), message + message);
   EXPECT_EQ(zeto_get_use_size(slot), 0);
 
-  char* const got = static_cast<char*>(malloc_buffer(slot, all));
-  ASSERT_EQ(number(got), start);
-  EXPECT_EQ(std::count(got, got + all, '\0'), static_cast<ptrdiff_t>(all));
-  EXPECT_EQ(got[all], 'x');
-  EXPECT_EQ(zeto_get_use_size(slot), static_cast<int64_t>(all));
+  ASSERT_EQ(malloc_buffer(slot, all), start);
+  EXPECT_EQ(std::count(start, start + all, '\0'), int64_t{all});
+  EXPECT_EQ(start[all], 'x');
+  EXPECT_EQ(zeto_get_use_size(slot), int64_t{all});
 
-  zeto_set_cur_addr(slot, base - 3);  // below the block: nothing fits any more
+  zeto_set_cur_addr(slot, memory.data());  // below the block: nothing fits any more
   CaptureStderr();
-  if (current(slot) != 0) ADD_FAILURE() << "allocated below the base";
+  EXPECT_EQ(malloc_buffer(slot, 0), nullptr);
   EXPECT_EQ(GetCapturedStderr(), message);
 }
 
-TEST_P(ArenaSlot, MeasuresFromTheMarkThatRegisteringKeeps) {
+TEST_P(Arena, MeasuresFromTheMarkThatRegisteringKeeps) {
   const int32_t slot = GetParam();
   std::vector<char> memory(256);
   zeto_set_malloc_addr(slot, memory.data());
   zeto_get_curr_ptr(slot);
   malloc_buffer(slot, 16);
   malloc_buffer(slot, 24);
-  EXPECT_EQ(zeto_get_use_size(slot), 40);
   free_buffer(slot, memory.data());
   align_free(slot, memory.data());
   EXPECT_EQ(zeto_get_use_size(slot), 40);
-  const char* const odd = static_cast<char*>(malloc_buffer(slot, 3));
-  EXPECT_EQ(malloc_buffer(slot, 1), odd + 3);
-  zeto_set_malloc_addr(slot, memory.data() + 64);
+  malloc_buffer(slot, 3);
+  EXPECT_EQ(malloc_buffer(slot, 1), &memory[43]);  // not rounded
+  zeto_set_malloc_addr(slot, &memory[64]);
   EXPECT_EQ(zeto_get_use_size(slot), 64);
 }
 
-INSTANTIATE_TEST_SUITE_P(Arena, ArenaSlot, testing::Values(0, 1, -1, 7));
-
-struct AlignCase {
-  int32_t alignment;
-  uint32_t before;  // taken first, from base 0x10000
-  uint32_t size;
-  int64_t start;  // of the result, from the base; where it fails, of the next request
-  const char* error;
-};
-void PrintTo(const AlignCase& c, std::ostream* out) {
-  *out << c.alignment << " after " << c.before;
-}
-class AlignMalloc : public testing::TestWithParam<AlignCase> {};
-
-TEST_P(AlignMalloc, RoundsByTheMask) {
-  const AlignCase& c = GetParam();
-  for (int32_t slot : {0, 1}) {
-    const uint64_t base = 0x10000;
-    zeto_set_malloc_addr(slot, at(base));
-    zeto_set_cur_addr(slot, nullptr);
-    zeto_get_curr_ptr(slot);  // marks address 0, so that the use is the current address
-    zeto_set_malloc_addr(slot, at(base));
-    ASSERT_NE(align_malloc(slot, 4, c.before), nullptr);
-
+TEST_P(Arena, AlignsByTheMask) {
+  constexpr const char* kNoMemory = " memory not enough.\n";
+  struct {
+    int32_t alignment;
+    uint32_t before, size;  // taken first; asked for
+    int64_t start;          // from the base: of the result, and where it fails, of the next request
+    std::string error;
+  } const cases[] = {
+      {4, 8, 5, 8, ""},
+      {16, 8, 1, 16, ""},
+      {4096, 8, 8, 4096, ""},
+      {12, 2, 4, 0, ""},  // the mask of 16: below the current address
+      {20, 8, 4, 16, ""},
+      {24, 8, 4, 0, ""},  // the mask of 32
+      {0, 8, 4, 7, ""},
+      {-8, 100, 4, 91, ""},
+      {2, 9, 4, 9, " Unsupport alignment<2>.\n"},
+      {6, 9, 200000, 9, " Unsupport alignment<6>.\n"},  // comes before the memory
+      {-3, 9, 4, 9, " Unsupport alignment<-3>.\n"},
+      {64, 8, 200000, 64, kNoMemory},  // the padding stays taken
+      {0, 0, 0, -1, kNoMemory},        // below the base
+      {INT32_MIN, 8, 4, 7 - (int64_t{1} << 31), kNoMemory},
+      {1 << 30, 8, 4, (1 << 30) - 0x10000, kNoMemory},
+  };
+  const int32_t slot = GetParam();
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.alignment << " after " << c.before);
+    zeto_set_malloc_addr(slot, at(0x10000));
+    zeto_get_curr_ptr(slot);
+    ASSERT_EQ(align_malloc(slot, 4, c.before), at(0x10000));
     CaptureStderr();
     const void* const got = align_malloc(slot, c.alignment, c.size);
-    EXPECT_EQ(GetCapturedStderr(), *c.error == 0 ? "" : prefix(slot) + std::string(c.error));
-    const int64_t start = static_cast<int64_t>(base) + c.start;
-    EXPECT_EQ(number(got), *c.error == 0 ? static_cast<uint64_t>(start) : 0);
-    EXPECT_EQ(zeto_get_use_size(slot), *c.error == 0 ? start + c.size : start);
+    EXPECT_EQ(GetCapturedStderr(), c.error.empty() ? "" : prefix(slot) + c.error);
+    EXPECT_EQ(number(got), c.error.empty() ? uint64_t(0x10000 + c.start) : 0);
+    EXPECT_EQ(zeto_get_use_size(slot), c.error.empty() ? c.start + c.size : c.start);
   }
 }
 
-constexpr const char* kNoMemory = " memory not enough.\n";
-INSTANTIATE_TEST_SUITE_P(
-    Arena, AlignMalloc,
-    testing::Values(AlignCase{4, 8, 5, 8, ""}, AlignCase{8, 2, 1, 8, ""}, AlignCase{16, 8, 1, 16, ""},
-                    AlignCase{64, 8, 0, 64, ""}, AlignCase{4096, 8, 8, 4096, ""},
-                    AlignCase{12, 2, 4, 0, ""},  // mask of 16, below the current address
-                    AlignCase{12, 8, 4, 16, ""}, AlignCase{20, 8, 4, 16, ""}, AlignCase{24, 8, 4, 0, ""},  // mask of 32
-                    AlignCase{0, 8, 4, 7, ""}, AlignCase{-4, 8, 4, 3, ""}, AlignCase{-8, 100, 4, 91, ""},
-                    AlignCase{2, 9, 4, 9, " Unsupport alignment<2>.\n"},
-                    AlignCase{1, 9, 4, 9, " Unsupport alignment<1>.\n"},
-                    AlignCase{6, 9, 200000, 9, " Unsupport alignment<6>.\n"},  // comes before the memory
-                    AlignCase{-3, 9, 4, 9, " Unsupport alignment<-3>.\n"},
-                    AlignCase{64, 8, 200000, 64, kNoMemory},  // the padding stays taken
-                    AlignCase{0, 0, 0, -1, kNoMemory},        // below the base
-                    AlignCase{INT32_MIN, 8, 4, 7 - (int64_t{1} << 31), kNoMemory},
-                    AlignCase{1 << 30, 8, 4, (1 << 30) - 0x10000, kNoMemory}));
-
-TEST(Arena, StartsUnmarkedAndClearsOnRequest) {
+TEST(ArenaAtRest, StartsUnmarkedAndClearsOnRequest) {
   EXPECT_EQ(kUnmarked, 4096);
   EXPECT_EQ(log_align_flag, 0);
   char bytes[] = "abcdef";

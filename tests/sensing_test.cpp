@@ -142,8 +142,7 @@ struct Uplink {
   plain::Streams streams;
 
   explicit Uplink(int32_t format)
-      : streams(format, {1, 0, 2},
-                [this](int16_t* const* blocks) { detector.block(blocks[1], blocks[0], blocks[2]); }) {}
+      : streams(format, 3, [this](int16_t* const* blocks) { detector.block(blocks[1], blocks[0], blocks[2]); }) {}
   Uplink(const Uplink&) = delete;
 };
 
@@ -173,7 +172,7 @@ using Seen = std::array<int, plain::kBranches>;
 
 void run(Random& random, int32_t format, Seen& seen) {
   const bool absurd = random.one_in(3), wild = random.one_in(3), busy = random.one_in(2);
-  const size_t samples = static_cast<size_t>(480 * (80 + random.below(80)) + random.below(480));
+  const size_t samples = 480u * 80u + random.bits() % (480u * 80u);
   Signal a(samples), b(samples);
   for (size_t from = 0; from < samples;) {
     const size_t length = static_cast<size_t>(random.pick({9600, 19200, 28800, 480 + random.below(12000)}));

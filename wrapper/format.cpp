@@ -1,9 +1,8 @@
 #include "wrapper/format.hpp"
 
 #include <algorithm>
-#include <cstring>
 
-#include "kernels/saturate.hpp"
+#include "kernels/lanes.hpp"
 
 namespace zeto {
 namespace {
@@ -17,11 +16,6 @@ int16_t narrow(int32_t x) noexcept {
   return static_cast<int16_t>(std::clamp(t, kMin24, kMax24) >> 8);
 }
 
-// The way in scales by 32767 and truncates, the way out by 1/32768 and is exact; the asymmetry is intended.
-int16_t narrow(float x) noexcept {
-  return static_cast<int16_t>(std::clamp(saturate_int32(x * 32767.0f), -32768, 32767));
-}
-
 int32_t to_pcm24(int32_t x) noexcept {
   return static_cast<int32_t>(std::min((int64_t{x} + 128) >> 8, int64_t{kMax24}));
 }
@@ -33,16 +27,12 @@ int32_t to_pcm32(int32_t x) noexcept {
 }
 
 // Host memory holds samples, but no objects that we may name: they are copied in and out.
-template <typename T>
-T load(const void* samples, size_t i) noexcept {
-  T value;
-  std::memcpy(&value, static_cast<const char*>(samples) + i * sizeof value, sizeof value);
-  return value;
-}
-
-template <typename T>
-void store(void* samples, size_t i, T value) noexcept {
-  std::memcpy(static_cast<char*>(samples) + i * sizeof value, &value, sizeof value);
+template <int32_t (*kConvert)(int32_t)>
+void convert_in_place(void* samples, uint64_t n) noexcept {
+  char* const bytes = static_cast<char*>(samples);
+  for (uint64_t at = 0; at < n * sizeof(int32_t); at += sizeof(int32_t)) {
+    store(kConvert(load<int32_t>(bytes + at)), bytes + at);
+  }
 }
 
 }  // namespace
@@ -62,28 +52,33 @@ Format format_of(int32_t format_type) noexcept {
   }
 }
 
+// The way in scales floats by 32767 and truncates, the way out by 1/32768 and is exact; the asymmetry is intended.
 void narrow_block(int32_t bit_width, const void* wide, int16_t* pcm16) noexcept {
   if (bit_width == kWidthFloat) {
-    for (size_t i = 0; i < kBlockLen; ++i) pcm16[i] = narrow(load<float>(wide, i));
+    const float* const from = static_cast<const float*>(wide);
+    for (size_t i = 0; i < kBlockLen; i += 4) store(saturate_int16(load<f32x4>(from + i) * 32767.0f), pcm16 + i);
   } else {
-    for (size_t i = 0; i < kBlockLen; ++i) pcm16[i] = narrow(load<int32_t>(wide, i));
+    const int32_t* const from = static_cast<const int32_t*>(wide);
+    for (size_t i = 0; i < kBlockLen; ++i) pcm16[i] = narrow(from[i]);
   }
 }
 
 void widen_block(int32_t bit_width, const int16_t* pcm16, void* wide) noexcept {
   if (bit_width == kWidthFloat) {
-    for (size_t i = 0; i < kBlockLen; ++i) store(wide, i, static_cast<float>(pcm16[i] / 32768.0));
+    float* const to = static_cast<float*>(wide);
+    for (size_t i = 0; i < kBlockLen; ++i) to[i] = static_cast<float>(pcm16[i]) * (1.0f / 32768.0f);
   } else {
-    for (size_t i = 0; i < kBlockLen; ++i) store(wide, i, int32_t{pcm16[i]} * 256);
+    int32_t* const to = static_cast<int32_t*>(wide);
+    for (size_t i = 0; i < kBlockLen; ++i) to[i] = int32_t{pcm16[i]} * 256;
   }
 }
 
 void pcm32_to_pcm24(void* samples, uint64_t n) noexcept {
-  for (size_t i = 0; i < n; ++i) store(samples, i, to_pcm24(load<int32_t>(samples, i)));
+  convert_in_place<to_pcm24>(samples, n);
 }
 
 void pcm24_to_pcm32(void* samples, uint64_t n) noexcept {
-  for (size_t i = 0; i < n; ++i) store(samples, i, to_pcm32(load<int32_t>(samples, i)));
+  convert_in_place<to_pcm32>(samples, n);
 }
 
 }  // namespace zeto

@@ -35,7 +35,7 @@ struct Downlink {
   Streams streams;
 
   explicit Downlink(int32_t format_type)
-      : streams(format_type, {0}, [this](int16_t* const* blocks) { chirp.process(blocks[0], kBlock); }) {}
+      : streams(format_type, 1, [this](int16_t* const* blocks) { chirp.process(blocks[0], kBlock); }) {}
   Downlink(const Downlink&) = delete;
   void set(const zeto_rx_param& param) {
     chirp.set(param);

@@ -35,7 +35,7 @@ constexpr int kDecimation = 6;
 constexpr int kFirstStretch = 384;
 
 float* slot(std::vector<float>& line, int index) {
-  return &line[static_cast<size_t>(index * kBlock)];
+  return line.data() + index * kBlock;
 }
 
 void copy_block(const float* from, float* to) {
@@ -182,19 +182,21 @@ void Detector::analyse() {
   for (int segment = 0; segment < kSegments; ++segment) {
     const int start = kFirstStretch + segment / kDecimation * kDecimation * kFft + segment % kDecimation;
     float spectrum[kFft + 2] = {};
-    for (int t = 0; t < kFft; ++t) spectrum[t] = mixed[static_cast<size_t>(start + kDecimation * t)] * 6.0f;
+    for (int t = 0; t < kFft; ++t) spectrum[t] = mixed.data()[start + kDecimation * t] * 6.0f;
     transform_.forward(spectrum);
     const Peak peak = peak_of(spectrum);
     if (!(peak.level > static_cast<float>(settings_.cand_db))) continue;
     const uint32_t hz = 48000u * static_cast<uint32_t>(peak.bin) / kFft;
-    positions.push_back(static_cast<float>(hz / kDecimation));
+    const uint32_t position = hz / kDecimation;
+    positions.push_back(static_cast<float>(position));
     levels.push_back(peak.level);
   }
   std::vector<float> untouched = levels;
   truncating_sort(positions);
   truncating_sort(levels);
   const int level_hits = count_near_median(levels, 10.0f);
-  hits_.push(static_cast<float>(count_near_median(positions, 186.0f) / kSegments));
+  const int full_hit = count_near_median(positions, 186.0f) / kSegments;
+  hits_.push(static_cast<float>(full_hit));
   level_hits_.push(static_cast<float>(level_hits) / 18.0f);
 
   const float before = result;

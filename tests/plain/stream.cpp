@@ -72,27 +72,26 @@ int32_t after_call(int32_t x) {
   return x > 0 ? INT32_MAX : INT32_MIN;
 }
 
-Streams::Streams(int32_t format_type, std::vector<size_t> pass_order, Core core)
-    : format_type_(format_type >= 1 && format_type <= 4 ? format_type : 0),
-      sample_bytes_(format_type_ == 0   ? 0
-                    : format_type_ == 1 ? 2
-                                        : 4),
-      pass_order_(std::move(pass_order)),
-      core_(std::move(core)) {
-  const int32_t width = std::array{0, 16, 32, 32, 48}[size_t(format_type_)];
-  for (size_t i = 0; i < pass_order_.size(); ++i) streams.push_back({Ring(width), Ring(width)});
-}
-
-void Streams::pass(void* buffer, uint64_t byte_count, int32_t (*convert)(int32_t)) const {
-  int32_t* samples = static_cast<int32_t*>(buffer);
-  for (uint64_t i = 0; i < byte_count / uint64_t(sample_bytes_); ++i) samples[i] = convert(samples[i]);
+Streams::Streams(int32_t format_type, size_t count, Core core)
+    : format_type_(format_type), sample_bytes_(format_type == 1 ? 2 : 4), core_(std::move(core)) {
+  const int32_t width = std::array{0, 16, 32, 32, 48}[size_t(format_type)];
+  for (size_t i = 0; i < count; ++i) streams.push_back({Ring(width), Ring(width)});
 }
 
 void Streams::process(void* const* buffers, uint64_t byte_count) {
-  if (byte_count == 0) return;
-  if (format_type_ == 3)
-    for (size_t i : pass_order_) pass(buffers[i], byte_count, before_call);
+  const auto pass = [&](int32_t (*convert)(int32_t)) {
+    for (size_t i = 0; i < streams.size() && format_type_ == 3; ++i)
+      for (uint64_t n = 0; n < byte_count / 4; ++n) {
+        char* const sample = static_cast<char*>(buffers[i]) + n * 4;
+        int32_t x;
+        std::memcpy(&x, sample, 4);
+        x = convert(x);
+        std::memcpy(sample, &x, 4);
+      }
+  };
   const auto at = [&](size_t i, size_t n) { return static_cast<char*>(buffers[i]) + n * size_t(sample_bytes_); };
+  if (byte_count == 0) return;
+  pass(before_call);
   uint32_t remaining = uint32_t(byte_count);
   size_t n = 0;
   do {
@@ -102,8 +101,7 @@ void Streams::process(void* const* buffers, uint64_t byte_count) {
     ++n;
     remaining -= uint32_t(sample_bytes_);
   } while (remaining != 0);
-  if (format_type_ == 3)
-    for (size_t i : pass_order_) pass(buffers[i], byte_count, after_call);
+  pass(after_call);
 }
 
 void Streams::block_step() {

@@ -48,17 +48,14 @@ class Streams {
   };
   std::vector<Stream> streams;
 
-  // pass_order: the order in which format 3's passes take the buffers, as stream indices.
-  Streams(int32_t format_type, std::vector<size_t> pass_order, Core core);
-  // Buffers in stream order, in place. The byte count is a multiple of the sample size.
+  Streams(int32_t format_type, size_t count, Core core);
+  // Buffers in stream order, in place, apart or one and the same. The byte count is a multiple of the sample size.
   void process(void* const* buffers, uint64_t byte_count);
 
  private:
-  void pass(void* buffer, uint64_t byte_count, int32_t (*convert)(int32_t)) const;
   void block_step();
 
   int32_t format_type_, sample_bytes_;
-  std::vector<size_t> pass_order_;
   Core core_;
 };
 

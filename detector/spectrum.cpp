@@ -1,0 +1,120 @@
+#include "detector/spectrum.hpp"
+
+#include <cmath>
+
+#include "fft/driver.hpp"
+#include "zeto/kernels.h"
+
+namespace zeto::detector {
+namespace {
+
+constexpr int kStretchLen = kDecimation * kFftLen;                                 // samples of the mixed signal
+constexpr int kFirstStretch = kWindowLen - kSegments / kDecimation * kStretchLen;  // what lies before is not used
+constexpr int kBins = kNumBins - 1;                                                // without bin 0
+
+// A group is two pairs of adjacent phases. The last pair stands in for one that does not exist.
+constexpr int kLanes = 4;
+constexpr int kSegmentOf[kGroups][kLanes] = {
+    {0, 1, 2, 3}, {4, 5, 6, 7}, {8, 9, 10, 11}, {12, 13, 14, 15}, {16, 17, 16, 17}};
+
+const float* first_sample(const float* mixed, int segment) noexcept {
+  return mixed + kFirstStretch + segment / kDecimation * kStretchLen + segment % kDecimation;
+}
+
+void decimate(const float* mixed, const int (&segments)[kLanes], f32x4* samples) noexcept {
+  const float* const low = first_sample(mixed, segments[0]);
+  const float* const high = first_sample(mixed, segments[2]);
+  for (int t = 0; t < int{kFftLen}; ++t) {
+    const int at = t * kDecimation;
+    samples[t] = join(load<f32x2>(low + at), load<f32x2>(high + at)) * static_cast<float>(kDecimation);
+  }
+}
+
+// The powers of bins 1 to 256, and what is needed to find the largest without looking at all again.
+struct Powers {
+  static constexpr int kRun = 16;  // bins
+  f32x4 power[kBins];
+  f32x4 most_of_run[kBins / kRun];
+  f32x4 most;
+  i32x4 has_nan;
+};
+
+// @param spectrum  kFftLen values: Re 0, Re 1, Im 1, ..., Re 256.
+void find_powers(const f32x4* spectrum, Powers& out) noexcept {
+  const f32x4 floor = f32x4{} + 1e-15f;
+  out.most = f32x4{};
+  out.has_nan = i32x4{};
+  for (int run = 0; run < kBins / Powers::kRun; ++run) {
+    f32x4 most = f32x4{};
+    for (int i = run * Powers::kRun; i < (run + 1) * Powers::kRun; ++i) {
+      const f32x4 re = spectrum[2 * i + 1];
+      const f32x4 im = i + 1 < kBins ? spectrum[2 * i + 2] : f32x4{};
+      const f32x4 power = re * re + im * im + floor;
+      out.power[i] = power;
+      out.has_nan |= power != power;
+      most = power > most ? power : most;
+    }
+    out.most_of_run[run] = most;
+    out.most = most > out.most ? most : out.most;
+  }
+}
+
+float level_of(float power) noexcept {
+  return 10.0f * std::log10(power);
+}
+
+// The definition: the largest of all levels, the first among equals.
+Peak peak_of_all(const Powers& powers, int lane) noexcept {
+  float level[kBins];
+  for (int i = 0; i < kBins; ++i) level[i] = level_of(powers.power[i][lane]);
+  Peak peak;
+  peak.bin = 1 + zeto_vf_get_max(level, kBins, &peak.level);
+  return peak;
+}
+
+// The same from a few logarithms: a power that is smaller than the largest by a thousandth is smaller by 0.004 dB, some
+// hundred times more than a logarithm is off, so its level cannot be the largest. Powers within the thousandth are
+// looked at in order.
+Peak peak_of_largest(const Powers& powers, int lane) noexcept {
+  const float least = powers.most[lane] * 0.999f;
+  Peak peak = {};
+  float last = 0.0f;
+  for (int run = 0; run < kBins / Powers::kRun; ++run) {
+    if (powers.most_of_run[run][lane] < least) continue;
+    for (int i = run * Powers::kRun; i < (run + 1) * Powers::kRun; ++i) {
+      const float power = powers.power[i][lane];
+      if (power < least || power == last) continue;  // silence is made of equals
+      const float level = level_of(power);
+      if (peak.bin == 0 || level > peak.level) peak = {static_cast<uint32_t>(i + 1), level};
+      last = power;
+    }
+  }
+  return peak;
+}
+
+}  // namespace
+
+void transform(const zeto_drft_lookup& fft, const float* mixed, int group, f32x4* spectrum) noexcept {
+  f32x4 scratch[kFftLen];
+  decimate(mixed, kSegmentOf[group], spectrum);
+  fft::forward(fft, spectrum, scratch);
+}
+
+void find_peaks(const f32x4* spectrum, int group, Peak* peaks) noexcept {
+  Powers powers;
+  find_powers(spectrum, powers);
+  for (int lane = 0; lane < kLanes; ++lane) {
+    peaks[kSegmentOf[group][lane]] =
+        powers.has_nan[lane] != 0 ? peak_of_all(powers, lane) : peak_of_largest(powers, lane);
+  }
+}
+
+void find_peaks(const zeto_drft_lookup& fft, const float* mixed, Peak* peaks) noexcept {
+  f32x4 spectrum[kFftLen];
+  for (int group = 0; group < kGroups; ++group) {
+    transform(fft, mixed, group, spectrum);
+    find_peaks(spectrum, group, peaks);
+  }
+}
+
+}  // namespace zeto::detector

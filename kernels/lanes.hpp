@@ -1,0 +1,64 @@
+// Small vectors that the compiler maps onto the machine's: one source serves SSE2 and NEON. A lane's arithmetic is that
+// of the single value, to the bit; nothing here fuses or reorders.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+namespace zeto {
+
+typedef float f32x2 __attribute__((vector_size(8)));
+typedef float f32x4 __attribute__((vector_size(16)));
+typedef double f64x2 __attribute__((vector_size(16)));
+typedef int16_t i16x4 __attribute__((vector_size(8)));
+typedef int32_t i32x4 __attribute__((vector_size(16)));
+typedef int64_t i64x2 __attribute__((vector_size(16)));
+
+template <typename V, typename T>
+inline V load(const T* from) noexcept {
+  V v;
+  std::memcpy(&v, from, sizeof v);
+  return v;
+}
+
+template <typename V, typename T>
+inline void store(V v, T* to) noexcept {
+  std::memcpy(to, &v, sizeof v);
+}
+
+inline f32x4 join(f32x2 low, f32x2 high) noexcept {
+  return __builtin_shufflevector(low, high, 0, 1, 2, 3);
+}
+
+inline f64x2 to_double(f32x2 v) noexcept {
+  return __builtin_convertvector(v, f64x2);
+}
+
+inline f32x2 to_float(f64x2 v) noexcept {
+  return __builtin_convertvector(v, f32x2);
+}
+
+inline i64x2 bits_of(f64x2 v) noexcept {
+  return reinterpret_cast<i64x2>(v);
+}
+inline f64x2 f64_of(i64x2 bits) noexcept {
+  return reinterpret_cast<f64x2>(bits);
+}
+
+// To the nearest float and back.
+inline double through_float(double v) noexcept {
+  return static_cast<double>(static_cast<float>(v));
+}
+inline f64x2 through_float(f64x2 v) noexcept {
+  return to_double(to_float(v));
+}
+
+// To 16-bit integers, toward zero, saturating; not a number gives 0.
+inline i16x4 saturate_int16(f32x4 v) noexcept {
+  v = v == v ? v : f32x4{};
+  v = v > 32767.0f ? f32x4{} + 32767.0f : v;
+  v = v < -32768.0f ? f32x4{} - 32768.0f : v;
+  return __builtin_convertvector(__builtin_convertvector(v, i32x4), i16x4);
+}
+
+}  // namespace zeto
