@@ -19,51 +19,50 @@ double ns_since(Clock::time_point start) {
   return std::chrono::duration<double, std::nano>(Clock::now() - start).count();
 }
 
-// A subject and its best time for each lap.
-class Contest {
- public:
-  Contest(const Subject& subject, const Row& row)
-      : subject_(subject), calls_(row.calls), best_(row.laps, std::numeric_limits<double>::infinity()) {}
+// A subject's best time for each lap.
+using Laps = std::vector<double>;
 
-  void round() {
-    subject_.prepare();
-    size_t call = 0;
-    for (double& best : best_) {
-      const auto start = Clock::now();
-      for (const size_t end = call + calls_; call < end; ++call) subject_.call(call);
-      best = std::min(best, ns_since(start));
-    }
+void run_round(const Subject& subject, size_t calls, Laps& best) {
+  subject.prepare();
+  size_t call = 0;
+  for (double& lap : best) {
+    const auto start = Clock::now();
+    for (const size_t end = call + calls; call < end; ++call) subject.call(call);
+    lap = std::min(lap, ns_since(start));
   }
+}
 
-  double ns_per_call() const {
-    const double lap = subject_.quote == Quote::kWorst
-                           ? *std::max_element(best_.begin(), best_.end())
-                           : std::accumulate(best_.begin(), best_.end(), 0.0) / double(best_.size());
-    return lap / double(calls_);
-  }
-
- private:
-  const Subject& subject_;
-  size_t calls_;
-  std::vector<double> best_;
-};
+double quoted(const Laps& best, Quote quote) {
+  if (quote == Quote::kWorst) return *std::max_element(best.begin(), best.end());
+  return std::accumulate(best.begin(), best.end(), 0.0) / double(best.size());
+}
 
 Table table;
 
+// Google Benchmark's iteration: the subjects made anew, and rounds for a tenth of a second. Where data happens to lie
+// can cost a subject half of its speed (stores and loads that meet across a cache line or 4 KiB apart), so each
+// iteration puts them elsewhere.
 void run_row(benchmark::State& state, const std::string& name, const std::function<Row()>& make) {
-  const Row row = make();
-  std::vector<Contest> contests;
-  for (const Subject& subject : row.subjects) contests.emplace_back(subject, row);
+  constexpr double kIterationNs = 1e8;
+  Row row;
+  std::vector<Laps> best;
+  size_t iteration = 0;
   for (auto _ : state) {
+    const std::vector<char> shift(1 + 16 * (iteration++ * 7 % 64));
+    benchmark::DoNotOptimize(shift.data());
+    row = make();
+    best.resize(row.subjects.size(), Laps(row.laps, std::numeric_limits<double>::infinity()));
     const auto start = Clock::now();
-    for (Contest& contest : contests) contest.round();
+    do {
+      for (size_t i = 0; i < best.size(); ++i) run_round(row.subjects[i], row.calls, best[i]);
+    } while (ns_since(start) < kIterationNs);
     state.SetIterationTime(ns_since(start) * 1e-9);
   }
 
   std::vector<Outcome> outcomes;
-  for (size_t i = 0; i < contests.size(); ++i) {
+  for (size_t i = 0; i < best.size(); ++i) {
     const Subject& subject = row.subjects[i];
-    const double ns = contests[i].ns_per_call() / double(row.parts);
+    const double ns = quoted(best[i], subject.quote) / double(row.calls * row.parts);
     const double ratio = i == 0 ? 1 : ns / outcomes[0].ns;
     outcomes.push_back({subject.name, ns, ratio, subject.goal});
     state.counters[subject.name + " ns"] = ns;

@@ -29,7 +29,7 @@ struct Row {
   size_t parts = 1;               // of a call; times are quoted per part
 };
 
-// Registers a row; `make` is called when its turn comes.
+// Registers a row; `make` is called when its turn comes, many times.
 void add_row(const std::string& name, std::function<Row()> make);
 // Registers a row that is a figure.
 void add_figure(const std::string& name, std::function<double()> make);

@@ -22,7 +22,7 @@ inline constexpr zeto_rx_param kSweep = {19600, 4000, 10, 160, 1000, 1};
 inline constexpr int32_t kSensing[11] = {19600, 4000, 1000, -20, 0, 0, 10, 30, 0, 0, 0};
 
 // Four seconds, full scale 1.0: [0] the reference, [1] its echo 12 ms later in a little noise.
-inline std::vector<float> capture(int input) {
+inline std::vector<float> make_capture(int input) {
   constexpr size_t kLength = 20 * kWindow;
   constexpr size_t kDelay = 576;
   std::mt19937 random(1);
@@ -34,6 +34,11 @@ inline std::vector<float> capture(int input) {
     signal[n] = float(input == 0 ? sweep : 0.4 * sweep + noise);
   }
   return signal;
+}
+
+inline const std::vector<float>& capture(int input) {
+  static const std::vector<float> captured[2] = {make_capture(0), make_capture(1)};
+  return captured[input];
 }
 
 // A host's buffer of it: format 1 or 4.

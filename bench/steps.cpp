@@ -31,7 +31,7 @@ class Aligned {
 Floats beat() {
   Floats mixed(kWindow);
   LibraryDetector detector;
-  const Floats a = capture(0), b = capture(1);
+  const Floats &a = capture(0), &b = capture(1);
   for (size_t i = 0; i < 2; ++i) {  // the first window has the filters' start in it
     detector.set_window(&a[i * kWindow], &b[i * kWindow]);
     detector.filter_and_mix(mixed.data());
@@ -117,7 +117,7 @@ Row levels_and_maxima() {
 
 Row filters_and_product() {
   struct Setting {
-    Floats a = capture(0), b = capture(1);  // of which the first window is filtered, again and again
+    const Floats &a = capture(0), &b = capture(1);  // of which the first window is filtered, again and again
     Floats window_a, window_b, mixed = Floats(kWindow);
     LibraryDetector library;
     plain::Filter high_a{b_Hp_Ultra, a_Hp_Ultra}, high_b{b_Hp_Ultra, a_Hp_Ultra}, low{b_Lp_Ultra, a_Lp_Ultra};
