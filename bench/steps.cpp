@@ -100,8 +100,7 @@ Row levels_and_maxima() {
   struct Setting {
     Floats spectra = Floats(kSegments * kSpectrum);
     LibraryDetector library;
-    zeto::detector::Peak library_peaks[kSegments];
-    plain::Peak plain_peaks[kSegments];
+    plain::Peak peaks[kSegments];
   };
   const auto s = std::make_shared<Setting>();
   plain::Transform transform{int(kFft)};
@@ -109,10 +108,9 @@ Row levels_and_maxima() {
   plain_transforms(transform, mixed.data(), s->spectra.data());
   s->library.transform(mixed.data());
   const auto plain_peaks = [s](size_t) {
-    for (size_t i = 0; i < kSegments; ++i) s->plain_peaks[i] = plain::peak_of(&s->spectra[i * kSpectrum]);
+    for (size_t i = 0; i < kSegments; ++i) s->peaks[i] = plain::peak_of(&s->spectra[i * kSpectrum]);
   };
-  return {
-      1, 4, {{"library", [=](size_t) { s->library.find_peaks(s->library_peaks); }}, {"plain", plain_peaks, [] {}, 18}}};
+  return {1, 4, {{"library", [=](size_t) { s->library.find_peaks(); }}, {"plain", plain_peaks, [] {}, 18}}};
 }
 
 Row filters_and_product() {

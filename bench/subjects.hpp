@@ -35,17 +35,20 @@ class LibraryDetector {
 
   // The beat to spectra, which lie as the library likes it.
   void transform(const float* mixed) {
-    for (int i = 0; i < zeto::detector::kGroups; ++i) zeto::detector::transform(state_->fft, mixed, i, spectra_[i]);
+    for (int i = 0; i < zeto::detector::kGroups; ++i) {
+      zeto::detector::transform_group(state_->fft, mixed, i, spectra_[i]);
+    }
   }
 
-  // The strongest bins of the transformed.
-  void find_peaks(zeto::detector::Peak* peaks) const {
-    for (int i = 0; i < zeto::detector::kGroups; ++i) zeto::detector::find_peaks(spectra_[i], i, peaks);
+  // The strongest bins of the transformed, group by group.
+  void find_peaks() {
+    for (int i = 0; i < zeto::detector::kGroups; ++i) zeto::detector::find_peaks_of_group(spectra_[i], peaks_[i]);
   }
 
  private:
   std::unique_ptr<zeto_tx_state, Free> state_;
   zeto::f32x4 spectra_[zeto::detector::kGroups][kFft];
+  zeto::detector::Peak peaks_[zeto::detector::kGroups][zeto::detector::kLanes];
 };
 
 // An uplink handle's three streams around another core, or none.
