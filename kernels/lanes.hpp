@@ -67,8 +67,9 @@ inline double through_float_denormal(double v) noexcept {
 }
 
 struct SplitFloats {
-  f64x2 normal;    // the values, 0 in denormal lanes
-  f64x2 denormal;  // the magnitudes of the rounded denormals, 0 in normal lanes
+  f64x2 normal;         // the values, 0 in denormal lanes
+  f64x2 denormal;       // the magnitudes of the rounded denormals, 0 in normal lanes
+  i64x2 denormal_bits;  // the same as floats, in the low halves
   i64x2 sign;
   bool all_denormal;
 };
@@ -76,8 +77,9 @@ inline SplitFloats split_denormals(f64x2 v) noexcept {
   const i64x2 sign = bits_of(v) & INT64_MIN;
   const f64x2 magnitude = f64_of(bits_of(v) ^ sign);
   const i64x2 denormal = magnitude < kLeastNormalFloat;
-  const f64x2 rounded = (magnitude + kDenormalRounder) - kDenormalRounder;
-  return {f64_of(bits_of(v) & ~denormal), f64_of(bits_of(rounded) & denormal), sign, (denormal[0] & denormal[1]) != 0};
+  const f64x2 shifted = magnitude + kDenormalRounder;
+  return {f64_of(bits_of(v) & ~denormal), f64_of(bits_of(shifted - kDenormalRounder) & denormal),
+          bits_of(shifted) & denormal & UINT32_MAX, sign, (denormal[0] & denormal[1]) != 0};
 }
 inline f64x2 through_float_denormal(f64x2 v) noexcept {
   const SplitFloats s = split_denormals(v);
@@ -86,8 +88,9 @@ inline f64x2 through_float_denormal(f64x2 v) noexcept {
 }
 inline f32x2 to_float_denormal(f64x2 v) noexcept {
   const SplitFloats s = split_denormals(v);
-  const i32x2 sign = __builtin_convertvector(s.sign >> 32, i32x2);
-  const i32x2 rounded = __builtin_convertvector(s.denormal * 0x1p149, i32x2) | sign;
+  const i32x4 multiple = reinterpret_cast<i32x4>(s.denormal_bits);
+  const i32x4 sign = reinterpret_cast<i32x4>(s.sign);
+  const i32x2 rounded = __builtin_shufflevector(multiple, multiple, 0, 2) | __builtin_shufflevector(sign, sign, 1, 3);
   return reinterpret_cast<f32x2>(s.all_denormal ? rounded : rounded | reinterpret_cast<i32x2>(to_float(s.normal)));
 }
 
