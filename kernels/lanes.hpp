@@ -2,9 +2,9 @@
 // of the single value, to the bit; nothing here fuses or reorders.
 #pragma once
 
-#include <cmath>
-#include <cstdint>
-#include <cstring>
+#include <math.h>
+#include <stdint.h>
+#include <string.h>
 
 namespace zeto {
 
@@ -19,13 +19,13 @@ typedef int64_t i64x2 __attribute__((vector_size(16)));
 template <typename V, typename T>
 inline V load(const T* from) noexcept {
   V v;
-  std::memcpy(&v, from, sizeof v);
+  memcpy(&v, from, sizeof v);
   return v;
 }
 
 template <typename V, typename T>
 inline void store(V v, T* to) noexcept {
-  std::memcpy(to, &v, sizeof v);
+  memcpy(to, &v, sizeof v);
 }
 
 inline f32x4 join(f32x2 low, f32x2 high) noexcept {
@@ -62,8 +62,8 @@ constexpr double kLeastNormalFloat = 0x1p-126;
 constexpr double kDenormalRounder = 0x1.8p-97;
 
 inline double through_float_denormal(double v) noexcept {
-  if (std::fabs(v) >= kLeastNormalFloat) return through_float(v);
-  return std::copysign((std::fabs(v) + kDenormalRounder) - kDenormalRounder, v);
+  if (fabs(v) >= kLeastNormalFloat) return through_float(v);
+  return copysign((fabs(v) + kDenormalRounder) - kDenormalRounder, v);
 }
 
 struct SplitFloats {
