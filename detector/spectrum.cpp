@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "fft/driver.hpp"
-#include "kernels/lanes.hpp"
 #include "zeto/kernels.h"
 
 namespace zeto::detector {
@@ -12,13 +11,6 @@ namespace {
 constexpr int kStretchLen = kDecimation * kFftLen;                                 // samples of the mixed signal
 constexpr int kFirstStretch = kWindowLen - kSegments / kDecimation * kStretchLen;  // what lies before is not used
 constexpr int kBins = kNumBins - 1;                                                // without bin 0
-
-// Four segments go through the transform at a time, as two pairs of adjacent phases. The last pair stands in for one
-// that does not exist.
-constexpr int kLanes = 4;
-constexpr int kGroups = 5;
-constexpr int kSegmentOf[kGroups][kLanes] = {
-    {0, 1, 2, 3}, {4, 5, 6, 7}, {8, 9, 10, 11}, {12, 13, 14, 15}, {16, 17, 16, 17}};
 
 const float* first_sample(const float* mixed, int segment) noexcept {
   return mixed + kFirstStretch + segment / kDecimation * kStretchLen + segment % kDecimation;
@@ -97,17 +89,27 @@ Peak peak_of_largest(const Powers& powers, int lane) noexcept {
 
 }  // namespace
 
-void find_peaks(const zeto_drft_lookup& fft, const float* mixed, Peak* peaks) noexcept {
-  f32x4 samples[kFftLen];
+void transform_group(const zeto_drft_lookup& fft, const float* mixed, int group, f32x4* spectra) noexcept {
   f32x4 scratch[kFftLen];
+  decimate(mixed, kSegmentOf[group], spectra);
+  fft::forward(fft, spectra, scratch);
+}
+
+void find_peaks_of_group(const f32x4* spectra, Peak (&peaks)[kLanes]) noexcept {
   Powers powers;
-  for (const auto& segments : kSegmentOf) {
-    decimate(mixed, segments, samples);
-    fft::forward(fft, samples, scratch);
-    find_powers(samples, powers);
-    for (int lane = 0; lane < kLanes; ++lane) {
-      peaks[segments[lane]] = powers.has_nan[lane] != 0 ? peak_of_all(powers, lane) : peak_of_largest(powers, lane);
-    }
+  find_powers(spectra, powers);
+  for (int lane = 0; lane < kLanes; ++lane) {
+    peaks[lane] = powers.has_nan[lane] != 0 ? peak_of_all(powers, lane) : peak_of_largest(powers, lane);
+  }
+}
+
+void find_peaks(const zeto_drft_lookup& fft, const float* mixed, Peak (&peaks)[kSegments]) noexcept {
+  for (int group = 0; group < kGroups; ++group) {
+    f32x4 spectra[kFftLen];
+    Peak found[kLanes];
+    transform_group(fft, mixed, group, spectra);
+    find_peaks_of_group(spectra, found);
+    for (int lane = 0; lane < kLanes; ++lane) peaks[kSegmentOf[group][lane]] = found[lane];
   }
 }
 
