@@ -8,6 +8,22 @@ namespace {
 constexpr size_t kOrder = kFilterOrder;
 constexpr size_t kChunk = kFilterChunk;
 
+// After a signal has ended, a filter rings on in denormal numbers, for ever: rounding keeps its last steps from falling
+// to zero. A signal whose last outputs are that small is taken to stay so for a chunk, and rounded by other means to the
+// same result; where it has not stayed so, the chunk is done again.
+constexpr double kLeastNormal = 0x1p-126;
+
+// The greatest magnitude in each lane. What follows not-a-number in a filter is none either, so that it comes out, too.
+template <typename V>
+f64x2 greatest(const V* y, size_t count) noexcept {
+  f64x2 most = {};
+  for (size_t i = 0; i < count; i += sizeof(f64x2) / sizeof(V)) {
+    const f64x2 magnitude = reinterpret_cast<f64x2>(load<u64x2>(y + i) & ~kSignOf64);
+    most = most > magnitude ? most : magnitude;
+  }
+  return most;
+}
+
 // One filter on its way through a signal, a chunk at a time. V is a double, or a vector of them with a signal in each
 // lane. The input sides of a chunk's sums do not wait for outputs and are formed first, all together.
 template <typename V>
@@ -35,10 +51,12 @@ class Filter {
     }
   }
 
-  void step(size_t n) noexcept {
+  // @param quiet  all ones in the lanes that are quiet.
+  template <bool kQuiet>
+  void step(size_t n, u64x2 quiet) noexcept {
     V sum = sums_[n];
     for (size_t i = 0; i < kOrder; ++i) sum -= a_[kOrder - i] * outputs_[n + i];
-    outputs_[n + kOrder] = through_float(sum);
+    outputs_[n + kOrder] = kQuiet ? rounded(sum, quiet) : through_float(sum);
   }
 
   // The chunk's last ten become the next one's first.
@@ -50,6 +68,13 @@ class Filter {
   }
 
  private:
+  static f64x2 rounded(f64x2 v, u64x2 quiet) noexcept {
+    const f64x2 loud = reinterpret_cast<f64x2>(reinterpret_cast<u64x2>(v) & ~quiet);
+    const u64x2 denormal = reinterpret_cast<u64x2>(through_denormal_float(v)) & quiet;
+    return reinterpret_cast<f64x2>(reinterpret_cast<u64x2>(through_float(loud)) | denormal);
+  }
+  static double rounded(double v, u64x2) noexcept { return through_denormal_float(v); }
+
   f64x2 b_[kOrder + 1];  // in both lanes
   V a_[kOrder + 1];
   V inputs_[kOrder + kChunk];
@@ -75,18 +100,40 @@ class HighPasses {
     filter_.enter();
   }
 
-  void step(size_t n) noexcept { filter_.step(n); }
+  // Takes note of the signals that seem quiet; whether there is one.
+  bool seems_quiet() noexcept {
+    quiet_ = denormal_lanes(0, kOrder);
+    return (quiet_[0] | quiet_[1]) != 0;
+  }
+  bool stayed_quiet() noexcept {
+    const u64x2 still = denormal_lanes(kOrder, kChunk);
+    return ((quiet_[0] & ~still[0]) | (quiet_[1] & ~still[1])) == 0;
+  }
+
+  template <bool kQuiet>
+  void step(size_t n) noexcept {
+    filter_.step<kQuiet>(n, quiet_);
+  }
 
   // A product of floats is exact in double; rounding it once gives what the float product gives, without the
   // processor's detour for denormal operands.
+  template <bool kQuiet>
   void leave() noexcept {
+    const auto narrowed = [](f64x2 v) { return kQuiet ? to_small_float(v) : to_float(v); };
     const f64x2* const y = filter_.outputs() + kOrder;
+    const bool both = (quiet_[0] & quiet_[1]) != 0;
     for (size_t n = 0; n < kChunk; n += 2) {
       const f64x2 a = {y[n][0], y[n + 1][0]};
       const f64x2 b = {y[n][1], y[n + 1][1]};
-      store(to_float(a), a_ + at_ + n);
-      store(to_float(b), b_ + at_ + n);
-      store(to_float(through_float(a * b) * gain_), product_ + at_ + n);
+      if (kQuiet && both) {  // their product vanishes, but for its sign
+        store(to_denormal_float(a), a_ + at_ + n);
+        store(to_denormal_float(b), b_ + at_ + n);
+        store(to_float(zero_like(a, b) * gain_), product_ + at_ + n);
+        continue;
+      }
+      store(narrowed(a), a_ + at_ + n);
+      store(narrowed(b), b_ + at_ + n);
+      store(narrowed(to_double(narrowed(a * b)) * gain_), product_ + at_ + n);
     }
     filter_.leave();
   }
@@ -101,8 +148,13 @@ class HighPasses {
   }
 
  private:
+  u64x2 denormal_lanes(size_t from, size_t count) noexcept {
+    return reinterpret_cast<u64x2>(greatest(filter_.outputs() + from, count) < kLeastNormal);
+  }
+
   const FilterBank& bank_;
   Filter<f64x2> filter_;
+  u64x2 quiet_ = {};
   double gain_;
   float* a_;
   float* b_;
@@ -126,11 +178,21 @@ class LowPass {
     filter_.enter();
   }
 
-  void step(size_t n) noexcept { filter_.step(n); }
+  bool seems_quiet() noexcept { return all_denormal(0, kOrder); }
+  bool stayed_quiet() noexcept { return all_denormal(kOrder, kChunk); }
 
+  template <bool kQuiet>
+  void step(size_t n) noexcept {
+    filter_.step<kQuiet>(n, u64x2{});
+  }
+
+  template <bool kQuiet>
   void leave() noexcept {
     const double* const y = filter_.outputs() + kOrder;
-    for (size_t n = 0; n < kChunk; ++n) signal_[at_ + n] = static_cast<float>(y[n]);
+    for (size_t n = 0; n < kChunk; n += 2) {
+      const f64x2 v = load<f64x2>(y + n);
+      store(kQuiet ? to_denormal_float(v) : to_float(v), signal_ + at_ + n);
+    }
     filter_.leave();
   }
 
@@ -142,37 +204,65 @@ class LowPass {
   }
 
  private:
+  bool all_denormal(size_t from, size_t count) noexcept {
+    const f64x2 most = greatest(filter_.outputs() + from, count);
+    return most[0] < kLeastNormal && most[1] < kLeastNormal;
+  }
+
   const FilterBank& bank_;
   Filter<double> filter_;
   float* signal_;
   size_t at_ = 0;
 };
 
+// The steps of a chunk of either or both. The low-pass is one chunk behind the high-passes: while the newest output of
+// one is on its way, the other's sums are formed.
+template <bool kHighQuiet, bool kLowQuiet>
+void run_steps(HighPasses* high, LowPass* low) noexcept {
+  if (high != nullptr && low != nullptr) {
+    for (size_t i = 0; i < kChunk; ++i) {
+      high->step<kHighQuiet>(i);
+      low->step<kLowQuiet>(i);
+    }
+  } else if (high != nullptr) {
+    for (size_t i = 0; i < kChunk; ++i) high->step<kHighQuiet>(i);
+  } else {
+    for (size_t i = 0; i < kChunk; ++i) low->step<kLowQuiet>(i);
+  }
+}
+
+void run_chunk(HighPasses* high, LowPass* low) noexcept {
+  bool high_quiet = high != nullptr && high->seems_quiet();
+  bool low_quiet = low != nullptr && low->seems_quiet();
+  if (high_quiet) {
+    low_quiet ? run_steps<true, true>(high, low) : run_steps<true, false>(high, low);
+  } else {
+    low_quiet ? run_steps<false, true>(high, low) : run_steps<false, false>(high, low);
+  }
+  if (high_quiet && !high->stayed_quiet()) {
+    run_steps<false, false>(high, nullptr);
+    high_quiet = false;
+  }
+  if (low_quiet && !low->stayed_quiet()) {
+    run_steps<false, false>(nullptr, low);
+    low_quiet = false;
+  }
+  if (high != nullptr) high_quiet ? high->leave<true>() : high->leave<false>();
+  if (low != nullptr) low_quiet ? low->leave<true>() : low->leave<false>();
+}
+
 }  // namespace
 
-// The low-pass follows one chunk behind the high-passes: while the newest output of one is on its way, the other's sums
-// are formed.
 void filter_and_mix(const FilterBank& bank, float gain, float* a, float* b, float* mixed, size_t n) noexcept {
   HighPasses high(bank, gain, a, b, mixed);
   LowPass low(bank, mixed);
   const size_t chunks = n / kChunk;
   for (size_t chunk = 0; chunk <= chunks; ++chunk) {
-    const bool has_high = chunk < chunks;
-    const bool has_low = chunk > 0;
-    if (has_high) high.enter(chunk);
-    if (has_low) low.enter(chunk - 1);
-    if (has_high && has_low) {
-      for (size_t i = 0; i < kChunk; ++i) {
-        high.step(i);
-        low.step(i);
-      }
-    } else if (has_high) {
-      for (size_t i = 0; i < kChunk; ++i) high.step(i);
-    } else {
-      for (size_t i = 0; i < kChunk; ++i) low.step(i);
-    }
-    if (has_high) high.leave();
-    if (has_low) low.leave();
+    HighPasses* const now = chunk < chunks ? &high : nullptr;
+    LowPass* const behind = chunk > 0 ? &low : nullptr;
+    if (now != nullptr) now->enter(chunk);
+    if (behind != nullptr) behind->enter(chunk - 1);
+    run_chunk(now, behind);
   }
   high.keep();
   low.keep();

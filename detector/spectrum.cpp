@@ -1,5 +1,6 @@
 #include "detector/spectrum.hpp"
 
+#include <bit>
 #include <cmath>
 
 #include "fft/driver.hpp"
@@ -16,13 +17,23 @@ const float* first_sample(const float* mixed, int segment) noexcept {
   return mixed + kFirstStretch + segment / kDecimation * kStretchLen + segment % kDecimation;
 }
 
-void decimate(const float* mixed, const int (&segments)[kLanes], f32x4* samples) noexcept {
+// What stays below has powers that vanish beside the 1e-15 that is added to them, and counts as zeros: their spectrum is
+// known, and the denormal numbers that the filters ring on in would cost the transform dearly.
+constexpr float kQuietBelow = 1e-18f;
+
+// Returns whether there is anything to transform.
+bool decimate(const float* mixed, const int (&segments)[kLanes], f32x4* samples) noexcept {
   const float* const low = first_sample(mixed, segments[0]);
   const float* const high = first_sample(mixed, segments[2]);
+  i32x4 is_loud = {};
   for (int t = 0; t < int{kFftLen}; ++t) {
     const int at = t * kDecimation;
-    samples[t] = join(load<f32x2>(low + at), load<f32x2>(high + at)) * static_cast<float>(kDecimation);
+    samples[t] = join(load<f32x2>(low + at), load<f32x2>(high + at));
+    is_loud |= (reinterpret_cast<i32x4>(samples[t]) & INT32_MAX) >= std::bit_cast<int32_t>(kQuietBelow);
   }
+  const bool quiet = (is_loud[0] | is_loud[1] | is_loud[2] | is_loud[3]) == 0;
+  for (int t = 0; t < int{kFftLen}; ++t) samples[t] = quiet ? f32x4{} : samples[t] * static_cast<float>(kDecimation);
+  return !quiet;
 }
 
 // The powers of bins 1 to 256, and what is needed to find the largest without looking at all again.
@@ -91,8 +102,7 @@ Peak peak_of_largest(const Powers& powers, int lane) noexcept {
 
 void transform_group(const zeto_drft_lookup& fft, const float* mixed, int group, f32x4* spectra) noexcept {
   f32x4 scratch[kFftLen];
-  decimate(mixed, kSegmentOf[group], spectra);
-  fft::forward(fft, spectra, scratch);
+  if (decimate(mixed, kSegmentOf[group], spectra)) fft::forward(fft, spectra, scratch);
 }
 
 void find_peaks_of_group(const f32x4* spectra, Peak (&peaks)[kLanes]) noexcept {
