@@ -1,5 +1,8 @@
 #include "detector/filter.hpp"
 
+#include <math.h>
+#include <string.h>
+
 #include "kernels/lanes.hpp"
 
 namespace zeto {
@@ -8,24 +11,26 @@ namespace {
 constexpr size_t kOrder = kFilterOrder;
 constexpr size_t kChunk = kFilterChunk;
 
-// After a signal has ended, a filter rings on in denormal numbers, for ever: rounding keeps its last steps from falling
-// to zero. A signal whose last outputs are that small is taken to stay so for a chunk, and rounded by other means to the
-// same result; where it has not stayed so, the chunk is done again.
-constexpr double kLeastNormal = 0x1p-126;
+double greatest(double v) noexcept {
+  return fabs(v);
+}
+double greatest(f64x2 v) noexcept {
+  return fmax(fabs(v[0]), fabs(v[1]));
+}
 
-// The greatest magnitude in each lane. What follows not-a-number in a filter is none either, so that it comes out, too.
-template <typename V>
-f64x2 greatest(const V* y, size_t count) noexcept {
-  f64x2 most = {};
-  for (size_t i = 0; i < count; i += sizeof(f64x2) / sizeof(V)) {
-    const f64x2 magnitude = reinterpret_cast<f64x2>(load<u64x2>(y + i) & ~kSignOf64);
-    most = most > magnitude ? most : magnitude;
-  }
-  return most;
+// To float values, in double and as floats, in the way that suits their size.
+template <bool kFaint>
+f64x2 kept(f64x2 v) noexcept {
+  return kFaint ? through_float_denormal(v) : through_float(v);
+}
+template <bool kFaint>
+f32x2 rounded(f64x2 v) noexcept {
+  return kFaint ? to_float_denormal(v) : to_float(v);
 }
 
 // One filter on its way through a signal, a chunk at a time. V is a double, or a vector of them with a signal in each
-// lane. The input sides of a chunk's sums do not wait for outputs and are formed first, all together.
+// lane; inputs and outputs are float values. The input sides of a chunk's sums do not wait for outputs and are formed
+// first, all together.
 template <typename V>
 class Filter {
  public:
@@ -38,12 +43,12 @@ class Filter {
 
   // The inputs of a chunk, with the ten before it, go here; the first ten are the caller's to set once.
   V* inputs() noexcept { return inputs_; }
-  // The outputs of a chunk, with the ten before it, are found here; float values.
+  // The outputs of a chunk, with the ten before it, are found here.
   V* outputs() noexcept { return outputs_; }
 
   // A single signal takes two samples at a time, one in each lane.
   void enter() noexcept {
-    constexpr size_t kWidth = sizeof(f64x2) / sizeof(V);
+    constexpr size_t kWidth = sizeof(f64x2) / sizeof(V);  // NOLINT(bugprone-sizeof-expression): 1 where V is f64x2
     for (size_t n = 0; n < kChunk; n += kWidth) {
       f64x2 sum = b_[kOrder] * load<f64x2>(inputs_ + n);
       for (size_t i = 1; i <= kOrder; ++i) sum += b_[kOrder - i] * load<f64x2>(inputs_ + n + i);
@@ -51,12 +56,18 @@ class Filter {
     }
   }
 
-  // @param quiet  all ones in the lanes that are quiet.
-  template <bool kQuiet>
-  void step(size_t n, u64x2 quiet) noexcept {
+  // True where the filter has all but come to rest, so that outputs below the floats' normal range are to be expected.
+  bool is_faint() const noexcept {
+    double most = 0.0;
+    for (size_t i = 0; i < kOrder; ++i) most = fmax(most, greatest(outputs_[i]));
+    return most < 0x1p-100;
+  }
+
+  template <bool kFaint>
+  void step(size_t n) noexcept {
     V sum = sums_[n];
     for (size_t i = 0; i < kOrder; ++i) sum -= a_[kOrder - i] * outputs_[n + i];
-    outputs_[n + kOrder] = kQuiet ? rounded(sum, quiet) : through_float(sum);
+    outputs_[n + kOrder] = kFaint ? through_float_denormal(sum) : through_float(sum);
   }
 
   // The chunk's last ten become the next one's first.
@@ -68,13 +79,6 @@ class Filter {
   }
 
  private:
-  static f64x2 rounded(f64x2 v, u64x2 quiet) noexcept {
-    const f64x2 loud = reinterpret_cast<f64x2>(reinterpret_cast<u64x2>(v) & ~quiet);
-    const u64x2 denormal = reinterpret_cast<u64x2>(through_denormal_float(v)) & quiet;
-    return reinterpret_cast<f64x2>(reinterpret_cast<u64x2>(through_float(loud)) | denormal);
-  }
-  static double rounded(double v, u64x2) noexcept { return through_denormal_float(v); }
-
   f64x2 b_[kOrder + 1];  // in both lanes
   V a_[kOrder + 1];
   V inputs_[kOrder + kChunk];
@@ -82,16 +86,18 @@ class Filter {
   V outputs_[kOrder + kChunk];
 };
 
-// Both high-passes side by side, with the product of their outputs.
+// Both high-passes side by side, with the amplified product of their outputs.
 class HighPasses {
  public:
-  HighPasses(const FilterBank& bank, float gain, float* a, float* b, float* product) noexcept
-      : bank_(bank), filter_(bank.high_pass), gain_(static_cast<double>(gain)), a_(a), b_(b), product_(product) {
+  HighPasses(const FilterBank& bank, float gain, float* a, float* b) noexcept
+      : bank_(bank), filter_(bank.high_pass), gain_(static_cast<double>(gain)), a_(a), b_(b) {
     for (size_t i = 0; i < kOrder; ++i) {
       filter_.inputs()[i] = to_double(f32x2{bank.memory_a.inputs[i], bank.memory_b.inputs[i]});
       filter_.outputs()[i] = to_double(f32x2{bank.memory_a.outputs[i], bank.memory_b.outputs[i]});
     }
   }
+
+  Filter<f64x2>& filter() noexcept { return filter_; }
 
   void enter(size_t chunk) noexcept {
     at_ = chunk * kChunk;
@@ -100,40 +106,17 @@ class HighPasses {
     filter_.enter();
   }
 
-  // Takes note of the signals that seem quiet; whether there is one.
-  bool seems_quiet() noexcept {
-    quiet_ = denormal_lanes(0, kOrder);
-    return (quiet_[0] | quiet_[1]) != 0;
-  }
-  bool stayed_quiet() noexcept {
-    const u64x2 still = denormal_lanes(kOrder, kChunk);
-    return ((quiet_[0] & ~still[0]) | (quiet_[1] & ~still[1])) == 0;
-  }
-
-  template <bool kQuiet>
-  void step(size_t n) noexcept {
-    filter_.step<kQuiet>(n, quiet_);
-  }
-
-  // A product of floats is exact in double; rounding it once gives what the float product gives, without the
-  // processor's detour for denormal operands.
-  template <bool kQuiet>
-  void leave() noexcept {
-    const auto narrowed = [](f64x2 v) { return kQuiet ? to_small_float(v) : to_float(v); };
+  // A product of floats is exact in double; rounding it once gives what the float product gives.
+  // @param product  kChunk float values.
+  template <bool kFaint>
+  void leave(double* product) noexcept {
     const f64x2* const y = filter_.outputs() + kOrder;
-    const bool both = (quiet_[0] & quiet_[1]) != 0;
     for (size_t n = 0; n < kChunk; n += 2) {
       const f64x2 a = {y[n][0], y[n + 1][0]};
       const f64x2 b = {y[n][1], y[n + 1][1]};
-      if (kQuiet && both) {  // their product vanishes, but for its sign
-        store(to_denormal_float(a), a_ + at_ + n);
-        store(to_denormal_float(b), b_ + at_ + n);
-        store(to_float(zero_like(a, b) * gain_), product_ + at_ + n);
-        continue;
-      }
-      store(narrowed(a), a_ + at_ + n);
-      store(narrowed(b), b_ + at_ + n);
-      store(narrowed(to_double(narrowed(a * b)) * gain_), product_ + at_ + n);
+      store(rounded<kFaint>(a), a_ + at_ + n);
+      store(rounded<kFaint>(b), b_ + at_ + n);
+      store(kept<kFaint>(kept<kFaint>(a * b) * gain_), product + n);
     }
     filter_.leave();
   }
@@ -148,51 +131,36 @@ class HighPasses {
   }
 
  private:
-  u64x2 denormal_lanes(size_t from, size_t count) noexcept {
-    return reinterpret_cast<u64x2>(greatest(filter_.outputs() + from, count) < kLeastNormal);
-  }
-
   const FilterBank& bank_;
   Filter<f64x2> filter_;
-  u64x2 quiet_ = {};
   double gain_;
   float* a_;
   float* b_;
-  float* product_;
   size_t at_ = 0;
 };
 
 class LowPass {
  public:
-  LowPass(const FilterBank& bank, float* signal) noexcept : bank_(bank), filter_(bank.low_pass), signal_(signal) {
+  LowPass(const FilterBank& bank, float* output) noexcept : bank_(bank), filter_(bank.low_pass), output_(output) {
     for (size_t i = 0; i < kOrder; ++i) {
       filter_.inputs()[i] = static_cast<double>(bank.memory_low.inputs[i]);
       filter_.outputs()[i] = static_cast<double>(bank.memory_low.outputs[i]);
     }
   }
 
-  void enter(size_t chunk) noexcept {
+  Filter<double>& filter() noexcept { return filter_; }
+
+  // @param input  kChunk float values.
+  void enter(size_t chunk, const double* input) noexcept {
     at_ = chunk * kChunk;
-    double* const inputs = filter_.inputs() + kOrder;
-    for (size_t n = 0; n < kChunk; ++n) inputs[n] = static_cast<double>(signal_[at_ + n]);
+    memcpy(filter_.inputs() + kOrder, input, kChunk * sizeof *input);
     filter_.enter();
   }
 
-  bool seems_quiet() noexcept { return all_denormal(0, kOrder); }
-  bool stayed_quiet() noexcept { return all_denormal(kOrder, kChunk); }
-
-  template <bool kQuiet>
-  void step(size_t n) noexcept {
-    filter_.step<kQuiet>(n, u64x2{});
-  }
-
-  template <bool kQuiet>
+  template <bool kFaint>
   void leave() noexcept {
     const double* const y = filter_.outputs() + kOrder;
-    for (size_t n = 0; n < kChunk; n += 2) {
-      const f64x2 v = load<f64x2>(y + n);
-      store(kQuiet ? to_denormal_float(v) : to_float(v), signal_ + at_ + n);
-    }
+    for (size_t n = 0; n < kChunk; n += 2) store(rounded<kFaint>(load<f64x2>(y + n)), output_ + at_ + n);
     filter_.leave();
   }
 
@@ -204,65 +172,46 @@ class LowPass {
   }
 
  private:
-  bool all_denormal(size_t from, size_t count) noexcept {
-    const f64x2 most = greatest(filter_.outputs() + from, count);
-    return most[0] < kLeastNormal && most[1] < kLeastNormal;
-  }
-
   const FilterBank& bank_;
   Filter<double> filter_;
-  float* signal_;
+  float* output_;
   size_t at_ = 0;
 };
 
-// The steps of a chunk of either or both. The low-pass is one chunk behind the high-passes: while the newest output of
-// one is on its way, the other's sums are formed.
-template <bool kHighQuiet, bool kLowQuiet>
-void run_steps(HighPasses* high, LowPass* low) noexcept {
+// A chunk through the high-passes, and the chunk before it through the low-pass: while the newest output of one is on its
+// way, the other's sums are formed. Either may have nothing to do.
+template <bool kFaint>
+void run_chunk(HighPasses* high, LowPass* low, double* product) noexcept {
   if (high != nullptr && low != nullptr) {
-    for (size_t i = 0; i < kChunk; ++i) {
-      high->step<kHighQuiet>(i);
-      low->step<kLowQuiet>(i);
+    for (size_t n = 0; n < kChunk; ++n) {
+      high->filter().template step<kFaint>(n);
+      low->filter().template step<kFaint>(n);
     }
   } else if (high != nullptr) {
-    for (size_t i = 0; i < kChunk; ++i) high->step<kHighQuiet>(i);
+    for (size_t n = 0; n < kChunk; ++n) high->filter().template step<kFaint>(n);
   } else {
-    for (size_t i = 0; i < kChunk; ++i) low->step<kLowQuiet>(i);
+    for (size_t n = 0; n < kChunk; ++n) low->filter().template step<kFaint>(n);
   }
-}
-
-void run_chunk(HighPasses* high, LowPass* low) noexcept {
-  bool high_quiet = high != nullptr && high->seems_quiet();
-  bool low_quiet = low != nullptr && low->seems_quiet();
-  if (high_quiet) {
-    low_quiet ? run_steps<true, true>(high, low) : run_steps<true, false>(high, low);
-  } else {
-    low_quiet ? run_steps<false, true>(high, low) : run_steps<false, false>(high, low);
-  }
-  if (high_quiet && !high->stayed_quiet()) {
-    run_steps<false, false>(high, nullptr);
-    high_quiet = false;
-  }
-  if (low_quiet && !low->stayed_quiet()) {
-    run_steps<false, false>(nullptr, low);
-    low_quiet = false;
-  }
-  if (high != nullptr) high_quiet ? high->leave<true>() : high->leave<false>();
-  if (low != nullptr) low_quiet ? low->leave<true>() : low->leave<false>();
+  if (low != nullptr) low->leave<kFaint>();
+  if (high != nullptr) high->leave<kFaint>(product);
 }
 
 }  // namespace
 
 void filter_and_mix(const FilterBank& bank, float gain, float* a, float* b, float* mixed, size_t n) noexcept {
-  HighPasses high(bank, gain, a, b, mixed);
+  HighPasses high(bank, gain, a, b);
   LowPass low(bank, mixed);
+  double product[kChunk];
   const size_t chunks = n / kChunk;
   for (size_t chunk = 0; chunk <= chunks; ++chunk) {
-    HighPasses* const now = chunk < chunks ? &high : nullptr;
-    LowPass* const behind = chunk > 0 ? &low : nullptr;
-    if (now != nullptr) now->enter(chunk);
-    if (behind != nullptr) behind->enter(chunk - 1);
-    run_chunk(now, behind);
+    const bool has_high = chunk < chunks;
+    const bool has_low = chunk > 0;
+    if (has_high) high.enter(chunk);
+    if (has_low) low.enter(chunk - 1, product);
+    const bool faint = high.filter().is_faint() || low.filter().is_faint();
+    HighPasses* const to_high = has_high ? &high : nullptr;
+    LowPass* const to_low = has_low ? &low : nullptr;
+    faint ? run_chunk<true>(to_high, to_low, product) : run_chunk<false>(to_high, to_low, product);
   }
   high.keep();
   low.keep();

@@ -1,7 +1,6 @@
 #include "detector/spectrum.hpp"
 
-#include <bit>
-#include <cmath>
+#include <math.h>
 
 #include "fft/driver.hpp"
 #include "zeto/kernels.h"
@@ -17,23 +16,26 @@ const float* first_sample(const float* mixed, int segment) noexcept {
   return mixed + kFirstStretch + segment / kDecimation * kStretchLen + segment % kDecimation;
 }
 
-// What stays below has powers that vanish beside the 1e-15 that is added to them, and counts as zeros: their spectrum is
-// known, and the denormal numbers that the filters ring on in would cost the transform dearly.
-constexpr float kQuietBelow = 1e-18f;
-
-// Returns whether there is anything to transform.
-bool decimate(const float* mixed, const int (&segments)[kLanes], f32x4* samples) noexcept {
+// True where no sample is 2^-52 or more: no bin's power then adds a bit to the 1e-15 that all levels start from, which is
+// worth knowing because samples this small may be denormal, and slow. The bits of all magnitudes together are no less
+// than any of them.
+bool is_silent(const float* mixed, const int (&segments)[kLanes]) noexcept {
+  constexpr int32_t kMagnitude = INT32_MAX;
+  constexpr int32_t kTwoToMinus52 = (127 - 52) << 23;
   const float* const low = first_sample(mixed, segments[0]);
   const float* const high = first_sample(mixed, segments[2]);
-  i32x4 is_loud = {};
+  i32x2 all = {};
+  for (int at = 0; at < kStretchLen; at += kDecimation) all |= load<i32x2>(low + at) | load<i32x2>(high + at);
+  return ((all[0] | all[1]) & kMagnitude) < kTwoToMinus52;
+}
+
+void decimate(const float* mixed, const int (&segments)[kLanes], f32x4* samples) noexcept {
+  const float* const low = first_sample(mixed, segments[0]);
+  const float* const high = first_sample(mixed, segments[2]);
   for (int t = 0; t < int{kFftLen}; ++t) {
     const int at = t * kDecimation;
-    samples[t] = join(load<f32x2>(low + at), load<f32x2>(high + at));
-    is_loud |= (reinterpret_cast<i32x4>(samples[t]) & INT32_MAX) >= std::bit_cast<int32_t>(kQuietBelow);
+    samples[t] = join(load<f32x2>(low + at), load<f32x2>(high + at)) * static_cast<float>(kDecimation);
   }
-  const bool quiet = (is_loud[0] | is_loud[1] | is_loud[2] | is_loud[3]) == 0;
-  for (int t = 0; t < int{kFftLen}; ++t) samples[t] = quiet ? f32x4{} : samples[t] * static_cast<float>(kDecimation);
-  return !quiet;
 }
 
 // The powers of bins 1 to 256, and what is needed to find the largest without looking at all again.
@@ -66,7 +68,7 @@ void find_powers(const f32x4* spectrum, Powers& out) noexcept {
 }
 
 float level_of(float power) noexcept {
-  return 10.0f * std::log10(power);
+  return 10.0f * log10f(power);
 }
 
 // The definition: the largest of all levels, the first among equals.
@@ -98,11 +100,15 @@ Peak peak_of_largest(const Powers& powers, int lane) noexcept {
   return peak;
 }
 
+// All levels are the same, and the first counts.
+constexpr Peak kSilentPeak = {1, -150.0f};
+
 }  // namespace
 
 void transform_group(const zeto_drft_lookup& fft, const float* mixed, int group, f32x4* spectra) noexcept {
   f32x4 scratch[kFftLen];
-  if (decimate(mixed, kSegmentOf[group], spectra)) fft::forward(fft, spectra, scratch);
+  decimate(mixed, kSegmentOf[group], spectra);
+  fft::forward(fft, spectra, scratch);
 }
 
 void find_peaks_of_group(const f32x4* spectra, Peak (&peaks)[kLanes]) noexcept {
@@ -116,9 +122,11 @@ void find_peaks_of_group(const f32x4* spectra, Peak (&peaks)[kLanes]) noexcept {
 void find_peaks(const zeto_drft_lookup& fft, const float* mixed, Peak (&peaks)[kSegments]) noexcept {
   for (int group = 0; group < kGroups; ++group) {
     f32x4 spectra[kFftLen];
-    Peak found[kLanes];
-    transform_group(fft, mixed, group, spectra);
-    find_peaks_of_group(spectra, found);
+    Peak found[kLanes] = {kSilentPeak, kSilentPeak, kSilentPeak, kSilentPeak};
+    if (!is_silent(mixed, kSegmentOf[group])) {
+      transform_group(fft, mixed, group, spectra);
+      find_peaks_of_group(spectra, found);
+    }
     for (int lane = 0; lane < kLanes; ++lane) peaks[kSegmentOf[group][lane]] = found[lane];
   }
 }

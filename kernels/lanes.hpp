@@ -2,9 +2,9 @@
 // of the single value, to the bit; nothing here fuses or reorders.
 #pragma once
 
-#include <bit>
-#include <cstdint>
-#include <cstring>
+#include <math.h>
+#include <stdint.h>
+#include <string.h>
 
 namespace zeto {
 
@@ -12,23 +12,20 @@ typedef float f32x2 __attribute__((vector_size(8)));
 typedef float f32x4 __attribute__((vector_size(16)));
 typedef double f64x2 __attribute__((vector_size(16)));
 typedef int16_t i16x4 __attribute__((vector_size(8)));
-typedef uint32_t u32x2 __attribute__((vector_size(8)));
+typedef int32_t i32x2 __attribute__((vector_size(8)));
 typedef int32_t i32x4 __attribute__((vector_size(16)));
 typedef int64_t i64x2 __attribute__((vector_size(16)));
-typedef uint64_t u64x2 __attribute__((vector_size(16)));
-
-constexpr uint64_t kSignOf64 = uint64_t{1} << 63;
 
 template <typename V, typename T>
 inline V load(const T* from) noexcept {
   V v;
-  std::memcpy(&v, from, sizeof v);
+  memcpy(&v, from, sizeof v);
   return v;
 }
 
 template <typename V, typename T>
 inline void store(V v, T* to) noexcept {
-  std::memcpy(to, &v, sizeof v);
+  memcpy(to, &v, sizeof v);
 }
 
 inline f32x4 join(f32x2 low, f32x2 high) noexcept {
@@ -58,39 +55,43 @@ inline f64x2 through_float(f64x2 v) noexcept {
   return to_double(to_float(v));
 }
 
-// What through_float() gives for magnitudes below 2^-126, where floats lie 2^-149 apart: the last place of the number
-// that is added and taken away. Without the detour of some hundred cycles that processors take for denormal numbers.
-inline constexpr double kDenormalRounder = 0x1.8p-97;
-inline double through_denormal_float(double v) noexcept {
-  return __builtin_copysign((v + kDenormalRounder) - kDenormalRounder, v);
-}
-inline f64x2 through_denormal_float(f64x2 v) noexcept {
-  const f64x2 steps = (v + kDenormalRounder) - kDenormalRounder;
-  return reinterpret_cast<f64x2>(reinterpret_cast<u64x2>(steps) |
-                                 (reinterpret_cast<u64x2>(v) & kSignOf64));  // keeps -0
+// The same results, to the bit, and fast where values lie below the floats' normal range. Conversions between double and a
+// denormal float take many processors a hundred cycles and more, so here no such conversion is made: the denormal floats
+// are the multiples of 2^-149, to which adding 1.5 * 2^-97 rounds, and their bits are the multiple itself.
+constexpr double kLeastNormalFloat = 0x1p-126;
+constexpr double kDenormalRounder = 0x1.8p-97;
+
+inline double through_float_denormal(double v) noexcept {
+  if (fabs(v) >= kLeastNormalFloat) return through_float(v);
+  return copysign((fabs(v) + kDenormalRounder) - kDenormalRounder, v);
 }
 
-// As to_float(), for magnitudes below 2^-126: counted in steps of 2^-149.
-inline f32x2 to_denormal_float(f64x2 v) noexcept {
-  const u64x2 bits = reinterpret_cast<u64x2>(v);
-  const f64x2 magnitude = reinterpret_cast<f64x2>(bits & ~kSignOf64);
-  const u64x2 count = reinterpret_cast<u64x2>(magnitude + kDenormalRounder) - std::bit_cast<uint64_t>(kDenormalRounder);
-  return reinterpret_cast<f32x2>(__builtin_convertvector(count | (bits & kSignOf64) >> 32, u32x2));
+struct SplitFloats {
+  f64x2 normal;         // the values, 0 in denormal lanes
+  f64x2 denormal;       // the magnitudes of the rounded denormals, 0 in normal lanes
+  i64x2 denormal_bits;  // the same as floats, in the low halves
+  i64x2 sign;
+  bool all_denormal;
+};
+inline SplitFloats split_denormals(f64x2 v) noexcept {
+  const i64x2 sign = bits_of(v) & INT64_MIN;
+  const f64x2 magnitude = f64_of(bits_of(v) ^ sign);
+  const i64x2 denormal = magnitude < kLeastNormalFloat;
+  const f64x2 shifted = magnitude + kDenormalRounder;
+  return {f64_of(bits_of(v) & ~denormal), f64_of(bits_of(shifted - kDenormalRounder) & denormal),
+          bits_of(shifted) & denormal & UINT32_MAX, sign, (denormal[0] & denormal[1]) != 0};
 }
-
-// As to_float(), for any values that may be as small as that.
-inline f32x2 to_small_float(f64x2 v) noexcept {
-  const u64x2 bits = reinterpret_cast<u64x2>(v);
-  const f64x2 magnitude = reinterpret_cast<f64x2>(bits & ~kSignOf64);
-  const u64x2 is_small = reinterpret_cast<u64x2>(magnitude < 0x1p-126);
-  const u32x2 normal = reinterpret_cast<u32x2>(to_float(reinterpret_cast<f64x2>(bits & ~is_small)));
-  const u32x2 small = reinterpret_cast<u32x2>(to_denormal_float(reinterpret_cast<f64x2>(bits & is_small)));
-  return reinterpret_cast<f32x2>(normal | small);
+inline f64x2 through_float_denormal(f64x2 v) noexcept {
+  const SplitFloats s = split_denormals(v);
+  const i64x2 rounded = bits_of(s.denormal) | s.sign;
+  return f64_of(s.all_denormal ? rounded : rounded | bits_of(through_float(s.normal)));
 }
-
-// A zero of the sign that a product has.
-inline f64x2 zero_like(f64x2 a, f64x2 b) noexcept {
-  return reinterpret_cast<f64x2>((reinterpret_cast<u64x2>(a) ^ reinterpret_cast<u64x2>(b)) & kSignOf64);
+inline f32x2 to_float_denormal(f64x2 v) noexcept {
+  const SplitFloats s = split_denormals(v);
+  const i32x4 multiple = reinterpret_cast<i32x4>(s.denormal_bits);
+  const i32x4 sign = reinterpret_cast<i32x4>(s.sign);
+  const i32x2 rounded = __builtin_shufflevector(multiple, multiple, 0, 2) | __builtin_shufflevector(sign, sign, 1, 3);
+  return reinterpret_cast<f32x2>(s.all_denormal ? rounded : rounded | reinterpret_cast<i32x2>(to_float(s.normal)));
 }
 
 // To 16-bit integers, toward zero, saturating; not a number gives 0.
