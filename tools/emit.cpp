@@ -115,7 +115,7 @@ void add_emit(CLI::App& app) {
       ->type_name("N")
       ->check(CLI::Range(int64_t{1}, kMaxBuffer).description(""))
       ->capture_default_str();
-  add_emitter_options(*verb, options->param);
+  add_parameter_options(*verb, options->param);
   verb->footer(
       "What comes back is 479 samples late: the file starts with as many zeros.\n\n"
       "Examples:\n"

@@ -39,6 +39,7 @@ int run(int argc, char** argv) {
   zeto::tool::add_emit(app);
   zeto::tool::add_inspect(app);
   zeto::tool::add_sense(app);
+  zeto::tool::add_explain(app);
   zeto::tool::add_simulate(app);
 
   try {

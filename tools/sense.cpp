@@ -22,11 +22,7 @@ struct SenseOptions {
 };
 
 std::vector<Analysis> sense_file(const SenseOptions& options) {
-  AudioReader reader(options.file, 2);
-  if (const int64_t needed = shortest_sensed(options.param); reader.frames() < needed) {
-    throw UserError("cannot sense " + options.file + ": the first analysis takes " + std::to_string(needed) +
-                    " samples, it has " + std::to_string(reader.frames()));
-  }
+  AudioReader reader = open_recording(options.file, options.param);
   const HostFormat format = options.format ? HostFormat{*options.format} : reader.host_format();
   std::optional<AudioWriter> writer;
   if (options.out) {
@@ -78,7 +74,7 @@ void add_sense(CLI::App& app) {
       ->type_name("N")
       ->check(CLI::Range(int64_t{1}, kMaxBuffer).description(""))
       ->capture_default_str();
-  add_detector_options(*verb, options->param);
+  add_parameter_options(*verb, options->param);
   verb->footer(
       "One line per analysis, which covers 200 ms:\n"
       "  time_s       where in the recording the 200 ms end\n"

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "error.hpp"
 #include "host_sample.hpp"
 #include "wrappers.hpp"
 
@@ -72,6 +73,15 @@ std::vector<Analysis> run(const SensingOptions& options, int64_t frames, const C
 
 int64_t shortest_sensed(const zeto_tx_param& param) {
   return first_analysis(param) * kAnalysisLen;
+}
+
+AudioReader open_recording(const std::string& path, const zeto_tx_param& param) {
+  AudioReader reader(path, 2);
+  if (const int64_t needed = shortest_sensed(param); reader.frames() < needed) {
+    throw UserError("cannot sense " + path + ": the first analysis takes " + std::to_string(needed) +
+                    " samples, it has " + std::to_string(reader.frames()));
+  }
+  return reader;
 }
 
 std::vector<Analysis> sense(const SensingOptions& options, int64_t frames, const Capture& capture,

@@ -27,6 +27,9 @@ struct SensingOptions {
 /// Samples per input that the first analysis needs; the start-up delay, where it is on, comes before.
 int64_t shortest_sensed(const zeto_tx_param& param);
 
+/// A file of reference and microphone that is long enough for an analysis; otherwise a UserError.
+AudioReader open_recording(const std::string& path, const zeto_tx_param& param);
+
 /// Fills in the next samples, full scale 1.0: reference and microphone in turns.
 using Capture = std::function<void(std::span<double>)>;
 

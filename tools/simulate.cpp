@@ -207,8 +207,7 @@ void add_simulate(CLI::App& app) {
       ->capture_default_str();
   verb->add_option("-w,--wav", options->wav, "WAV file to write: the recording, for zeto sense")->type_name("FILE");
   verb->add_flag("--csv", options->csv, "Comma-separated values");
-  add_emitter_options(*verb, options->emitter);
-  add_detector_options(*verb, options->detector);
+  add_parameter_options(*verb, options->emitter, options->detector);
   verb->footer(
       "The chirp comes from the downlink wrapper, takes its delays and gains, meets the\n"
       "noise, is rounded to 16 bits and goes into the uplink wrapper as the microphone,\n"
