@@ -34,7 +34,7 @@ class Playback {
     samples_ = file_ && !options.seconds ? file_->frames() : std::llround(seconds * kSampleRate);
     if (samples_ < 1) throw UserError("--seconds: less than one sample");
     if (static_cast<double>(samples_) > kMaxSeconds * kSampleRate) {
-      throw UserError("cannot read " + options.in.value_or("") + ": longer than six hours; cut it with --seconds");
+      throw FileError("cannot read " + options.in.value_or("") + ": longer than six hours; cut it with --seconds");
     }
   }
 

@@ -9,6 +9,7 @@
 #include "observer.hpp"
 #include "options.hpp"
 #include "sensing.hpp"
+#include "text.hpp"
 #include "verbs.hpp"
 
 namespace zeto::tool {
@@ -131,18 +132,18 @@ void print_peaks(const Observation& seen) {
 
 void print_table(const std::vector<Explained>& all, bool brief) {
   std::puts(
-      " analysis            position             ratio           level              ratio                fold    span\n"
-      "   time_s  peaks           Hz  hits     (before)              dB  hits     (before)  steady         Hz      Hz"
-      "     value    result  verdict");
+      "                 median                         median                               fold   span\n"
+      "  time_s  peaks      Hz  hits  ratio (before)       dB  hits  ratio (before)  steady      Hz     Hz     value"
+      "    result  verdict");
   for (const Explained& explained : all) {
     const Observation& seen = explained.seen;
     const auto number = [](float value) { return static_cast<double>(value); };
-    std::printf("%9.1f  %5d  %11.1f  %4d  %4.2f (%4.2f)  %14.1f  %4d  %4.2f (%4.2f)  %6.2f", seen.end_s,
-                seen.candidates, number(seen.position), seen.hits, number(seen.hit_ratio.current),
-                number(seen.hit_ratio.previous), number(seen.level), seen.level_hits, number(seen.level_ratio.current),
-                number(seen.level_ratio.previous), number(seen.steadiness));
-    std::printf("  %9.1f  %6.0f  %8.2f  %8.2f  %s\n", number(seen.folded), number(seen.span), number(seen.value),
-                number(seen.result), verdict(seen).c_str());
+    const auto ratio = [&](const Ratio& r) { return text("%5.2f (%4.2f)  ", number(r.current), number(r.previous)); };
+    std::printf("%8.1f  %5d  %6.1f  %4d  %s  %7.1f  %4d  %s", seen.end_s, seen.candidates, number(seen.position),
+                seen.hits, ratio(seen.hit_ratio).c_str(), number(seen.level), seen.level_hits,
+                ratio(seen.level_ratio).c_str());
+    std::printf("%6.2f  %6.1f  %5.0f  %8.2f  %8.2f  %s\n", number(seen.steadiness), number(seen.folded),
+                number(seen.span), number(seen.value), number(seen.result), verdict(seen).c_str());
     if (!brief) print_peaks(seen);
   }
 }
@@ -166,8 +167,28 @@ void add_explain(CLI::App& app) {
   verb->add_option("--to", options->to, "Only analyses that end at this time or before")->type_name("S");
   verb->add_flag("--brief", options->brief, "Leave the spectra's peaks out");
   verb->add_flag("--json", options->json, "JSON, as docs/tool.md describes it");
-  verb->add_flag("--spectra", options->spectra, "With --json: all levels of all spectra too");
+  verb->add_flag("--spectra", options->spectra, "With --json: all levels of all spectra too")->needs("--json");
   add_parameter_options(*verb, options->param);
+  verb->footer(
+      "One line per analysis, from inside the detector:\n"
+      "  time_s     where in the recording its 200 ms end\n"
+      "  peaks      of 18 spectra, those whose strongest bin is above --UltraHz-cand-dB\n"
+      "  median Hz  of these peaks' frequencies; how many hit it, less than 186 Hz away;\n"
+      "             ratio: 1 where all 18 do, otherwise 0; the ratio before\n"
+      "  median dB  of their levels, likewise, less than 10 dB away; ratio: hits of 18\n"
+      "  steady     both ratios and those before together\n"
+      "  fold Hz    the median Hz, folded at half the span, which is --UltraHz-scope on the\n"
+      "             detector's grid\n"
+      "  value      what that measures; result: after smoothing, -1000 where rejected\n"
+      "  verdict    rejected: \"position\" where its ratio is below --UltraHz-cand-ratio,\n"
+      "             \"level\" where its is below --UltraHz-spread-ratio, \"steadiness\" where\n"
+      "             that is below 2\n"
+      "Below, each spectrum's strongest bin, in brackets where it is not above\n"
+      "--UltraHz-cand-dB. An analysis without such peaks has zeros in the table.\n\n"
+      "Examples:\n"
+      "  zeto explain capture.wav\n"
+      "  zeto explain --brief --from 3 --to 5 capture.wav\n"
+      "  zeto explain --json --spectra capture.wav > capture.json");
   verb->callback([options] { explain(*options); });
 }
 

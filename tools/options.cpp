@@ -1,6 +1,7 @@
 #include "options.hpp"
 
 #include <algorithm>
+#include <cctype>
 #include <string>
 
 #include "parameter_file.hpp"

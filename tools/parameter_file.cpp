@@ -1,8 +1,10 @@
 #include "parameter_file.hpp"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <numeric>
@@ -51,6 +53,7 @@ std::string nearest_name(const std::string& key) {
 /// Throws with the place where the file stops being JSON, or names a key twice.
 Json parse(const std::string& path) {
   const auto fail = [&](const std::string& why) { throw UserError("cannot read " + path + ": " + why); };
+  if (std::error_code ignored; std::filesystem::is_directory(path, ignored)) fail(std::strerror(EISDIR));
   std::ifstream file(path);
   std::string text;
   if (file) text.assign(std::istreambuf_iterator<char>(file), {});
