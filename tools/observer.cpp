@@ -10,7 +10,7 @@ namespace {
 thread_local const Observing* observing = nullptr;
 
 static_assert(kSegments == detector::kSegments && kBins == detector::kNumBins - 1);
-static_assert(double{kBinHz} * detector::kFftLen * detector::kDecimation == detector::kSampleRate);
+static_assert(static_cast<double>(kBinHz) * detector::kFftLen * detector::kDecimation == detector::kSampleRate);
 
 std::vector<float> levels_of(const zeto_tx_state& state, const float* mixed) {
   std::vector<float> levels(size_t{kSegments} * kBins);
