@@ -242,7 +242,8 @@ class ToolTest(unittest.TestCase):
 
         for text, said in [
             ('{"UltraHz_cand_db": 1}', "nearest is UltraHz_cand_dB"), ('{"strat_hz": 1}', "nearest is start_hz"),
-            ('{"enable": 1, "enable": 0}', "enable"), ('{"enable": 1.5}', "enable"), ('{"enable": 2147483648}', "enable"),
+            ('{"enable": 1, "enable": 0}', "enable"), ('{"enable": 1.5}', "enable"),
+            ('{"enable": 2147483648}', "enable"),
             ('{"enable": {"unit": ""}}', "enable"), ('{"enable": 1', "not JSON"), ("[1]", "object"), ("", "not JSON"),
         ]:
             with open("tuning.json", "w") as file:
@@ -275,7 +276,8 @@ class ToolTest(unittest.TestCase):
             (["sense", "good.wav", "-o", "none/new.wav"], "none/new.wav"), (["sense"], "required"),
             (["sense", "good.wav", "good.wav"], "--out"), (["sense", "good.wav", "--csv", "--json"], "--json"),
             (["explain"], "required"), (["explain", "good.wav", "--spectra"], "--json"),
-            (["explain", "good.wav", "--params", "none"], "none"), (["explain", "good.wav", "--params", "."], "director"),
+            (["explain", "good.wav", "--params", "none"], "none"),
+            (["explain", "good.wav", "--params", "."], "director"),
             (["simulate", "-d", -1], "--delay-ms"), (["simulate", "-d", "nan"], "--delay-ms"),
             (["simulate", "-d", 10000], "--delay-ms"), (["simulate", "-d", 5, 6], "--wav"),
             (["simulate", "-d", 5, "--gain", "inf"], "--gain"), (["simulate", "-d", 5, "-e", "5;1"], "--echo"),
