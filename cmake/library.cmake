@@ -7,7 +7,8 @@ set(zeto_map ${PROJECT_SOURCE_DIR}/cmake/zeto.map)
 add_library(zeto SHARED $<TARGET_OBJECTS:zeto_objects>)
 add_library(zeto::zeto ALIAS zeto)
 set_target_properties(zeto PROPERTIES LINKER_LANGUAGE C VERSION ${PROJECT_VERSION} SOVERSION 1
-  LINK_DEPENDS ${zeto_map} INSTALL_RPATH "$ORIGIN")
+  LINK_DEPENDS ${zeto_map} INSTALL_RPATH "$ORIGIN"
+  INSTALL_RPATH_USE_LINK_PATH ON) # Debian's liblog lies where the loader does not look
 target_include_directories(zeto PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_link_libraries(zeto PRIVATE $<BUILD_INTERFACE:zeto_options> $<BUILD_INTERFACE:zeto_log> m)
@@ -16,6 +17,11 @@ target_link_options(zeto PRIVATE LINKER:--version-script=${zeto_map} LINKER:--as
 if(NOT ZETO_SANITIZE)  # their run-time libraries come with the program
   target_link_options(zeto PRIVATE LINKER:-z,defs)
 endif()
+if(NOT ANDROID)
+  # The C library's start files only run constructors, of which there are none here; and Debian's for arm64 carry no
+  # branch-protection note, which would take it from the whole library.
+  target_link_options(zeto PRIVATE -nostartfiles)
+endif()
 if(ZETO_LOG_STAND_IN)
-  add_dependencies(zeto log)
+  add_dependencies(zeto zeto_log_stand_in)
 endif()

@@ -1,5 +1,5 @@
 # The Android log. On Android it is the platform's; on Linux the distribution's liblog where it is installed; elsewhere a
-# stand-in of our own, so that a compiler and CMake alone still build the library.
+# stand-in of our own, so that a compiler and CMake alone still build the library. -DZETO_LIBLOG=OFF asks for it.
 add_library(zeto_log INTERFACE)
 set(ZETO_LOG_STAND_IN OFF)
 if(ANDROID)
@@ -15,7 +15,8 @@ else()
   else()
     message(STATUS "Android log: not installed (Debian: android-liblog-dev), building the stand-in")
     set(ZETO_LOG_STAND_IN ON)
-    add_library(log SHARED ${CMAKE_CURRENT_LIST_DIR}/log_stand_in.c)
-    target_link_libraries(zeto_log INTERFACE $<TARGET_LINKER_FILE:log>)
+    add_library(zeto_log_stand_in SHARED ${CMAKE_CURRENT_LIST_DIR}/log_stand_in.c)
+    set_target_properties(zeto_log_stand_in PROPERTIES OUTPUT_NAME log)
+    target_link_libraries(zeto_log INTERFACE $<TARGET_LINKER_FILE:zeto_log_stand_in>)
   endif()
 endif()

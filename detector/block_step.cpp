@@ -1,7 +1,5 @@
 // What happens to each block: into the ring, through the delay line where it is on, and every twentieth time the
 // analysis.
-#include <cstring>
-
 #include "detector/analysis.hpp"
 #include "kernels/saturate.hpp"
 #include "zeto/cores.h"

@@ -1,5 +1,8 @@
 #include "detector/filter.hpp"
 
+#include <algorithm>
+#include <cmath>
+
 #include "kernels/lanes.hpp"
 
 namespace zeto {
@@ -8,8 +11,26 @@ namespace {
 constexpr size_t kOrder = kFilterOrder;
 constexpr size_t kChunk = kFilterChunk;
 
+double greatest(double v) noexcept {
+  return std::fabs(v);
+}
+double greatest(f64x2 v) noexcept {
+  return std::max(std::fabs(v[0]), std::fabs(v[1]));
+}
+
+// To float values, in double and as floats, in the way that suits their size.
+template <bool kFaint>
+f64x2 kept(f64x2 v) noexcept {
+  return kFaint ? through_float_denormal(v) : through_float(v);
+}
+template <bool kFaint>
+f32x2 rounded(f64x2 v) noexcept {
+  return kFaint ? to_float_denormal(v) : to_float(v);
+}
+
 // One filter on its way through a signal, a chunk at a time. V is a double, or a vector of them with a signal in each
-// lane. The input sides of a chunk's sums do not wait for outputs and are formed first, all together.
+// lane; inputs and outputs are float values. The input sides of a chunk's sums do not wait for outputs and are formed
+// first, all together.
 template <typename V>
 class Filter {
  public:
@@ -22,7 +43,7 @@ class Filter {
 
   // The inputs of a chunk, with the ten before it, go here; the first ten are the caller's to set once.
   V* inputs() noexcept { return inputs_; }
-  // The outputs of a chunk, with the ten before it, are found here; float values.
+  // The outputs of a chunk, with the ten before it, are found here.
   V* outputs() noexcept { return outputs_; }
 
   // A single signal takes two samples at a time, one in each lane.
@@ -35,10 +56,18 @@ class Filter {
     }
   }
 
+  // True where the filter has all but come to rest, so that outputs below the floats' normal range are to be expected.
+  bool is_faint() const noexcept {
+    double most = 0.0;
+    for (size_t i = 0; i < kOrder; ++i) most = std::max(most, greatest(outputs_[i]));
+    return most < 0x1p-100;
+  }
+
+  template <bool kFaint>
   void step(size_t n) noexcept {
     V sum = sums_[n];
     for (size_t i = 0; i < kOrder; ++i) sum -= a_[kOrder - i] * outputs_[n + i];
-    outputs_[n + kOrder] = through_float(sum);
+    outputs_[n + kOrder] = kFaint ? through_float_denormal(sum) : through_float(sum);
   }
 
   // The chunk's last ten become the next one's first.
@@ -57,16 +86,18 @@ class Filter {
   V outputs_[kOrder + kChunk];
 };
 
-// Both high-passes side by side, with the product of their outputs.
+// Both high-passes side by side, with the amplified product of their outputs.
 class HighPasses {
  public:
-  HighPasses(const FilterBank& bank, float gain, float* a, float* b, float* product) noexcept
-      : bank_(bank), filter_(bank.high_pass), gain_(static_cast<double>(gain)), a_(a), b_(b), product_(product) {
+  HighPasses(const FilterBank& bank, float gain, float* a, float* b) noexcept
+      : bank_(bank), filter_(bank.high_pass), gain_(static_cast<double>(gain)), a_(a), b_(b) {
     for (size_t i = 0; i < kOrder; ++i) {
       filter_.inputs()[i] = to_double(f32x2{bank.memory_a.inputs[i], bank.memory_b.inputs[i]});
       filter_.outputs()[i] = to_double(f32x2{bank.memory_a.outputs[i], bank.memory_b.outputs[i]});
     }
   }
+
+  Filter<f64x2>& filter() noexcept { return filter_; }
 
   void enter(size_t chunk) noexcept {
     at_ = chunk * kChunk;
@@ -75,18 +106,17 @@ class HighPasses {
     filter_.enter();
   }
 
-  void step(size_t n) noexcept { filter_.step(n); }
-
-  // A product of floats is exact in double; rounding it once gives what the float product gives, without the
-  // processor's detour for denormal operands.
-  void leave() noexcept {
+  // A product of floats is exact in double; rounding it once gives what the float product gives.
+  // @param product  kChunk float values.
+  template <bool kFaint>
+  void leave(double* product) noexcept {
     const f64x2* const y = filter_.outputs() + kOrder;
     for (size_t n = 0; n < kChunk; n += 2) {
       const f64x2 a = {y[n][0], y[n + 1][0]};
       const f64x2 b = {y[n][1], y[n + 1][1]};
-      store(to_float(a), a_ + at_ + n);
-      store(to_float(b), b_ + at_ + n);
-      store(to_float(through_float(a * b) * gain_), product_ + at_ + n);
+      store(rounded<kFaint>(a), a_ + at_ + n);
+      store(rounded<kFaint>(b), b_ + at_ + n);
+      store(kept<kFaint>(kept<kFaint>(a * b) * gain_), product + n);
     }
     filter_.leave();
   }
@@ -106,31 +136,31 @@ class HighPasses {
   double gain_;
   float* a_;
   float* b_;
-  float* product_;
   size_t at_ = 0;
 };
 
 class LowPass {
  public:
-  LowPass(const FilterBank& bank, float* signal) noexcept : bank_(bank), filter_(bank.low_pass), signal_(signal) {
+  LowPass(const FilterBank& bank, float* output) noexcept : bank_(bank), filter_(bank.low_pass), output_(output) {
     for (size_t i = 0; i < kOrder; ++i) {
       filter_.inputs()[i] = static_cast<double>(bank.memory_low.inputs[i]);
       filter_.outputs()[i] = static_cast<double>(bank.memory_low.outputs[i]);
     }
   }
 
-  void enter(size_t chunk) noexcept {
+  Filter<double>& filter() noexcept { return filter_; }
+
+  // @param input  kChunk float values.
+  void enter(size_t chunk, const double* input) noexcept {
     at_ = chunk * kChunk;
-    double* const inputs = filter_.inputs() + kOrder;
-    for (size_t n = 0; n < kChunk; ++n) inputs[n] = static_cast<double>(signal_[at_ + n]);
+    std::memcpy(filter_.inputs() + kOrder, input, kChunk * sizeof *input);
     filter_.enter();
   }
 
-  void step(size_t n) noexcept { filter_.step(n); }
-
+  template <bool kFaint>
   void leave() noexcept {
     const double* const y = filter_.outputs() + kOrder;
-    for (size_t n = 0; n < kChunk; ++n) signal_[at_ + n] = static_cast<float>(y[n]);
+    for (size_t n = 0; n < kChunk; n += 2) store(rounded<kFaint>(load<f64x2>(y + n)), output_ + at_ + n);
     filter_.leave();
   }
 
@@ -144,35 +174,44 @@ class LowPass {
  private:
   const FilterBank& bank_;
   Filter<double> filter_;
-  float* signal_;
+  float* output_;
   size_t at_ = 0;
 };
 
+// A chunk through the high-passes, and the chunk before it through the low-pass: while the newest output of one is on its
+// way, the other's sums are formed. Either may have nothing to do.
+template <bool kFaint>
+void run_chunk(HighPasses* high, LowPass* low, double* product) noexcept {
+  if (high != nullptr && low != nullptr) {
+    for (size_t n = 0; n < kChunk; ++n) {
+      high->filter().template step<kFaint>(n);
+      low->filter().template step<kFaint>(n);
+    }
+  } else if (high != nullptr) {
+    for (size_t n = 0; n < kChunk; ++n) high->filter().template step<kFaint>(n);
+  } else {
+    for (size_t n = 0; n < kChunk; ++n) low->filter().template step<kFaint>(n);
+  }
+  if (low != nullptr) low->leave<kFaint>();
+  if (high != nullptr) high->leave<kFaint>(product);
+}
+
 }  // namespace
 
-// The low-pass follows one chunk behind the high-passes: while the newest output of one is on its way, the other's sums
-// are formed.
 void filter_and_mix(const FilterBank& bank, float gain, float* a, float* b, float* mixed, size_t n) noexcept {
-  HighPasses high(bank, gain, a, b, mixed);
+  HighPasses high(bank, gain, a, b);
   LowPass low(bank, mixed);
+  double product[kChunk];
   const size_t chunks = n / kChunk;
   for (size_t chunk = 0; chunk <= chunks; ++chunk) {
     const bool has_high = chunk < chunks;
     const bool has_low = chunk > 0;
     if (has_high) high.enter(chunk);
-    if (has_low) low.enter(chunk - 1);
-    if (has_high && has_low) {
-      for (size_t i = 0; i < kChunk; ++i) {
-        high.step(i);
-        low.step(i);
-      }
-    } else if (has_high) {
-      for (size_t i = 0; i < kChunk; ++i) high.step(i);
-    } else {
-      for (size_t i = 0; i < kChunk; ++i) low.step(i);
-    }
-    if (has_high) high.leave();
-    if (has_low) low.leave();
+    if (has_low) low.enter(chunk - 1, product);
+    const bool faint = high.filter().is_faint() || low.filter().is_faint();
+    HighPasses* const to_high = has_high ? &high : nullptr;
+    LowPass* const to_low = has_low ? &low : nullptr;
+    faint ? run_chunk<true>(to_high, to_low, product) : run_chunk<false>(to_high, to_low, product);
   }
   high.keep();
   low.keep();

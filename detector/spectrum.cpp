@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "fft/driver.hpp"
-#include "kernels/lanes.hpp"
 #include "zeto/kernels.h"
 
 namespace zeto::detector {
@@ -13,15 +12,21 @@ constexpr int kStretchLen = kDecimation * kFftLen;                              
 constexpr int kFirstStretch = kWindowLen - kSegments / kDecimation * kStretchLen;  // what lies before is not used
 constexpr int kBins = kNumBins - 1;                                                // without bin 0
 
-// Four segments go through the transform at a time, as two pairs of adjacent phases. The last pair stands in for one
-// that does not exist.
-constexpr int kLanes = 4;
-constexpr int kGroups = 5;
-constexpr int kSegmentOf[kGroups][kLanes] = {
-    {0, 1, 2, 3}, {4, 5, 6, 7}, {8, 9, 10, 11}, {12, 13, 14, 15}, {16, 17, 16, 17}};
-
 const float* first_sample(const float* mixed, int segment) noexcept {
   return mixed + kFirstStretch + segment / kDecimation * kStretchLen + segment % kDecimation;
+}
+
+// True where no sample is 2^-52 or more: no bin's power then adds a bit to the 1e-15 that all levels start from, which is
+// worth knowing because samples this small may be denormal, and slow. The bits of all magnitudes together are no less
+// than any of them.
+bool is_silent(const float* mixed, const int (&segments)[kLanes]) noexcept {
+  constexpr int32_t kMagnitude = INT32_MAX;
+  constexpr int32_t kTwoToMinus52 = (127 - 52) << 23;
+  const float* const low = first_sample(mixed, segments[0]);
+  const float* const high = first_sample(mixed, segments[2]);
+  i32x2 all = {};
+  for (int at = 0; at < kStretchLen; at += kDecimation) all |= load<i32x2>(low + at) | load<i32x2>(high + at);
+  return ((all[0] | all[1]) & kMagnitude) < kTwoToMinus52;
 }
 
 void decimate(const float* mixed, const int (&segments)[kLanes], f32x4* samples) noexcept {
@@ -95,19 +100,34 @@ Peak peak_of_largest(const Powers& powers, int lane) noexcept {
   return peak;
 }
 
+// All levels are the same, and the first counts.
+constexpr Peak kSilentPeak = {1, -150.0f};
+
 }  // namespace
 
-void find_peaks(const zeto_drft_lookup& fft, const float* mixed, Peak* peaks) noexcept {
-  f32x4 samples[kFftLen];
+void transform_group(const zeto_drft_lookup& fft, const float* mixed, int group, f32x4* spectra) noexcept {
   f32x4 scratch[kFftLen];
+  decimate(mixed, kSegmentOf[group], spectra);
+  fft::forward(fft, spectra, scratch);
+}
+
+void find_peaks_of_group(const f32x4* spectra, Peak (&peaks)[kLanes]) noexcept {
   Powers powers;
-  for (const auto& segments : kSegmentOf) {
-    decimate(mixed, segments, samples);
-    fft::forward(fft, samples, scratch);
-    find_powers(samples, powers);
-    for (int lane = 0; lane < kLanes; ++lane) {
-      peaks[segments[lane]] = powers.has_nan[lane] != 0 ? peak_of_all(powers, lane) : peak_of_largest(powers, lane);
+  find_powers(spectra, powers);
+  for (int lane = 0; lane < kLanes; ++lane) {
+    peaks[lane] = powers.has_nan[lane] != 0 ? peak_of_all(powers, lane) : peak_of_largest(powers, lane);
+  }
+}
+
+void find_peaks(const zeto_drft_lookup& fft, const float* mixed, Peak (&peaks)[kSegments]) noexcept {
+  for (int group = 0; group < kGroups; ++group) {
+    f32x4 spectra[kFftLen];
+    Peak found[kLanes] = {kSilentPeak, kSilentPeak, kSilentPeak, kSilentPeak};
+    if (!is_silent(mixed, kSegmentOf[group])) {
+      transform_group(fft, mixed, group, spectra);
+      find_peaks_of_group(spectra, found);
     }
+    for (int lane = 0; lane < kLanes; ++lane) peaks[kSegmentOf[group][lane]] = found[lane];
   }
 }
 

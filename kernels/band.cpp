@@ -63,7 +63,6 @@ float stdVec(const float* values, int32_t n, float mean) {
 float energy_db_cal(const float* x, const float* w, uint32_t n, float offset) {
   float energy = 0.0f;
   for (uint32_t i = 0; i < n; ++i) energy += w[i] * (x[i] * w[i]);
-  // The divisor wraps at 32 bits and is a signed number from there on.
-  const auto divisor = static_cast<float>(static_cast<int32_t>(2u * n * (n - 1u)));
+  const auto divisor = static_cast<float>(2u * n * (n - 1u));
   return 10.0f * std::log10(energy / divisor + 1e-15f) - offset;
 }

@@ -2,6 +2,7 @@
 // of the single value, to the bit; nothing here fuses or reorders.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -11,6 +12,7 @@ typedef float f32x2 __attribute__((vector_size(8)));
 typedef float f32x4 __attribute__((vector_size(16)));
 typedef double f64x2 __attribute__((vector_size(16)));
 typedef int16_t i16x4 __attribute__((vector_size(8)));
+typedef int32_t i32x2 __attribute__((vector_size(8)));
 typedef int32_t i32x4 __attribute__((vector_size(16)));
 typedef int64_t i64x2 __attribute__((vector_size(16)));
 
@@ -51,6 +53,42 @@ inline double through_float(double v) noexcept {
 }
 inline f64x2 through_float(f64x2 v) noexcept {
   return to_double(to_float(v));
+}
+
+// The same results, to the bit, and fast where values lie below the floats' normal range. Conversions between double and a
+// denormal float take many processors a hundred cycles and more, so here no such conversion is made: the denormal floats
+// are the multiples of 2^-149, to which adding 1.5 * 2^-97 rounds, and their bits are the multiple itself.
+constexpr double kLeastNormalFloat = 0x1p-126;
+constexpr double kDenormalRounder = 0x1.8p-97;
+
+inline double through_float_denormal(double v) noexcept {
+  if (std::fabs(v) >= kLeastNormalFloat) return through_float(v);
+  return std::copysign((std::fabs(v) + kDenormalRounder) - kDenormalRounder, v);
+}
+
+struct SplitFloats {
+  f64x2 normal;    // the values, 0 in denormal lanes
+  f64x2 denormal;  // the magnitudes of the rounded denormals, 0 in normal lanes
+  i64x2 sign;
+  bool all_denormal;
+};
+inline SplitFloats split_denormals(f64x2 v) noexcept {
+  const i64x2 sign = bits_of(v) & INT64_MIN;
+  const f64x2 magnitude = f64_of(bits_of(v) ^ sign);
+  const i64x2 denormal = magnitude < kLeastNormalFloat;
+  const f64x2 rounded = (magnitude + kDenormalRounder) - kDenormalRounder;
+  return {f64_of(bits_of(v) & ~denormal), f64_of(bits_of(rounded) & denormal), sign, (denormal[0] & denormal[1]) != 0};
+}
+inline f64x2 through_float_denormal(f64x2 v) noexcept {
+  const SplitFloats s = split_denormals(v);
+  const i64x2 rounded = bits_of(s.denormal) | s.sign;
+  return f64_of(s.all_denormal ? rounded : rounded | bits_of(through_float(s.normal)));
+}
+inline f32x2 to_float_denormal(f64x2 v) noexcept {
+  const SplitFloats s = split_denormals(v);
+  const i32x2 sign = __builtin_convertvector(s.sign >> 32, i32x2);
+  const i32x2 rounded = __builtin_convertvector(s.denormal * 0x1p149, i32x2) | sign;
+  return reinterpret_cast<f32x2>(s.all_denormal ? rounded : rounded | reinterpret_cast<i32x2>(to_float(s.normal)));
 }
 
 // To 16-bit integers, toward zero, saturating; not a number gives 0.

@@ -46,19 +46,23 @@ std::optional<uint64_t> missing_bytes(const std::string& path) {
   return std::nullopt;
 }
 
-std::string encoding_name(int format) {
+std::optional<HostFormat> host_format_of(int format) {
   switch (format & SF_FORMAT_SUBMASK) {
     case SF_FORMAT_PCM_16:
-      return name_of(HostFormat::kPcm16);
+      return HostFormat::kPcm16;
     case SF_FORMAT_PCM_24:
-      return name_of(HostFormat::kPcm24);
+      return HostFormat::kPcm24;
     case SF_FORMAT_PCM_32:
-      return name_of(HostFormat::kPcm32);
+      return HostFormat::kPcm32;
     case SF_FORMAT_FLOAT:
-      return name_of(HostFormat::kFloat);
+      return HostFormat::kFloat;
     default:
-      break;
+      return std::nullopt;
   }
+}
+
+std::string encoding_name(int format) {
+  if (const auto same = host_format_of(format)) return name_of(*same);
   SF_FORMAT_INFO info{};
   info.format = format & SF_FORMAT_SUBMASK;
   if (sf_command(nullptr, SFC_GET_FORMAT_INFO, &info, sizeof info) != 0 || info.name == nullptr) return "unknown";
@@ -126,6 +130,7 @@ AudioReader::AudioReader(std::string path, int channels)
   if (info.frames < 1) fail("it holds no samples");
   frames_ = info.frames;
   encoding_ = encoding_name(info.format);
+  host_format_ = host_format_of(info.format).value_or(HostFormat::kPcm16);
 }
 
 size_t AudioReader::read(std::span<double> out) {
@@ -139,11 +144,11 @@ size_t AudioReader::read(std::span<double> out) {
   return static_cast<size_t>(got * channels_);
 }
 
-AudioWriter::AudioWriter(std::string path, HostFormat format)
+AudioWriter::AudioWriter(std::string path, HostFormat format, int channels)
     : target_(std::move(path)), format_(format), file_(nullptr, sf_close) {
   SF_INFO info{};
   info.samplerate = kSampleRate;
-  info.channels = 1;
+  info.channels = channels;
   info.format = SF_FORMAT_WAV | subtype_of(format);
   file_.reset(sf_open_fd(target_.descriptor(), SFM_WRITE, &info, SF_FALSE));
   if (!file_) throw UserError("cannot write " + target_.path() + ": " + sf_strerror(nullptr));

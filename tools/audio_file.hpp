@@ -37,6 +37,8 @@ class AudioReader {
   int64_t frames() const { return frames_; }
   /// What the samples are stored as, "16-bit PCM" for example.
   const std::string& encoding() const { return encoding_; }
+  /// The host format of the same sample type; 16 bits where there is none.
+  HostFormat host_format() const { return host_format_; }
 
   /// Fills `out` with the next samples, full scale 1.0, channels interleaved. Returns how many there were; fewer than
   /// asked for at the end of the file only.
@@ -49,12 +51,14 @@ class AudioReader {
   int64_t frames_ = 0;
   int64_t position_ = 0;
   std::string encoding_;
+  HostFormat host_format_ = HostFormat::kPcm16;
 };
 
-/// Writes a mono WAV file of host samples, in the matching sample type, bit for bit. The file appears on commit().
+/// Writes a WAV file of host samples, channels interleaved, in the matching sample type, bit for bit. The file appears
+/// on commit().
 class AudioWriter {
  public:
-  AudioWriter(std::string path, HostFormat format);
+  AudioWriter(std::string path, HostFormat format, int channels = 1);
 
   void write(std::span<const int16_t> samples);  ///< format 1
   void write(std::span<const int32_t> samples);  ///< formats 2 (right-justified, as a wrapper takes them) and 3

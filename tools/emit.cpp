@@ -3,13 +3,13 @@
 #include <cmath>
 #include <cstdio>
 #include <optional>
-#include <type_traits>
 
 #include "audio_file.hpp"
-#include "downlink.hpp"
 #include "error.hpp"
+#include "host_sample.hpp"
 #include "options.hpp"
 #include "verbs.hpp"
+#include "wrappers.hpp"
 
 namespace zeto::tool {
 namespace {
@@ -24,18 +24,6 @@ struct EmitOptions {
 };
 
 constexpr double kSilenceSeconds = 3.0;
-constexpr int64_t kMaxBuffer = int64_t{1} << 24;
-
-/// The host's sample for a value of full scale 1.0, rounded and clamped.
-template <class Sample>
-Sample host_sample(double value, double full_scale) {
-  if constexpr (std::is_floating_point_v<Sample>) {
-    return to_float(value);
-  } else {
-    const double scaled = std::nearbyint(value * full_scale);
-    return static_cast<Sample>(scaled >= -full_scale ? std::min(scaled, full_scale - 1.0) : -full_scale);
-  }
-}
 
 /// Playback of a given length: a file, cut or continued by silence; all silence without a file.
 class Playback {
@@ -66,8 +54,7 @@ class Playback {
 template <class Sample>
 double run(const EmitOptions& options, Playback& playback, AudioWriter& writer, double full_scale) {
   Downlink downlink(HostFormat{options.format}, options.param);
-  // File access in large pieces, each a whole number of host buffers.
-  const int64_t piece = options.buffer * std::max<int64_t>(1, 65536 / options.buffer);
+  const int64_t piece = piece_of(options.buffer);
   std::vector<double> values;
   std::vector<Sample> samples;
   double peak = 0.0;
@@ -87,27 +74,15 @@ double run(const EmitOptions& options, Playback& playback, AudioWriter& writer, 
   return peak;
 }
 
-double run(const EmitOptions& options, Playback& playback, AudioWriter& writer) {
-  switch (HostFormat{options.format}) {
-    case HostFormat::kPcm16:
-      return run<int16_t>(options, playback, writer, 0x1p15);
-    case HostFormat::kPcm24:
-      return run<int32_t>(options, playback, writer, 0x1p23);
-    case HostFormat::kPcm32:
-      return run<int32_t>(options, playback, writer, 0x1p31);
-    case HostFormat::kFloat:
-      break;
-  }
-  return run<float>(options, playback, writer, 1.0);
-}
-
 void emit(const EmitOptions& options) {
   if (options.seconds && !(*options.seconds > 0.0 && *options.seconds <= kMaxSeconds)) {
     throw UserError("--seconds: must be above 0 and at most 21600 (six hours)");
   }
   Playback playback(options);
   AudioWriter writer(options.out, HostFormat{options.format});
-  const double peak = run(options, playback, writer);
+  const double peak = with_samples_of(HostFormat{options.format}, [&](auto sample, double full_scale) {
+    return run<decltype(sample)>(options, playback, writer, full_scale);
+  });
   writer.commit();
   std::printf("%s: %s, %lld samples (%.3f s), peak %.4f%s\n", options.out.c_str(), name_of(HostFormat{options.format}),
               static_cast<long long>(playback.samples()), static_cast<double>(playback.samples()) / kSampleRate, peak,

@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <memory>
 #include <string>
 
 #include "error.hpp"
@@ -16,15 +17,29 @@ int fail(const CLI::App& app, const std::string& message) {
   return kFailed;
 }
 
+/// Of several spellings, help shows the first.
+struct Formatter : CLI::Formatter {
+  std::string make_option_name(const CLI::Option* option, bool is_positional) const override {
+    if (is_positional || option->get_lnames().size() < 2) {
+      return CLI::Formatter::make_option_name(option, is_positional);
+    }
+    return option->get_name();
+  }
+};
+
 int run(int argc, char** argv) {
-  CLI::App app{"Ultrasonic sensing in a phone's voice path: makes the chirp and looks at it.", "zeto"};
+  CLI::App app{"Ultrasonic sensing in a phone's voice path: makes the chirp, looks at it and measures its echo.",
+               "zeto"};
   app.require_subcommand(0, 1);  // none: told below, better than CLI11 does
+  app.formatter(std::make_shared<Formatter>());
   app.get_formatter()->column_width(28);
   app.set_version_flag("--version", "zeto " ZETO_VERSION);
   app.add_flag("-v,--verbose", zeto::tool::verbose, "Show the library's own lines on standard error");
   app.footer("Help on one verb: zeto VERB --help\nExit status: 0 done; 2 failed, with a line on standard error.");
   zeto::tool::add_emit(app);
   zeto::tool::add_inspect(app);
+  zeto::tool::add_sense(app);
+  zeto::tool::add_simulate(app);
 
   try {
     app.parse(argc, argv);

@@ -6,5 +6,7 @@ namespace zeto::tool {
 
 void add_emit(CLI::App& app);
 void add_inspect(CLI::App& app);
+void add_sense(CLI::App& app);
+void add_simulate(CLI::App& app);
 
 }  // namespace zeto::tool

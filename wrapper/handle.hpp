@@ -2,9 +2,8 @@
 //   Handle, Core            the types
 //   kInit, kDeinit, kSet    the names that the log shows
 //   core_bytes, init_core, reinit_core, set_core, exit_core
-//   streams(handle)         pointers to its streams; the order is that of allocation, release and sample traffic, and
-//   the
-//                           first decides when a block is complete
+//   streams(handle)         pointers to its streams, in the order of allocation, release and sample traffic; the first
+//                           decides when a block is complete
 #pragma once
 
 #include <cstddef>

@@ -2,14 +2,18 @@
  *  Working-memory arena: bump allocation inside the two state blocks of the library.
  *
  *  A process-wide registry of two slots. Slot 0 is the uplink core's block (limit 130000 bytes), any other slot value
- * is the downlink core's (limit 50000 bytes). zeto_tx_init() and zeto_rx_init() register their block here; the cores
+ *  is the downlink core's (limit 50000 bytes). zeto_tx_init() and zeto_rx_init() register their block here; the cores
  *  themselves draw nothing from it, what lies behind their own fields is free for the caller of these functions.
  *
  *  Ownership: the arena owns no memory; whoever allocated a block frees it, after the last use of the slot.
- *  Bad input: pointers and slots are not checked. A request on a slot that was never registered is measured from
- * address 0 and fails. Failed requests print one line to standard error and return null. Threads: the registry is
- * global and unlocked. The two slots are independent; users of one slot must take turns. Real time: a few additions, no
- * lock and no system allocation (the failure message is the only system call).
+ *
+ *  Bad input: pointers and slots are not checked. A slot that was never registered is not noticed: it
+ *  counts from address 0, and what it yields must not be used. Requests beyond the limit print one line to standard
+ *  error and return null.
+ *
+ *  Threads: the registry is global and unlocked. The two slots are independent; users of one slot must take turns.
+ *
+ *  Real time: a few additions, no lock and no system allocation (the failure message is the only system call).
  */
 #ifndef ZETO_ARENA_H
 #define ZETO_ARENA_H

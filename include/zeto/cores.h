@@ -1,19 +1,22 @@
 /** @file
  *  The two processing cores: the emitter (downlink, "rx"), which synthesises the chirp, and the detector (uplink,
- * "tx"), which turns two inputs into one measurement. Most hosts want the wrappers of zeto/wrappers.h, which own one of
- * these.
+ *  "tx"), which turns two inputs into one measurement. Most hosts want the wrappers of zeto/wrappers.h, which own one
+ *  of these.
  *
  *  Blocks are 480 samples, 10 ms at 48000 Hz, the only supported rate. Samples are signed 16-bit, full scale 32768.
  *
  *  Ownership: the caller owns everything. A core lives in a zero-filled state block of the size that its
  *  cal_zeto_*_struct_malloc_size() returns, aligned to 8 bytes; it holds no other memory and may be freed after its
  *  exit or destroy call. Buffers are used during the call only.
+ *
  *  Bad input: a null pointer makes any call do nothing. Parameters are taken as they are; the functions say what absurd
  *  values give. Nothing is reported.
+ *
  *  Threads: one state block, one thread at a time. init registers the block with the arena (zeto/arena.h), slot 0 for
  *  the detector and slot 1 for the emitter; the last one initialised holds the slot.
+ *
  *  Real time: the process calls allocate nothing, take no lock, print nothing. init, reinit, set_param and destroy
- * print one line to standard output.
+ *  print one line to standard output.
  */
 #ifndef ZETO_CORES_H
 #define ZETO_CORES_H
@@ -90,7 +93,8 @@ typedef struct zeto_tx_param {
   int32_t UltraHz_period;  /**< the result at a beat of UltraHz_scope; with the sweep's period in ms the result is a
                                 delay in ms, folded at half of it */
   int32_t UltraHz_cand_dB; /**< level that a spectrum's peak must exceed to count, dB over an unscaled bin power of 1 */
-  int32_t UltraHz_cand_ratio;   /**< least share of peaks agreeing in position, 1/100; above 0 all 18 must agree */
+  int32_t UltraHz_cand_ratio;   /**< least share of peaks agreeing in position, 1/100; above 0 all 18 must agree,
+                                     above 100 no agreement is enough */
   int32_t UltraHz_spread_ratio; /**< least share of peaks agreeing in level, 1/100 */
   int32_t UltraHz_mix_gain;     /**< gain on the product of the inputs, 1/10 */
   int32_t UltraHz_smooth;       /**< weight of the previous result in the new one, 1/100 */
@@ -112,7 +116,7 @@ ZETO_API uint32_t cal_zeto_tx_struct_malloc_size(void);
 ZETO_API void zeto_tx_init(zeto_tx_state* state);
 
 /** Starts a fresh measurement: result, filters, histories and candidates are cleared. Parameters, the delay line and
- * its progress and the block count stay, so the analysis keeps its 200 ms rhythm.
+ *  its progress and the block count stay, so the analysis keeps its 200 ms rhythm.
  *  @param sample_rate  Hz; printed, nothing else. */
 ZETO_API void zeto_tx_reinit(zeto_tx_state* state, int32_t sample_rate);
 

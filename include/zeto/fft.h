@@ -1,18 +1,21 @@
 /** @file
  *  Real Fourier transform of 1 to 512 samples, single precision, any length, in place.
  *
- *  Spectrum order ("packed", n floats), with X_k = sum over j of x_j exp(-2 pi i j k / n), no scaling:
- *    [0] Re X_0;  [2k-1] Re X_k and [2k] Im X_k for k = 1 .. (n-1)/2;  [n-1] Re X_(n/2), for even n only.
- *  "Interleaved" order (n + 2 floats, n even): [2k] Re X_k and [2k+1] Im X_k for k = 0 .. n/2.
+ *  Spectrum order ("packed", n floats), with X_k = sum over j of x_j exp(-2 pi i j k / n), no scaling: [0] Re X_0;
+ *  [2k-1] Re X_k and [2k] Im X_k for k = 1 .. (n-1)/2;  [n-1] Re X_(n/2), for even n only. "Interleaved" order (n + 2
+ *  floats, n even): [2k] Re X_k and [2k+1] Im X_k for k = 0 .. n/2.
  *
  *  Ownership: the caller owns the lookup record and all data; nothing is allocated or kept elsewhere. A record may be
  *  copied byte by byte.
+ *
  *  Bad input: pointers are not checked. A length below 1 makes init, reinit and fdrffti() return at once, with nothing
  *  written. Lengths above 512 print one line to standard error. NaN and infinities travel through the arithmetic.
+ *
  *  Threads: every transform writes the record's scratch area, so one record serves one thread at a time; separate
  *  records are independent.
- *  Real time: everything but that error line is free of system calls, locks and allocation. A transform costs about
- *  n * (sum of the factors of n) operations: lengths with a large prime factor are slow, and less accurate.
+ *
+ *  Real time: everything but that error line is free of system calls, locks and allocation. A transform costs about n *
+ *  (sum of the factors of n) operations: lengths with a large prime factor are slow, and less accurate.
  */
 #ifndef ZETO_FFT_H
 #define ZETO_FFT_H
@@ -64,19 +67,25 @@ ZETO_API void zeto_drft_backward(zeto_drft_lookup* lookup, float* data);
  *  @param factors  32 words, as in the record. */
 ZETO_API void fdrffti(int32_t n, float* trig, int32_t* factors);
 
-/* Radix passes: one step of the transform for one factor ip, as zeto_drft_forward() (f) and zeto_drft_backward() (b)
- * apply them.
+/** @name Radix passes
+ *  One step of the transform for one factor ip, as zeto_drft_forward() (f) and zeto_drft_backward() (b) apply them.
  *   ido, l1  1 or more; the arrays hold ido * ip * l1 floats each, and must not overlap each other or the twiddles.
  *   cc, ch   columns, first index fastest: forward from cc(ido, l1, ip) to ch(ido, ip, l1), backward from
  *            cc(ido, ip, l1) to ch(ido, l1, ip).
  *   wa1..    one pointer per row 1 .. ip-1, each to (ido-1)/2 pairs cos, sin; not read while ido is 1 or 2.
- * Passes for odd factors need an odd ido, which is what the factor order gives them. */
+ * Passes for odd factors need an odd ido, which is what the factor order gives them.
+ *  @{ */
 
+/** Forward, factor 2. */
 ZETO_API void dradf2(int32_t ido, int32_t l1, const float* cc, float* ch, const float* wa1);
+/** Forward, factor 4. */
 ZETO_API void dradf4(int32_t ido, int32_t l1, const float* cc, float* ch, const float* wa1, const float* wa2,
                      const float* wa3);
+/** Backward, factor 2. */
 ZETO_API void dradb2(int32_t ido, int32_t l1, const float* cc, float* ch, const float* wa1);
+/** Backward, factor 3. */
 ZETO_API void dradb3(int32_t ido, int32_t l1, const float* cc, float* ch, const float* wa1, const float* wa2);
+/** Backward, factor 4. */
 ZETO_API void dradb4(int32_t ido, int32_t l1, const float* cc, float* ch, const float* wa1, const float* wa2,
                      const float* wa3);
 
@@ -93,9 +102,12 @@ ZETO_API void dradfg(int32_t ido, int32_t ip, int32_t l1, int32_t idl1, float* c
  * while ido is 1 it leaves it in ch. */
 ZETO_API void dradbg(int32_t ido, int32_t ip, int32_t l1, int32_t idl1, float* cc, float* c1, float* c2, float* ch,
                      float* ch2, const float* wa);
+/** @} */
 
-/* Front-ends. The pair zeto_spx_fft, zeto_spx_ifft scales going forward, the pair zeto_rfft_float, zeto_irfft_float
- * coming back; either pair restores its input. */
+/** @name Front-ends
+ *  The pair zeto_spx_fft, zeto_spx_ifft scales going forward, the pair zeto_rfft_float, zeto_irfft_float coming back;
+ *  either pair restores its input.
+ *  @{ */
 
 /** zeto_drft_init(). */
 ZETO_API void zeto_fft_init(zeto_drft_lookup* lookup, int32_t n);
@@ -117,13 +129,18 @@ ZETO_API void zeto_rfft_float(zeto_drft_lookup* lookup, float* buf);
  *  Im X_(n/2) / n and 0. */
 ZETO_API void zeto_irfft_float(zeto_drft_lookup* lookup, float* buf);
 
-/* Layout converters, in place on `len` floats. Mind that len is the interleaved length n + 2, 3 or more; below 1 they
- * would write in front of the buffer. */
+/** @} */
+
+/** @name Layout converters
+ *  In place on `len` floats. Mind that len is the interleaved length n + 2, 3 or more; below 1 they would write in
+ * front of the buffer.
+ *  @{ */
 
 /** Interleaved to packed, every value times `scale`; the last float becomes 0. */
 ZETO_API void zeto_freq_layout_compact_toN(float* buf, int32_t len, float scale);
 /** Packed (in the first len - 2 floats) to interleaved. */
 ZETO_API void zeto_freq_layout_expand_toN_plus2(float* buf, int32_t len);
+/** @} */
 
 #ifdef __cplusplus
 }

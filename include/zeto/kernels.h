@@ -2,12 +2,15 @@
  *  Signal kernels over the caller's memory: float vectors, sliding windows, frames, spectral bands.
  *
  *  Arithmetic is single precision, one rounding per operation, in the order given: the same bits from every compiler
- * and machine (logf, expf and log10f are the platform's). Denormals count; NaNs and infinities pass through unless
- * said.
+ *  and machine (logf, expf and log10f are the platform's). Denormals count; NaNs and infinities pass through unless
+ *  said.
  *
  *  Ownership: the caller's, always; nothing is kept but the window that zeto_window_state points to.
- *  Threads: any, on distinct data. Real time: O(n); no allocation, lock, log or system call but the one line that the
- *  frame conversions print about bad frames.
+ *
+ *  Threads: any, on distinct data.
+ *
+ *  Real time: O(n); no allocation, lock, log or system call but the one line that the frame conversions print about bad
+ *  frames.
  */
 #ifndef ZETO_KERNELS_H
 #define ZETO_KERNELS_H
@@ -25,16 +28,16 @@ extern "C" {
 
 /** @name Float vectors
  *  `n` is the number of elements of every array; at 0 nothing is written. Pointers are not checked and must be valid
- * even then. An output may be one of the inputs, or overlap one: elements are worked on one by one, in ascending order.
- *  Functions that return their first array return it as it came.
- *  Where a minimum or maximum is taken, a NaN loses to a number, and -0 counts as less than +0.
+ *  even then. An output may be one of the inputs, or overlap one: elements are worked on one by one, in ascending
+ *  order. Functions that return their first array return it as it came. Where a minimum or maximum is taken, a NaN
+ *  loses to a number, and -0 counts as less than +0.
  *  @{ */
 
 /** @return sum of a[i] b[i], one sum in ascending order; 0 for n = 0. */
 ZETO_API float zeto_vf_dot_mult_get_sum(const float* a, const float* b, uint32_t n);
 
 /** Energy. From n = 16 on, the first n rounded down to a multiple of 16 elements go into two sums, one over the even
- * and one over the odd indices; what is left is added in order to the even one.
+ *  and one over the odd indices; what is left is added in order to the even one.
  *  @return sum of x[i] squared: odd plus even sum, or one sum in ascending order below n = 16; 0 for n = 0. */
 ZETO_API float zeto_vf_dot_power_get_sum(const float* x, uint32_t n);
 
@@ -110,7 +113,7 @@ ZETO_API void zeto_vf_shift_and_insert_end(float* buf, const float* new_samples,
 /** @name Sliding windows
  *  Cuts a stream into overlapping windowed frames (zeto_window_en), or adds such frames up to a stream again
  *  (zeto_window_de, zeto_window_de2). One state, one direction, one stream. A null pointer makes any call do nothing,
- * and those that return a number return 0.
+ *  and those that return a number return 0.
  *  @{ */
 
 /** The caller's record; cleared or not, it needs zeto_window_init() or zeto_window_reinit() first. */
@@ -163,7 +166,7 @@ ZETO_API float zeto_window_cali_db(const float* window, uint32_t len);
  *
  *  The interleave helpers return silently on a frame that is null or not as above, and where the buffer is channel 0
  *  itself. The buffer is not checked otherwise: size times num samples, apart from the channels, sample t of channel c
- * at t num + c.
+ *  at t num + c.
  *  @{ */
 
 /** Passed around by value; owns nothing. */
@@ -231,7 +234,7 @@ ZETO_API void copyx2y(const float* x, float* y, int32_t n);
 ZETO_API float stdVec(const float* values, int32_t n, float mean);
 
 /** Energy of a weighted vector in dB, less an offset in dB.
- *  @param n  below 2 divides by 0; from 32769 on, the divisor wraps at 32 bits, signed.
+ *  @param n  below 2 divides by 0; from 46342 on, the divisor wraps at 32 bits.
  *  @return 10 log10f(e / (2 n (n - 1)) + 1e-15) - offset, where e is the sum of w[i] (x[i] w[i]). */
 ZETO_API float energy_db_cal(const float* x, const float* w, uint32_t n, float offset);
 /** @} */

@@ -48,15 +48,15 @@ ZETO_API extern const float Kaiser470_S_256_80[512];
 
 /** Window for both analysis and synthesis at hop 160; its squares, added at that hop, are 1 everywhere.
  *  sqrt((c(i - 160) - c(i)) / 2) with c(t) = cos(pi clamp(t, 0, 352) / 352): entry 0 is 0, the rest symmetric about
- * 256. */
+ *  256. */
 ZETO_API extern const float symetric_sqrt_w512[512];
 
 /** Window for both analysis and synthesis at hop 80: every second entry of symetric_sqrt_w512. */
 ZETO_API extern const float symetric_sqrt_w256[256];
 
 /** Filters of order 10 for 48000 Hz, Butterworth, coefficients of z^0 to z^-10 in double precision:
- *  y[n] = sum over k of b[k] x[n - k] - sum over k from 1 of a[k] y[n - k].
- *  High-pass, -3 dB at 18000 Hz: numerator b0 (1 - z^-1)^10, rounded to single precision, as the denominator is. */
+ *  y[n] = sum over k of b[k] x[n - k] - sum over k from 1 of a[k] y[n - k]. High-pass, -3 dB at 18000 Hz: numerator b0
+ *  (1 - z^-1)^10, rounded to single precision, as the denominator is. */
 ZETO_API extern const double b_Hp_Ultra[11];
 ZETO_API extern const double a_Hp_Ultra[11]; /**< denominator of b_Hp_Ultra */
 

@@ -3,7 +3,7 @@
  *
  *  A handle takes the host's buffers of any length in one of four sample formats and runs its core over blocks of 480
  *  samples, 10 ms at 48000 Hz. What comes back is 479 samples late, whatever the buffers' lengths; a fresh handle's
- * first 479 samples are zero.
+ *  first 479 samples are zero.
  *
  *  | format_type | host sample                                      | bytes | full scale  |
  *  |-------------|--------------------------------------------------|-------|-------------|
@@ -21,14 +21,19 @@
  *
  *  Ownership: init allocates the handle and all it needs, deinit frees it; nothing else is kept. Host buffers and
  *  parameter blocks are used during the call only.
+ *
  *  Bad input: a null handle, or one whose `state` is 0, makes every call but deinit do nothing. The process calls also
- * do nothing on a null buffer or a count of 0. A parameter block is not tested for null. Must not: call process with a
- * byte count that is not a multiple of the sample's bytes: the call then runs past the end of the buffers. Create a
- * handle for an unknown format_type and process with it: init accepts it, with state 1, and the first process call
- * never returns. Threads: one handle, one thread at a time; different handles are independent, but each init registers
- * its core with the arena (zeto/arena.h). Real time: process allocates nothing, takes no lock, logs nothing, makes no
- * system call. init, set_parameters and deinit log to the Android log under the tag "MERA_OMRU" and their cores print
- * to standard output.
+ *  do nothing on a null buffer or a count of 0. A parameter block is not tested for null.
+ *
+ *  Must not: call process with a byte count that is not a multiple of the sample's bytes: the call then runs past the
+ *  end of the buffers. Create a handle for an unknown format_type and process with it: init accepts it, with state 1,
+ *  and the first process call never returns.
+ *
+ *  Threads: one handle, one thread at a time; different handles are independent, but each init registers its core with
+ *  the arena (zeto/arena.h).
+ *
+ *  Real time: process allocates nothing, takes no lock, logs nothing, makes no system call. init, set_parameters and
+ *  deinit log to the Android log under the tag "MERA_OMRU" and their cores print to standard output.
  */
 #ifndef ZETO_WRAPPERS_H
 #define ZETO_WRAPPERS_H
@@ -53,8 +58,8 @@ struct zeto_tx_state;
 #define ZETO_PARAM_BLOCK_BYTES 80
 
 /** A circular buffer of samples that never refuses: writing to a full one drops its oldest samples, reading from an
- * empty one gives zeros. The record's owner provides the storage and clears the rest: a fresh ring has count and
- * positions 0.
+ *  empty one gives zeros. The record's owner provides the storage and clears the rest: a fresh ring has count and
+ *  positions 0.
  */
 typedef struct omru_ringbuf {
   int32_t bit_width; /**< 16: 2-byte samples; 32: 4-byte integers; 48: 4-byte floats; anything else: all calls no-ops */
@@ -85,20 +90,20 @@ typedef struct zeto_stream {
 typedef struct zeto_rx_wrapper {
   int32_t state;                          /**< 1: ready; 0: an allocation failed, only deinit has an effect */
   uint8_t params[ZETO_PARAM_BLOCK_BYTES]; /**< the parameter block last set */
-  struct zeto_rx_state* core;
-  int32_t sample_rate;  /**< Hz, 48000 */
-  int32_t format_type;  /**< 1 to 4; 0: unknown */
-  int32_t bit_width;    /**< the rings' width code */
-  int32_t sample_bytes; /**< bytes of a host sample */
-  int32_t block_len;    /**< 480 samples */
-  zeto_stream stream;
+  struct zeto_rx_state* core;             /**< the emitter; null where its block could not be had */
+  int32_t sample_rate;                    /**< Hz, 48000 */
+  int32_t format_type;                    /**< 1 to 4; 0: unknown */
+  int32_t bit_width;                      /**< the rings' width code */
+  int32_t sample_bytes;                   /**< bytes of a host sample */
+  int32_t block_len;                      /**< 480 samples */
+  zeto_stream stream;                     /**< carries the host's buffer */
 } zeto_rx_wrapper;
 
 /** Creates a downlink handle.
  *  @param sample_rate  Hz; anything but 48000 is logged as an error and gives null.
  *  @param format_type  the host's sample format, see the table above.
  *  @return the handle, or null. Where a buffer could not be had, a handle with state 0. Where only the core's block
- * could not be had, a handle with state 1 whose process calls return the host's own samples, 479 late. */
+ *          could not be had, a handle with state 1 whose process calls return the host's own samples, 479 late. */
 ZETO_API zeto_rx_wrapper* zeto_rx_wrapper_init(uint32_t sample_rate, int32_t format_type);
 
 /** Sets the chirp (zeto_rx_param in zeto/cores.h) and restarts it from its beginning. Up to 479 samples of the old one
@@ -122,15 +127,15 @@ ZETO_API void zeto_rx_wrapper_deinit(zeto_rx_wrapper* handle);
 typedef struct zeto_tx_wrapper {
   int32_t state;                          /**< 1: ready; 0: an allocation failed, only deinit has an effect */
   uint8_t params[ZETO_PARAM_BLOCK_BYTES]; /**< the parameter block last set */
-  struct zeto_tx_state* core;
-  int32_t sample_rate;  /**< Hz, 48000 */
-  int32_t format_type;  /**< 1 to 4; 0: unknown */
-  int32_t bit_width;    /**< the rings' width code */
-  int32_t sample_bytes; /**< bytes of a host sample */
-  int32_t block_len;    /**< 480 samples */
-  zeto_stream in2_stream;
-  zeto_stream in1_stream;
-  zeto_stream out_stream;
+  struct zeto_tx_state* core;             /**< the detector; null where its block could not be had */
+  int32_t sample_rate;                    /**< Hz, 48000 */
+  int32_t format_type;                    /**< 1 to 4; 0: unknown */
+  int32_t bit_width;                      /**< the rings' width code */
+  int32_t sample_bytes;                   /**< bytes of a host sample */
+  int32_t block_len;                      /**< 480 samples */
+  zeto_stream in2_stream;                 /**< the microphone */
+  zeto_stream in1_stream;                 /**< the reference */
+  zeto_stream out_stream;                 /**< the measurement */
 } zeto_tx_wrapper;
 
 /** Creates an uplink handle; as zeto_rx_wrapper_init(), a handle without its core hands all three buffers back, 479
@@ -147,11 +152,10 @@ ZETO_API void zeto_tx_wrapper_set_parameters(zeto_tx_wrapper* handle, const stru
 ZETO_API void zeto_tx_wrapper_get_parameter(zeto_tx_wrapper* handle, uint32_t* out);
 
 /** Measures. The inputs come back as they were, 479 samples late and after one trip through 16 bits (format 4: scaled
- * by 32767/32768); `out` comes back as the measurement, the same in every sample of a block, whatever the host put in.
+ *  by 32767/32768); `out` comes back as the measurement, the same in every sample of a block, whatever the host put in.
  *  A measurement v reads v, 256 v, 65536 v and v / 32768 in formats 1 to 4. It is 0 before the first 200 ms have been
- *  analysed and -1000 after a rejected analysis.
- *  The buffers are mono, one run of consecutive samples each, in the handle's format, aligned to a sample. They may be
- *  one and the same buffer, but must not overlap in part.
+ *  analysed and -1000 after a rejected analysis. The buffers are mono, one run of consecutive samples each, in the
+ *  handle's format, aligned to a sample. They may be one and the same buffer, but must not overlap in part.
  *  @param in1         the reference: usually what the emitter plays.
  *  @param in2         the microphone.
  *  @param byte_count  length of each buffer in bytes, a multiple of the sample's bytes, below 2^32. */

@@ -1,0 +1,38 @@
+// A recording's way through the uplink wrapper, and what the detector made of it.
+#pragma once
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <vector>
+
+#include "audio_file.hpp"
+#include "zeto/cores.h"
+
+namespace zeto::tool {
+
+/// What the detector made of 200 ms.
+struct Analysis {
+  double end_s;   ///< where in the recording the 200 ms end
+  int32_t value;  ///< in the unit of UltraHz_period
+
+  bool accepted() const { return value != -1000; }
+};
+
+struct SensingOptions {
+  HostFormat format = HostFormat::kPcm16;
+  int64_t buffer = 480;  ///< samples per call of the wrapper
+  zeto_tx_param param{};
+};
+
+/// Samples per input that the first analysis needs; the start-up delay, where it is on, comes before.
+int64_t shortest_sensed(const zeto_tx_param& param);
+
+/// Fills in the next samples, full scale 1.0: reference and microphone in turns.
+using Capture = std::function<void(std::span<double>)>;
+
+/// Senses `frames` samples of each input. `returned`, where there is one, receives the wrapper's output channel, as
+/// many host samples.
+std::vector<Analysis> sense(const SensingOptions& options, int64_t frames, const Capture& capture,
+                            AudioWriter* returned);
+
+}  // namespace zeto::tool
