@@ -10,11 +10,11 @@
 
 namespace {
 
-constexpr uint32_t kSeeds = 48;
+constexpr uint32_t kSeeds = 300;
 
 std::vector<char> seed_input(uint32_t seed) {
   uint32_t state = seed * 2654435761u;
-  std::vector<char> bytes(8 + support::next_random(state) % 600);
+  std::vector<char> bytes(8 + support::next_random(state) % 2000);
   for (char& byte : bytes) byte = static_cast<char>(support::next_random(state) >> 8);
   return bytes;
 }

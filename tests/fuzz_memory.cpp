@@ -43,7 +43,9 @@ void fuzz_arena(FuzzInput& input) {
       mark = current;
     } else {
       const int32_t alignment = call < 6 ? 4 << input.below(12) : input.take<int32_t>();
-      const uint32_t size = call == 7 ? input.take<uint32_t>() : input.take<uint16_t>();
+      const uint32_t size = call == 7   ? input.take<uint32_t>()
+                            : call == 6 ? static_cast<uint32_t>(base + limit - current) + input.below(3) - 1
+                                        : input.take<uint16_t>();
       void* want = nullptr;
       if (alignment % 4 == 0) {
         current = (current + static_cast<uint64_t>(int64_t{alignment} - 1)) & mask_of(alignment);
@@ -89,7 +91,7 @@ void fuzz_ring(FuzzInput& input) {
   const size_t bytes = width == 16 ? 2 : 4;
   for (uint32_t calls = input.below(32); calls > 0; --calls) {
     const int32_t n =
-        input.below(8) == 0 ? -static_cast<int32_t>(input.take<uint32_t>() >> 1) : input.take<uint8_t>() * 4;
+        input.below(8) == 0 ? -static_cast<int32_t>(input.take<uint32_t>() >> 1) : input.take<uint16_t>() % 1100;
     std::vector<char> a(static_cast<size_t>(std::max(n, 0)) * bytes);
     if (input.below(2) == 0) {
       input.take(a.data(), std::min(a.size(), size_t{64}));
@@ -168,7 +170,8 @@ void fuzz_builders(FuzzInput& input) {
   const zeto_frame frame = zeto_frame_short_load(base, num, size);
   const bool good = address != 0 && num > 0 && num < 5 && size != 0;
   require(frame.num == (good ? num : 0) && frame.size == (good ? static_cast<uint32_t>(size) : 0), "counts as asked");
-  const auto offset = input.take<uint32_t>(), length = input.take<uint32_t>();
+  const uint32_t offset = input.below(2) == 0 ? input.take<uint32_t>() : frame.size + input.below(3) - 1;
+  const auto length = input.take<uint32_t>();
   const zeto_frame part = zeto_frame_short_offside(&frame, offset, length);
   require(part.size == (offset > frame.size ? 0 : std::min(length, frame.size - offset)), "a part is what there is");
   for (uint32_t c = 0; c < 4; ++c) {

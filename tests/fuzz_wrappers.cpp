@@ -112,15 +112,14 @@ uint32_t host_sample(int32_t format, double x) {
 }
 
 // n samples: as they stand in the input, one word over and over, random words, or a tone in the ultrasonic band.
-void fill(FuzzInput& input, int32_t format, char* host, size_t n) {
+void fill(FuzzInput& input, int32_t format, uint32_t kind, char* host, size_t n) {
   const size_t bytes = support::sample_bytes(format);
-  const uint32_t kind = input.below(8) % 5;
   if (kind == 0) return input.take(host, n * bytes);
   uint32_t state = input.take<uint32_t>();
   const double turns = (19000 + state % 64 * 62.5) / 48000, amplitude = (state >> 8) % 256 / 255.0;
   for (size_t i = 0; i < n; ++i) {
     uint32_t word = state;
-    if (kind >= 3) word = next_random(state);
+    if (kind == 3) word = next_random(state);
     if (kind == 2)
       word = host_sample(format, amplitude * std::sin(2 * std::numbers::pi * turns * static_cast<double>(i)));
     std::memcpy(host + i * bytes, &word, bytes);
@@ -145,7 +144,9 @@ void process(FuzzInput& input, int32_t format, size_t n, typename Side::Library&
   const uint32_t same = input.below(8);
   Host host = {{}, {0, same == 1 ? 0u : 1u, same == 2 ? 0u : same == 3 ? 1u : 2u}};
   for (auto& buffer : host.storage) buffer.resize(n * bytes);
-  for (size_t i = 0; i < Side::kBuffers; ++i) fill(input, format, host.storage[i].data(), n);
+  const uint32_t common = input.below(4);  // kind of all buffers, or each its own
+  for (size_t i = 0; i < Side::kBuffers; ++i)
+    fill(input, format, common != 0 ? common : input.below(4), host.storage[i].data(), n);
   Host one_by_one = host, model = host;
 
   whole.process(host.at(0), n * bytes);
@@ -161,6 +162,13 @@ void live(FuzzInput& input, size_t& samples_left) {
   const int32_t format = static_cast<int32_t>(input.below(4)) + 1;
   typename Side::Library whole(format), single(format);
   typename Side::Plain plain(format);
+  const auto set = [&] {
+    const Words words = take_words(input, Side::kSane);
+    whole.set(words);
+    single.set(words);
+    plain.set(words);
+  };
+  if (input.below(4) != 0) set();
   while (!input.empty() && samples_left > 0) {
     const uint32_t call = input.below(8);
     if (call == 0) return;
@@ -170,12 +178,9 @@ void live(FuzzInput& input, size_t& samples_left) {
       single.get(b);
       require(a == b, "both handles have the same parameters");
     } else if (call == 2) {
-      const Words words = take_words(input, Side::kSane);
-      whole.set(words);
-      single.set(words);
-      plain.set(words);
+      set();
     } else {
-      const size_t n = std::min<size_t>(input.below(call == 7 ? 10000 : 256) + 1, samples_left);
+      const size_t n = std::min<size_t>(input.below(call >= 6 ? 10000 : 256) + 1, samples_left);
       process<Side>(input, format, n, whole, single, plain);
       samples_left -= n;
     }
