@@ -1,8 +1,8 @@
 #include "zeto/arena.h"
 
-#include <cmath>
-#include <cstdio>
-#include <cstring>
+#include <math.h>
+#include <stdio.h>
+#include <string.h>
 
 #include "kernels/saturate.hpp"
 
@@ -57,7 +57,7 @@ void* take(int32_t slot, uint64_t start, uint32_t size) {
   arena_slot& s = slot_of(slot);
   s.cur_addr = start + size;
   if (s.cur_addr - s.base_addr > traits_of(slot).limit) {
-    std::fputs(traits_of(slot).no_memory, stderr);
+    fputs(traits_of(slot).no_memory, stderr);
     s.cur_addr -= size;
     return nullptr;
   }
@@ -68,7 +68,7 @@ void* take(int32_t slot, uint64_t start, uint32_t size) {
 // a shift of 0 modulo 64: no mask.
 uint64_t alignment_mask(int32_t alignment) {
   constexpr double kLn2 = 0.6931471805599453;
-  const int32_t shift = zeto::saturate_int32(std::log(static_cast<double>(alignment)) / kLn2 + 0.5);
+  const int32_t shift = zeto::saturate_int32(log(static_cast<double>(alignment)) / kLn2 + 0.5);
   return ~uint64_t{0} << (static_cast<uint32_t>(shift) % 64);
 }
 
@@ -94,13 +94,13 @@ int64_t zeto_get_use_size(int32_t slot) {
 
 void* malloc_buffer(int32_t slot, uint32_t size) {
   void* start = take(slot, slot_of(slot).cur_addr, size);
-  if (start != nullptr) std::memset(start, 0, size);
+  if (start != nullptr) memset(start, 0, size);
   return start;
 }
 
 void* align_malloc(int32_t slot, int32_t alignment, uint32_t size) {
   if (alignment % 4 != 0) {
-    std::fprintf(stderr, "%s Unsupport alignment<%d>.\n", traits_of(slot).name, alignment);
+    fprintf(stderr, "%s Unsupport alignment<%d>.\n", traits_of(slot).name, alignment);
     return nullptr;
   }
   const uint64_t last = static_cast<uint64_t>(int64_t{alignment} - 1);
@@ -112,5 +112,5 @@ void free_buffer(int32_t, void*) {}
 void align_free(int32_t, void*) {}
 
 void* reset_buffer(void* address, int32_t size) {
-  return std::memset(address, 0, static_cast<size_t>(static_cast<ptrdiff_t>(size)));
+  return memset(address, 0, static_cast<size_t>(static_cast<ptrdiff_t>(size)));
 }

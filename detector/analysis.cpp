@@ -1,6 +1,6 @@
 #include "detector/analysis.hpp"
 
-#include <cmath>
+#include <math.h>
 
 #include "kernels/saturate.hpp"
 #include "zeto/tables.h"
@@ -18,7 +18,7 @@ float median(const float* sorted, int n) noexcept {
 
 int count_near(const float* values, int n, float centre, float tolerance) noexcept {
   int count = 0;
-  for (int i = 0; i < n; ++i) count += std::fabs(values[i] - centre) < tolerance;
+  for (int i = 0; i < n; ++i) count += fabsf(values[i] - centre) < tolerance;
   return count;
 }
 
@@ -81,12 +81,12 @@ Agreement agree(float* positions, float* levels, int n) noexcept {
 
 bool is_accepted(const Thresholds& thresholds, const RatioHistory& hits, const RatioHistory& levels) noexcept {
   if (thresholds.cand_ratio > hits.current || levels.current < thresholds.spread_ratio) return false;
-  return levels.current + levels.previous + std::trunc(hits.current + hits.previous) >= 2.0f;
+  return levels.current + levels.previous + truncf(hits.current + hits.previous) >= 2.0f;
 }
 
 float measure(float position, int32_t floor_hz, int32_t scope_hz, int32_t period) noexcept {
-  const float low = std::round(static_cast<float>(floor_hz) / kQuantum) * kQuantum;
-  const float width = std::trunc(static_cast<float>(scope_hz) / kQuantum) * kQuantum;
+  const float low = roundf(static_cast<float>(floor_hz) / kQuantum) * kQuantum;
+  const float width = truncf(static_cast<float>(scope_hz) / kQuantum) * kQuantum;
   const float span = (low + width) - low;
   const bool beyond_half = static_cast<double>(span) * 0.5 < static_cast<double>(position);
   const float folded = beyond_half ? span - position : position;

@@ -1,6 +1,6 @@
 // Lifecycle, parameters and block loop of the detector.
-#include <cstdio>
-#include <cstring>
+#include <stdio.h>
+#include <string.h>
 
 #include "detector/state.hpp"
 #include "zeto/arena.h"
@@ -22,10 +22,10 @@ void start_measurement(zeto_tx_state* state) {
   state->high_pass_a = {};
   state->high_pass_b = {};
   state->low_pass = {};
-  std::memset(state->hist_a, 0, sizeof state->hist_a);
-  std::memset(state->hist_b, 0, sizeof state->hist_b);
-  std::memset(state->cand_freq, 0, sizeof state->cand_freq);
-  std::memset(state->cand_level, 0, sizeof state->cand_level);
+  memset(state->hist_a, 0, sizeof state->hist_a);
+  memset(state->hist_b, 0, sizeof state->hist_b);
+  memset(state->cand_freq, 0, sizeof state->cand_freq);
+  memset(state->cand_level, 0, sizeof state->cand_level);
   state->hit_ratio_hist = {};
   state->level_ratio_hist = {};
   state->delay_status = 0.0f;
@@ -61,11 +61,11 @@ void zeto_tx_init(zeto_tx_state* state) {
   state->frame_tag = 160;
   start_measurement(state);
   zeto_fft_init(&state->fft, kFftLen);
-  std::memset(state->delay_line, 0, sizeof state->delay_line);
+  memset(state->delay_line, 0, sizeof state->delay_line);
   state->reinit_status = 0.0f;
   state->delay_ms = 0;
   state->warmup_index = 1;
-  std::printf("zeto_tx_init, version(0x%p) %s\n", static_cast<void*>(state), kVersion);
+  printf("zeto_tx_init, version(0x%p) %s\n", static_cast<void*>(state), kVersion);
 }
 
 void zeto_tx_reinit(zeto_tx_state* state, int32_t sample_rate) {
@@ -73,13 +73,13 @@ void zeto_tx_reinit(zeto_tx_state* state, int32_t sample_rate) {
   start_measurement(state);
   state->reinit_status = -1.0f;
   zeto_fft_reinit(&state->fft, kFftLen);
-  std::printf("zeto_tx_reinit(0x%p) sample_rate %d\n", static_cast<void*>(state), sample_rate);
+  printf("zeto_tx_reinit(0x%p) sample_rate %d\n", static_cast<void*>(state), sample_rate);
 }
 
 void zeto_tx_destroy(zeto_tx_state* state) {
   if (state == nullptr) return;
   zeto_fft_destroy();
-  std::printf("zeto_tx_destroy(0x%p) \n", static_cast<void*>(state));
+  printf("zeto_tx_destroy(0x%p) \n", static_cast<void*>(state));
 }
 
 void zeto_tx_set_param(zeto_tx_state* state, const zeto_tx_param* param) {
@@ -96,15 +96,14 @@ void zeto_tx_set_param(zeto_tx_state* state, const zeto_tx_param* param) {
   state->spare1 = param->UltraHz_spare1;
   state->spare2 = param->UltraHz_spare2;
   state->delay_ms = param->UltraHz_delay_ms;
-  std::printf(
-      "UltraHz_floor(%ld) UltraHz_scope(%ld) UltraHz_period(%ld) UltraHz_cand_dB(%ld) UltraHz_cand_ratio<%f>.\n",
-      zero_extended(param->UltraHz_floor), zero_extended(param->UltraHz_scope), zero_extended(param->UltraHz_period),
-      zero_extended(param->UltraHz_cand_dB), static_cast<double>(state->cand_ratio));
+  printf("UltraHz_floor(%ld) UltraHz_scope(%ld) UltraHz_period(%ld) UltraHz_cand_dB(%ld) UltraHz_cand_ratio<%f>.\n",
+         zero_extended(param->UltraHz_floor), zero_extended(param->UltraHz_scope), zero_extended(param->UltraHz_period),
+         zero_extended(param->UltraHz_cand_dB), static_cast<double>(state->cand_ratio));
 }
 
 void zeto_tx_get_param(const zeto_tx_state* state, uint32_t* out) {
   if (state == nullptr || out == nullptr) return;
-  std::memcpy(out, &state->params, sizeof state->params);
+  memcpy(out, &state->params, sizeof state->params);
 }
 
 void zeto_tx_process(zeto_tx_state* state, const int16_t* in_a, const int16_t* in_b, int16_t* out,

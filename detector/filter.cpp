@@ -1,7 +1,7 @@
 #include "detector/filter.hpp"
 
-#include <algorithm>
-#include <cmath>
+#include <math.h>
+#include <string.h>
 
 #include "kernels/lanes.hpp"
 
@@ -12,10 +12,10 @@ constexpr size_t kOrder = kFilterOrder;
 constexpr size_t kChunk = kFilterChunk;
 
 double greatest(double v) noexcept {
-  return std::fabs(v);
+  return fabs(v);
 }
 double greatest(f64x2 v) noexcept {
-  return std::max(std::fabs(v[0]), std::fabs(v[1]));
+  return fmax(fabs(v[0]), fabs(v[1]));
 }
 
 // To float values, in double and as floats, in the way that suits their size.
@@ -48,7 +48,7 @@ class Filter {
 
   // A single signal takes two samples at a time, one in each lane.
   void enter() noexcept {
-    constexpr size_t kWidth = sizeof(f64x2) / sizeof(V);
+    constexpr size_t kWidth = sizeof(f64x2) / sizeof(V);  // NOLINT(bugprone-sizeof-expression): 1 where V is f64x2
     for (size_t n = 0; n < kChunk; n += kWidth) {
       f64x2 sum = b_[kOrder] * load<f64x2>(inputs_ + n);
       for (size_t i = 1; i <= kOrder; ++i) sum += b_[kOrder - i] * load<f64x2>(inputs_ + n + i);
@@ -59,7 +59,7 @@ class Filter {
   // True where the filter has all but come to rest, so that outputs below the floats' normal range are to be expected.
   bool is_faint() const noexcept {
     double most = 0.0;
-    for (size_t i = 0; i < kOrder; ++i) most = std::max(most, greatest(outputs_[i]));
+    for (size_t i = 0; i < kOrder; ++i) most = fmax(most, greatest(outputs_[i]));
     return most < 0x1p-100;
   }
 
@@ -153,7 +153,7 @@ class LowPass {
   // @param input  kChunk float values.
   void enter(size_t chunk, const double* input) noexcept {
     at_ = chunk * kChunk;
-    std::memcpy(filter_.inputs() + kOrder, input, kChunk * sizeof *input);
+    memcpy(filter_.inputs() + kOrder, input, kChunk * sizeof *input);
     filter_.enter();
   }
 

@@ -5,7 +5,7 @@
 // summed in this order everywhere. The newest output comes last because it is known last.
 #pragma once
 
-#include <cstddef>
+#include <stddef.h>
 
 namespace zeto {
 

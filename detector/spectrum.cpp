@@ -1,6 +1,6 @@
 #include "detector/spectrum.hpp"
 
-#include <cmath>
+#include <math.h>
 
 #include "fft/driver.hpp"
 #include "zeto/kernels.h"
@@ -68,7 +68,7 @@ void find_powers(const f32x4* spectrum, Powers& out) noexcept {
 }
 
 float level_of(float power) noexcept {
-  return 10.0f * std::log10(power);
+  return 10.0f * log10f(power);
 }
 
 // The definition: the largest of all levels, the first among equals.

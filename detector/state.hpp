@@ -1,8 +1,8 @@
 // The detector's record at the start of its state block, and the numbers that its analysis is built on.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#include <stddef.h>
+#include <stdint.h>
 
 #include "detector/filter.hpp"
 #include "zeto/cores.h"

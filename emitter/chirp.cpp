@@ -1,6 +1,6 @@
 #include "emitter/chirp.hpp"
 
-#include <cmath>
+#include <math.h>
 
 #include "emitter/sine.hpp"
 #include "kernels/lanes.hpp"
@@ -43,7 +43,7 @@ int16_t to_pcm16(double value) noexcept {
 void write_one_by_one(const Sweep& s, uint32_t first, int32_t count, int16_t* out) noexcept {
   for (int32_t i = 0; i < count; ++i) {
     const uint32_t n = first + static_cast<uint32_t>(i);
-    const double turn = std::fmod(turns(s, static_cast<double>(n)), 1.0);
+    const double turn = fmod(turns(s, static_cast<double>(n)), 1.0);
     out[i] = to_pcm16(amplitude(s, n) * sine_of_turn(turn));
   }
 }
@@ -52,9 +52,9 @@ void write_one_by_one(const Sweep& s, uint32_t first, int32_t count, int16_t* ou
 // off, and amplitudes stay finite. False for parameters that make anything infinite or undefined.
 bool is_ordinary(const Sweep& s, uint32_t first, int32_t count) noexcept {
   const double last = static_cast<double>(first) + count;
-  const double most_turns = std::fabs(s.f0) * last / s.fs + std::fabs(s.k) * last * last / s.fs;
-  const double most_amplitude = std::fabs(s.slope) * last + std::fabs(s.a0) + std::fabs(s.gain_in) * kFadeIn +
-                                std::fabs(s.gain_out) * (std::fabs(s.period_len) + last);
+  const double most_turns = fabs(s.f0) * last / s.fs + fabs(s.k) * last * last / s.fs;
+  const double most_amplitude =
+      fabs(s.slope) * last + fabs(s.a0) + fabs(s.gain_in) * kFadeIn + fabs(s.gain_out) * (fabs(s.period_len) + last);
   const bool rises = s.f0 >= 0.0 && s.f0 + 0.5 * s.k * last >= 0.0;
   return last < 4294967296.0 && rises && most_turns < 1e12 && most_amplitude < 1e12;
 }
@@ -112,7 +112,7 @@ Sweep make_sweep(const zeto_rx_state& state) noexcept {
   const double period = s.fs * state.period_s;
   const uint32_t frames = frames_per_period(state);
 
-  s.f0 = df * std::round(state.start_hz / df);
+  s.f0 = df * round(state.start_hz / df);
   s.k = df * steps / period;
   s.a0 = static_cast<double>(a0);
   s.slope = static_cast<double>(a1 - a0) / period;

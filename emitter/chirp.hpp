@@ -1,7 +1,7 @@
 // Synthesis of one frame of the sweep.
 #pragma once
 
-#include <cstdint>
+#include <stdint.h>
 
 #include "zeto/cores.h"
 

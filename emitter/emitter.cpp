@@ -1,7 +1,7 @@
 // Lifecycle, parameters and frame loop of the emitter.
-#include <cstddef>
-#include <cstdio>
-#include <cstring>
+#include <stddef.h>
+#include <stdio.h>
+#include <string.h>
 
 #include "emitter/chirp.hpp"
 #include "zeto/arena.h"
@@ -30,7 +30,7 @@ void restart(zeto_rx_state* state, uint32_t sample_rate) {
 void write_frame(zeto_rx_state* state, int16_t* out) {
   const int32_t len = state->frame_len;
   if (state->enable != 1) {
-    if (len > 0) std::memset(out, 0, static_cast<size_t>(len) * sizeof *out);
+    if (len > 0) memset(out, 0, static_cast<size_t>(len) * sizeof *out);
     return;
   }
   const uint32_t frame = state->frame_count++;
@@ -55,13 +55,13 @@ void zeto_rx_init(zeto_rx_state* state) {
   state->amp_start_milli = 10;
   state->amp_end_milli = 160;
   state->enable = 1;
-  std::printf("[ZETO_RX] Rx_Init succ,version is %s.\n", kVersion);
+  printf("[ZETO_RX] Rx_Init succ,version is %s.\n", kVersion);
 }
 
 void zeto_rx_reinit(zeto_rx_state* state, uint32_t sample_rate) {
   if (state == nullptr) return;
   restart(state, sample_rate);
-  std::printf("[ZETO_RX] Rx_ReInit succ,version is %s.\n", kVersion);
+  printf("[ZETO_RX] Rx_ReInit succ,version is %s.\n", kVersion);
 }
 
 void zeto_rx_set_param(zeto_rx_state* state, const zeto_rx_param* param) {
@@ -72,15 +72,15 @@ void zeto_rx_set_param(zeto_rx_state* state, const zeto_rx_param* param) {
   state->amp_end_milli = param->amp_end_milli;
   state->period_s = param->period_ms / 1000;
   state->enable = param->enable;
-  std::printf("[ZETO_RX]: module_param_setting: %d, %d, %d, %d, %d\n", state->period_s, state->amp_start_milli,
-              state->span_hz, state->start_hz, state->enable);
+  printf("[ZETO_RX]: module_param_setting: %d, %d, %d, %d, %d\n", state->period_s, state->amp_start_milli,
+         state->span_hz, state->start_hz, state->enable);
 }
 
 void zeto_rx_get_param(const zeto_rx_state* state, int32_t* out) {
   if (state == nullptr || out == nullptr) return;
   const int32_t words[6] = {state->start_hz,      state->span_hz,  state->amp_start_milli,
                             state->amp_end_milli, state->period_s, state->enable};
-  std::memcpy(out, words, sizeof words);
+  memcpy(out, words, sizeof words);
 }
 
 // Every frame reads the parameters afresh. A state that was never prepared has no frame length: one turn, then out.

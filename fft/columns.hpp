@@ -2,14 +2,22 @@
 // and in even columns the last value is real again.
 #pragma once
 
-#include <cstddef>
-#include <type_traits>
+#include <stddef.h>
 
 #include "fft/pair.hpp"
 
 namespace zeto::fft {
 
-using Index = std::ptrdiff_t;
+using Index = ptrdiff_t;
+
+template <typename T>
+struct Unqualified {
+  using Type = T;
+};
+template <typename T>
+struct Unqualified<const T> {
+  using Type = T;
+};
 
 template <typename T>
 class Columns {
@@ -18,7 +26,7 @@ class Columns {
 
   T& operator()(Index i, Index row, Index slab) const noexcept { return data_[i + ido_ * (row + rows_ * slab)]; }
 
-  Pair<std::remove_const_t<T>> pair(Index i, Index row, Index slab) const noexcept {
+  Pair<typename Unqualified<T>::Type> pair(Index i, Index row, Index slab) const noexcept {
     const T* p = &(*this)(i, row, slab);
     return {p[0], p[1]};
   }

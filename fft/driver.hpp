@@ -35,7 +35,8 @@ void forward(const zeto_drft_lookup& lookup, T* data, T* scratch) noexcept {
   for (int32_t f = lookup.factors[1]; f-- > 0;) {
     const Index ip = factors[f];
     const Index l1 = l2 / ip;
-    const Index ido = n / l2;
+    // The factors multiply up to n, so l2 never comes down to 0 before they are used up.
+    const Index ido = n / l2;  // NOLINT(clang-analyzer-core.UndefinedBinaryOperatorResult)
     wa -= (ip - 1) * ido;
     bool moved = true;
     if (ip == 4) {

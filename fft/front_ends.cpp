@@ -1,6 +1,6 @@
 // Scaling and spectrum layouts on top of the transform.
-#include <cstddef>
-#include <cstring>
+#include <stddef.h>
+#include <string.h>
 
 #include "zeto/fft.h"
 
@@ -51,15 +51,15 @@ void zeto_irfft_float(zeto_drft_lookup* lookup, float* buf) {
 }
 
 void zeto_freq_layout_compact_toN(float* buf, int32_t len, float scale) {
-  const std::ptrdiff_t last = std::ptrdiff_t{len} - 1;
+  const ptrdiff_t last = ptrdiff_t{len} - 1;
   buf[0] *= scale;
-  for (std::ptrdiff_t k = 1; k < last; ++k) buf[k] = buf[k + 1] * scale;
+  for (ptrdiff_t k = 1; k < last; ++k) buf[k] = buf[k + 1] * scale;
   buf[last] = 0.0f;
 }
 
 void zeto_freq_layout_expand_toN_plus2(float* buf, int32_t len) {
-  const std::ptrdiff_t last = std::ptrdiff_t{len} - 1;
-  if (last > 2) std::memmove(buf + 2, buf + 1, static_cast<size_t>(last - 2) * sizeof *buf);
+  const ptrdiff_t last = ptrdiff_t{len} - 1;
+  if (last > 2) memmove(buf + 2, buf + 1, static_cast<size_t>(last - 2) * sizeof *buf);
   buf[last] = 0.0f;
   buf[1] = 0.0f;
 }

@@ -1,6 +1,6 @@
 // Setting up a lookup record: factors, twiddles, and what happens to lengths out of range.
-#include <cstdio>
-#include <cstring>
+#include <stdio.h>
+#include <string.h>
 
 #include "fft/general_passes.hpp"
 #include "zeto/fft.h"
@@ -32,7 +32,7 @@ int32_t factorise(int32_t n, int32_t* list) noexcept {
   for (int32_t trial = 4; n > 1; trial = next_trial(trial)) {
     for (; n > 1 && n % trial == 0; n /= trial) {
       if (trial == 2) {  // at most once, after the fours; it goes in front, so that odd factors meet odd columns only
-        std::memmove(list + 1, list, static_cast<size_t>(count) * sizeof *list);
+        memmove(list + 1, list, static_cast<size_t>(count) * sizeof *list);
         list[0] = 2;
       } else {
         list[count] = trial;
@@ -77,10 +77,10 @@ void fdrffti(int32_t n, float* trig, int32_t* factors) {
 void zeto_drft_init(zeto_drft_lookup* lookup, int32_t n) {
   if (n < 1) return;
   if (n > ZETO_FFT_LEN_MAX) {
-    std::fprintf(stderr, "[QANT] zeto_drft init n is %d too large then ZETO_FFT_LEN_MAX n. \n", n);
+    fprintf(stderr, "[QANT] zeto_drft init n is %d too large then ZETO_FFT_LEN_MAX n. \n", n);
     n = ZETO_FFT_LEN_MAX;
   }
-  std::memset(lookup, 0, sizeof *lookup);
+  memset(lookup, 0, sizeof *lookup);
   lookup->n = n;
   fdrffti(n, lookup->trig, lookup->factors);
 }
@@ -89,7 +89,7 @@ void zeto_drft_reinit(zeto_drft_lookup* lookup, int32_t n) {
   if (n < 1) return;
   lookup->n = n;
   if (n > ZETO_FFT_LEN_MAX) {
-    std::fprintf(stderr, "[QANT] zeto_drft_reinit n is %d too large then ZETO_FFT_LEN_MAX n. \n", n);
+    fprintf(stderr, "[QANT] zeto_drft_reinit n is %d too large then ZETO_FFT_LEN_MAX n. \n", n);
     lookup->n = ZETO_FFT_LEN_MAX;
     if (n > zeto::fft::kTableLenMax) n = ZETO_FFT_LEN_MAX;
   }

@@ -1,5 +1,5 @@
 // Band compression after the edges in zeto/tables.h, and the statistics that go with it.
-#include <cmath>
+#include <math.h>
 
 #include "zeto/kernels.h"
 #include "zeto/tables.h"
@@ -57,12 +57,12 @@ float stdVec(const float* values, int32_t n, float mean) {
     const float apart = values[i] - mean;
     sum += apart * apart;
   }
-  return std::sqrt(sum / (n > 1 ? static_cast<float>(n - 1) : 1.0f));
+  return sqrtf(sum / (n > 1 ? static_cast<float>(n - 1) : 1.0f));
 }
 
 float energy_db_cal(const float* x, const float* w, uint32_t n, float offset) {
   float energy = 0.0f;
   for (uint32_t i = 0; i < n; ++i) energy += w[i] * (x[i] * w[i]);
   const auto divisor = static_cast<float>(2u * n * (n - 1u));
-  return 10.0f * std::log10(energy / divisor + 1e-15f) - offset;
+  return 10.0f * log10f(energy / divisor + 1e-15f) - offset;
 }

@@ -1,8 +1,8 @@
 // Frames: descriptors of up to four channels over the caller's memory.
-#include <cmath>
-#include <cstddef>
-#include <cstdio>
-#include <cstring>
+#include <math.h>
+#include <stddef.h>
+#include <stdio.h>
+#include <string.h>
 
 #include "kernels/saturate.hpp"
 #include "zeto/kernels.h"
@@ -46,8 +46,8 @@ bool are_compatible(const zeto_frame* source, const zeto_frame* destination) noe
   const zeto_frame& from = source ? *source : kEmpty;
   const zeto_frame& to = destination ? *destination : kEmpty;
   using Count = unsigned long;
-  std::fprintf(stderr, "QANT_TX: num info<%lu><%lu>, size info<%lu><%lu>.\n", Count{from.num}, Count{to.num},
-               Count{from.size}, Count{to.size});
+  fprintf(stderr, "QANT_TX: num info<%lu><%lu>, size info<%lu><%lu>.\n", Count{from.num}, Count{to.num},
+          Count{from.size}, Count{to.size});
   return false;
 }
 
@@ -62,7 +62,7 @@ void convert(const zeto_frame* source, const zeto_frame* destination, Convert sa
 }
 
 int16_t round_to_short(float x) noexcept {
-  const int32_t rounded = zeto::saturate_int32(x + std::copysign(0.5f, x));
+  const int32_t rounded = zeto::saturate_int32(x + copysignf(0.5f, x));
   if (rounded > INT16_MAX) return INT16_MAX;
   if (rounded < INT16_MIN) return INT16_MIN;
   return static_cast<int16_t>(rounded);
@@ -91,7 +91,7 @@ zeto_frame zeto_frame_short_offside(const zeto_frame* frame, uint32_t offset, ui
 void zeto_frame_float_copy_to_float(const zeto_frame* source, const zeto_frame* destination) {
   if (!are_compatible(source, destination)) return;
   const size_t bytes = size_t{destination->size} * sizeof(float);
-  for (uint32_t c = 0; c < destination->num; ++c) std::memmove(destination->ch[c], source->ch[c], bytes);
+  for (uint32_t c = 0; c < destination->num; ++c) memmove(destination->ch[c], source->ch[c], bytes);
 }
 
 void zeto_frame_short_convert_to_float(const zeto_frame* source, const zeto_frame* destination) {

@@ -2,9 +2,9 @@
 // of the single value, to the bit; nothing here fuses or reorders.
 #pragma once
 
-#include <cmath>
-#include <cstdint>
-#include <cstring>
+#include <math.h>
+#include <stdint.h>
+#include <string.h>
 
 namespace zeto {
 
@@ -19,13 +19,13 @@ typedef int64_t i64x2 __attribute__((vector_size(16)));
 template <typename V, typename T>
 inline V load(const T* from) noexcept {
   V v;
-  std::memcpy(&v, from, sizeof v);
+  memcpy(&v, from, sizeof v);
   return v;
 }
 
 template <typename V, typename T>
 inline void store(V v, T* to) noexcept {
-  std::memcpy(to, &v, sizeof v);
+  memcpy(to, &v, sizeof v);
 }
 
 inline f32x4 join(f32x2 low, f32x2 high) noexcept {
@@ -62,13 +62,14 @@ constexpr double kLeastNormalFloat = 0x1p-126;
 constexpr double kDenormalRounder = 0x1.8p-97;
 
 inline double through_float_denormal(double v) noexcept {
-  if (std::fabs(v) >= kLeastNormalFloat) return through_float(v);
-  return std::copysign((std::fabs(v) + kDenormalRounder) - kDenormalRounder, v);
+  if (fabs(v) >= kLeastNormalFloat) return through_float(v);
+  return copysign((fabs(v) + kDenormalRounder) - kDenormalRounder, v);
 }
 
 struct SplitFloats {
-  f64x2 normal;    // the values, 0 in denormal lanes
-  f64x2 denormal;  // the magnitudes of the rounded denormals, 0 in normal lanes
+  f64x2 normal;         // the values, 0 in denormal lanes
+  f64x2 denormal;       // the magnitudes of the rounded denormals, 0 in normal lanes
+  i64x2 denormal_bits;  // the same as floats, in the low halves
   i64x2 sign;
   bool all_denormal;
 };
@@ -76,8 +77,9 @@ inline SplitFloats split_denormals(f64x2 v) noexcept {
   const i64x2 sign = bits_of(v) & INT64_MIN;
   const f64x2 magnitude = f64_of(bits_of(v) ^ sign);
   const i64x2 denormal = magnitude < kLeastNormalFloat;
-  const f64x2 rounded = (magnitude + kDenormalRounder) - kDenormalRounder;
-  return {f64_of(bits_of(v) & ~denormal), f64_of(bits_of(rounded) & denormal), sign, (denormal[0] & denormal[1]) != 0};
+  const f64x2 shifted = magnitude + kDenormalRounder;
+  return {f64_of(bits_of(v) & ~denormal), f64_of(bits_of(shifted - kDenormalRounder) & denormal),
+          bits_of(shifted) & denormal & UINT32_MAX, sign, (denormal[0] & denormal[1]) != 0};
 }
 inline f64x2 through_float_denormal(f64x2 v) noexcept {
   const SplitFloats s = split_denormals(v);
@@ -86,8 +88,9 @@ inline f64x2 through_float_denormal(f64x2 v) noexcept {
 }
 inline f32x2 to_float_denormal(f64x2 v) noexcept {
   const SplitFloats s = split_denormals(v);
-  const i32x2 sign = __builtin_convertvector(s.sign >> 32, i32x2);
-  const i32x2 rounded = __builtin_convertvector(s.denormal * 0x1p149, i32x2) | sign;
+  const i32x4 multiple = reinterpret_cast<i32x4>(s.denormal_bits);
+  const i32x4 sign = reinterpret_cast<i32x4>(s.sign);
+  const i32x2 rounded = __builtin_shufflevector(multiple, multiple, 0, 2) | __builtin_shufflevector(sign, sign, 1, 3);
   return reinterpret_cast<f32x2>(s.all_denormal ? rounded : rounded | reinterpret_cast<i32x2>(to_float(s.normal)));
 }
 

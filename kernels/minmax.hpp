@@ -2,16 +2,16 @@
 // std::min nor fminf promises both everywhere. Of two NaNs the first comes back.
 #pragma once
 
-#include <cmath>
+#include <math.h>
 
 namespace zeto {
 
 inline float min_num(float a, float b) noexcept {
-  return a < b || b != b || (a == b && std::signbit(a)) ? a : b;
+  return a < b || b != b || (a == b && signbit(a)) ? a : b;
 }
 
 inline float max_num(float a, float b) noexcept {
-  return a > b || b != b || (a == b && !std::signbit(a)) ? a : b;
+  return a > b || b != b || (a == b && !signbit(a)) ? a : b;
 }
 
 }  // namespace zeto

@@ -2,8 +2,7 @@
 // cast is undefined out of range, and processors differ there.
 #pragma once
 
-#include <cstdint>
-#include <limits>
+#include <stdint.h>
 
 namespace zeto {
 
@@ -11,8 +10,8 @@ template <typename Float>
 constexpr int32_t saturate_int32(Float x) noexcept {
   constexpr Float kLimit = Float(2147483648.0);
   if (!(x == x)) return 0;
-  if (x >= kLimit) return std::numeric_limits<int32_t>::max();
-  if (x < -kLimit) return std::numeric_limits<int32_t>::min();
+  if (x >= kLimit) return INT32_MAX;
+  if (x < -kLimit) return INT32_MIN;
   return static_cast<int32_t>(x);
 }
 

@@ -1,7 +1,7 @@
 // Float vectors. The plain loops define the results; the compiler vectorises the element-wise ones behind its own
 // overlap tests. Sums stay scalar, since their order is part of the result.
-#include <cmath>
-#include <cstring>
+#include <math.h>
+#include <string.h>
 
 #include "kernels/minmax.hpp"
 #include "zeto/kernels.h"
@@ -39,7 +39,7 @@ inline uint32_t count_of(int32_t n) noexcept {
 }
 
 inline void move(float* dst, const float* src, uint32_t n) noexcept {
-  std::memmove(dst, src, static_cast<size_t>(n) * sizeof(float));
+  memmove(dst, src, static_cast<size_t>(n) * sizeof(float));
 }
 
 }  // namespace
@@ -99,13 +99,13 @@ void zeto_vf_sub_vf(const float* a, const float* b, uint32_t n, float* out) {
 }
 
 void zeto_vf_dot_pow(const float* x, uint32_t n, float* out, float p) {
-  each(x, n, out, [p](float v) { return std::exp(std::log(v) * p); });
+  each(x, n, out, [p](float v) { return expf(logf(v) * p); });
 }
 
 void zeto_vf_dot_div(const float* a, const float* b, uint32_t n, float* out, float eps) {
   each(a, b, n, out, [eps](float numerator, float denominator) {
-    const float sign = std::copysign(1.0f, denominator);
-    const float reciprocal = 1.0f / zeto::max_num(std::fabs(denominator), eps);
+    const float sign = copysignf(1.0f, denominator);
+    const float reciprocal = 1.0f / zeto::max_num(fabsf(denominator), eps);
     return numerator * sign * reciprocal;
   });
 }
@@ -131,7 +131,7 @@ const float* zeto_vf_minim_limit(const float* x, uint32_t n, float* out, float l
 }
 
 void zeto_vf_10log10(const float* x, uint32_t n, float* out, float floor) {
-  each(x, n, out, [floor](float v) { return std::log10(zeto::max_num(v, floor)) * 10.0f; });
+  each(x, n, out, [floor](float v) { return log10f(zeto::max_num(v, floor)) * 10.0f; });
 }
 
 float* zeto_vf_fill(float* x, uint32_t n, float v) {

@@ -1,7 +1,7 @@
 // Sliding windows: frames out of a stream, a stream out of frames, and two gains for calibration.
-#include <cfloat>
-#include <cmath>
-#include <cstddef>
+#include <float.h>
+#include <math.h>
+#include <stddef.h>
 
 #include "kernels/minmax.hpp"
 #include "zeto/kernels.h"
@@ -65,5 +65,5 @@ float zeto_window_To0dBFs(const float* window, uint32_t len) {
 
 float zeto_window_cali_db(const float* window, uint32_t len) {
   if (!window) return 0.0f;
-  return 10.0f * std::log10(zeto_vf_dot_power_get_sum(window, len) / static_cast<float>(len));
+  return 10.0f * log10f(zeto_vf_dot_power_get_sum(window, len) / static_cast<float>(len));
 }

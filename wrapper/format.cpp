@@ -1,7 +1,5 @@
 #include "wrapper/format.hpp"
 
-#include <algorithm>
-
 #include "kernels/lanes.hpp"
 
 namespace zeto {
@@ -13,11 +11,12 @@ constexpr int32_t kMax24 = 8388607;
 // To nearest, ties up. The rounding term wraps: the topmost 128 inputs come out at the bottom.
 int16_t narrow(int32_t x) noexcept {
   const int32_t t = static_cast<int32_t>(static_cast<uint32_t>(x) + 128u);
-  return static_cast<int16_t>(std::clamp(t, kMin24, kMax24) >> 8);
+  return static_cast<int16_t>((t < kMin24 ? kMin24 : t > kMax24 ? kMax24 : t) >> 8);
 }
 
 int32_t to_pcm24(int32_t x) noexcept {
-  return static_cast<int32_t>(std::min((int64_t{x} + 128) >> 8, int64_t{kMax24}));
+  const int64_t t = (int64_t{x} + 128) >> 8;
+  return t > kMax24 ? kMax24 : static_cast<int32_t>(t);
 }
 
 int32_t to_pcm32(int32_t x) noexcept {

@@ -2,8 +2,8 @@
 // PCM.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#include <stddef.h>
+#include <stdint.h>
 
 namespace zeto {
 

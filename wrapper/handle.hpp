@@ -6,8 +6,8 @@
 //                           decides when a block is complete
 #pragma once
 
-#include <cstddef>
-#include <cstring>
+#include <stddef.h>
+#include <string.h>
 
 #include "wrapper/format.hpp"
 #include "wrapper/log.hpp"
@@ -66,7 +66,7 @@ void set_parameters(typename Side::Handle* handle, const Param* param) noexcept 
   if (!is_ready(handle)) return;
   log::parameters(Side::kSet, param);
   Side::set_core(handle->core, param);
-  std::memcpy(handle->params, param, sizeof handle->params);
+  memcpy(handle->params, param, sizeof handle->params);
   Side::reinit_core(handle->core, handle->sample_rate);
 }
 

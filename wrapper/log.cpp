@@ -1,7 +1,7 @@
 #include "wrapper/log.hpp"
 
-#include <cstddef>
-#include <cstring>
+#include <stddef.h>
+#include <string.h>
 
 #if __has_include(<android/log.h>)
 #include <android/log.h>
@@ -35,7 +35,7 @@ void closing(const char* function) noexcept {
 
 void parameters(const char* function, const void* block) noexcept {
   int16_t half[6];
-  std::memcpy(half, block, sizeof half);
+  memcpy(half, block, sizeof half);
   __android_log_print(kVerbose, kTag, "%s: %d, %d, %d, %d, %d, %d", function, half[0], half[1], half[2], half[3],
                       half[4], half[5]);
 }

@@ -1,7 +1,7 @@
 // The wrappers' lines in the Android log.
 #pragma once
 
-#include <cstdint>
+#include <stdint.h>
 
 namespace zeto::log {
 

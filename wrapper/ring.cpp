@@ -1,7 +1,7 @@
 // The block ring buffer. Samples move in runs between the storage's ends; the outcome is that of moving them one by
 // one.
-#include <cstddef>
-#include <cstring>
+#include <stddef.h>
+#include <string.h>
 
 #include "zeto/wrappers.h"
 
@@ -46,7 +46,7 @@ void omru_ringbuf_write(omru_ringbuf* ring, const void* source, int32_t n) {
   for (int64_t left = n; left > 0;) {
     const int64_t run = least(left, ring->capacity - ring->write_pos);
     const size_t size = static_cast<size_t>(run) * bytes;
-    std::memcpy(sample_at(ring, ring->write_pos, bytes), from, size);
+    memcpy(sample_at(ring, ring->write_pos, bytes), from, size);
     ring->write_pos = advance(ring->write_pos, run, ring->capacity);
     from += size;
     left -= run;
@@ -68,7 +68,7 @@ void omru_ringbuf_read(omru_ringbuf* ring, void* destination, int32_t n) {
   while (left > 0 && ring->count > 0) {
     const int64_t run = least(least(left, ring->count), ring->capacity - ring->read_pos);
     const size_t size = static_cast<size_t>(run) * bytes;
-    std::memcpy(to, sample_at(ring, ring->read_pos, bytes), size);
+    memcpy(to, sample_at(ring, ring->read_pos, bytes), size);
     ring->read_pos = advance(ring->read_pos, run, ring->capacity);
     ring->count -= static_cast<int32_t>(run);
     to += size;
@@ -76,7 +76,7 @@ void omru_ringbuf_read(omru_ringbuf* ring, void* destination, int32_t n) {
   }
   if (left == 0) return;
 
-  std::memset(to, 0, static_cast<size_t>(left) * bytes);
+  memset(to, 0, static_cast<size_t>(left) * bytes);
   ring->count = 0;
   ring->write_pos = ring->read_pos;
 }

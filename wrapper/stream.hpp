@@ -2,8 +2,8 @@
 // wrappers.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#include <stddef.h>
+#include <stdint.h>
 
 #include "wrapper/format.hpp"
 #include "zeto/wrappers.h"

@@ -13,7 +13,7 @@ set(CMAKE_CXX_COMPILER clang++)
 set(CMAKE_C_COMPILER_TARGET aarch64-linux-android${ANDROID_PLATFORM_LEVEL})
 set(CMAKE_CXX_COMPILER_TARGET ${CMAKE_C_COMPILER_TARGET})
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
-set(CMAKE_C_FLAGS_INIT "-nostdinc -isystem /usr/lib/llvm-14/lib/clang/14.0.6/include -isystem /usr/aarch64-linux-gnu/include")
+set(CMAKE_C_FLAGS_INIT "-isystem /usr/aarch64-linux-gnu/include")
 set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT} -nostdinc++") # ANDROID_STL=none: no header of a C++ library either
 set(CMAKE_FIND_ROOT_PATH /nonexistent)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)

@@ -50,25 +50,6 @@ int32_t saturated(float x) {
   return static_cast<int32_t>(x);
 }
 
-// The first of the strongest bins but bin 0, and its level in dB.
-struct Peak {
-  int bin;
-  float level;
-};
-Peak peak_of(const float* spectrum) {
-  float level[kBins];
-  for (int bin = 0; bin < kBins; ++bin) {
-    const float re = spectrum[2 * bin];
-    const float im = spectrum[2 * bin + 1];
-    level[bin] = 10.0f * std::log10(re * re + im * im + 1e-15f);
-  }
-  int best = 1;
-  for (int bin = 2; bin < kBins; ++bin) {
-    if (level[bin] > level[best]) best = bin;
-  }
-  return {best, level[best]};
-}
-
 // An element that moves up loses its fraction.
 void truncating_sort(std::vector<float>& list) {
   for (size_t pairs = list.size(); pairs-- > 1;) {
@@ -121,12 +102,26 @@ float measure(const Settings& settings, float position, float before) {
 
 }  // namespace
 
+Peak peak_of(const float* spectrum) {
+  float level[kBins];
+  for (int bin = 0; bin < kBins; ++bin) {
+    const float re = spectrum[2 * bin];
+    const float im = spectrum[2 * bin + 1];
+    level[bin] = 10.0f * std::log10(re * re + im * im + 1e-15f);
+  }
+  int best = 1;
+  for (int bin = 2; bin < kBins; ++bin) {
+    if (level[bin] > level[best]) best = bin;
+  }
+  return {best, level[best]};
+}
+
 Detector::Detector()
     : delay_line_(kHistory),
       high_a_{b_Hp_Ultra, a_Hp_Ultra},
       high_b_{b_Hp_Ultra, a_Hp_Ultra},
-      low_{b_Lp_Ultra, a_Lp_Ultra} {
-  zeto_fft_init(&fft_, kFft);
+      low_{b_Lp_Ultra, a_Lp_Ultra},
+      transform_(kFft) {
   restart();
 }
 
@@ -188,7 +183,7 @@ void Detector::analyse() {
     const int start = kFirstStretch + segment / kDecimation * kDecimation * kFft + segment % kDecimation;
     float spectrum[kFft + 2] = {};
     for (int t = 0; t < kFft; ++t) spectrum[t] = mixed.data()[start + kDecimation * t] * 6.0f;
-    zeto_rfft_float(&fft_, spectrum);
+    transform_.forward(spectrum);
     const Peak peak = peak_of(spectrum);
     if (!(peak.level > static_cast<float>(settings_.cand_db))) continue;
     const uint32_t hz = 48000u * static_cast<uint32_t>(peak.bin) / kFft;

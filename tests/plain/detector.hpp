@@ -1,12 +1,12 @@
-// The detector said plainly, sample by sample and pass by pass. It shares the transform and the coefficient tables with
-// the library, which have tests of their own, and nothing else; the library must give the same bits.
+// The detector said plainly, sample by sample and pass by pass. It shares the coefficient tables with the library,
+// which have tests of their own, and nothing else; the library must give the same bits.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <vector>
 
-#include "zeto/fft.h"
+#include "tests/plain/transform.hpp"
 
 namespace plain {
 
@@ -18,6 +18,13 @@ struct Filter {
   float out[10] = {};
   float step(float x);
 };
+
+// The first of the strongest bins but bin 0, and its level in dB, from 257 pairs of real and imaginary part.
+struct Peak {
+  int bin;
+  float level;
+};
+Peak peak_of(const float* spectrum);
 
 // The parameters in working form.
 struct Settings {
@@ -56,7 +63,7 @@ class Detector {
   std::vector<float> delay_line_, hist_a_, hist_b_;
   Filter high_a_, high_b_, low_;
   Ratios hits_, level_hits_;
-  zeto_drft_lookup fft_;
+  Transform transform_;
 };
 
 }  // namespace plain

@@ -1,0 +1,162 @@
+// The rows of whole handles.
+#include <memory>
+#include <numeric>
+
+#include "bench/handles.hpp"
+#include "bench/peers.hpp"
+#include "bench/rounds.hpp"
+#include "bench/rows.hpp"
+#include "bench/subjects.hpp"
+#include "tests/support/recorders.hpp"
+
+namespace bench {
+namespace {
+
+using support::sample_bytes;
+
+// Feeds an uplink from the capture, or from silence.
+template <typename Uplink>
+class Fed {
+ public:
+  Fed(int32_t format, size_t buffer)
+      : uplink_(format),
+        bytes_(sample_bytes(format)),
+        buffer_(buffer),
+        captured_{hosted(capture(0), format), hosted(capture(1), format)} {}
+
+  // Windows are processed in place, so each is copied in first.
+  void next_window() {
+    const size_t size = kWindow * bytes_;
+    const size_t at = window_++ * size % captured_[0].size();
+    work_[0].assign(&captured_[0][at], &captured_[0][at] + size);
+    work_[1].assign(&captured_[1][at], &captured_[1][at] + size);
+    work_[2].assign(size, 0);
+  }
+  void silence() {
+    for (auto& work : work_) work.assign(kWindow * bytes_, 0);
+  }
+  void process(size_t call) {
+    const size_t at = call * buffer_ * bytes_;
+    uplink_.process(&work_[0][at], &work_[1][at], &work_[2][at], buffer_ * bytes_);
+  }
+  void process_window() {
+    for (size_t call = 0; call < kWindow / buffer_; ++call) process(call);
+  }
+
+ private:
+  Uplink uplink_;
+  size_t bytes_, buffer_, window_ = 0;
+  std::vector<unsigned char> captured_[2], work_[3];
+};
+
+template <typename Uplink>
+Subject uplink_subject(const char* name, int32_t format, size_t buffer, Quote quote, double goal = 0) {
+  const auto fed = std::make_shared<Fed<Uplink>>(format, buffer);
+  return {name, [fed](size_t call) { fed->process(call); }, [fed] { fed->next_window(); }, goal, quote};
+}
+
+Row uplink(int32_t format, size_t buffer, Quote quote) {
+  const bool worst = quote == Quote::kWorst;
+  const size_t calls = kWindow / buffer;
+  const double goal = worst ? 4.5 : format == 1 ? 7 : 6.5;
+  const double peer_goal = worst ? 0 : 7;
+  return {worst ? calls : 1,
+          worst ? 1 : calls,
+          {uplink_subject<LibraryUplink>("library", format, buffer, quote),
+           uplink_subject<PlainUplink>("plain", format, buffer, quote, goal),
+           uplink_subject<PeerUplink>("FFTW + liquid-dsp", format, buffer, quote, peer_goal)}};
+}
+
+Row streams(int32_t format, size_t buffer) {
+  return {1,
+          kWindow / buffer,
+          {uplink_subject<LibraryStreams>("library", format, buffer, Quote::kAverage),
+           uplink_subject<PlainStreams>("plain", format, buffer, Quote::kAverage, format == 1 ? 60 : 25)}};
+}
+
+// Ten seconds of digital silence after signal: the most expensive window against windows of signal.
+Row silence(int32_t format) {
+  const auto quiet = std::make_shared<Fed<LibraryUplink>>(format, kBlock);
+  const auto loud = std::make_shared<Fed<LibraryUplink>>(format, kBlock);
+  const auto signal = [](auto fed) {
+    for (int i = 0; i < 2; ++i) {
+      fed->next_window();
+      fed->process_window();
+    }
+  };
+  return {50,
+          1,
+          {{"silence", [=](size_t) { quiet->process_window(); },
+            [=] {
+              signal(quiet);
+              quiet->silence();
+            },
+            0, Quote::kWorst},
+           {"library, signal",
+            [=](size_t) {
+              loud->next_window();
+              loud->process_window();
+            },
+            [=] { signal(loud); }, 1 / 1.1}},
+          20};
+}
+
+// A round is a whole period, with both fades.
+template <typename Downlink>
+Subject downlink_subject(const char* name, int32_t format, size_t buffer, Quote quote, double goal = 0) {
+  const auto handle = std::make_shared<Downlink>(format);
+  std::vector<unsigned char> audio(buffer * sample_bytes(format));
+  return {name, [handle, audio](size_t) mutable { handle->process(audio.data(), audio.size()); }, [] {}, goal, quote};
+}
+
+Row downlink(int32_t format, size_t buffer, Quote quote) {
+  const size_t calls = 100 * kBlock / buffer;
+  const bool worst = quote == Quote::kWorst;
+  return {worst ? calls : 10,
+          worst ? 1 : calls / 10,
+          {downlink_subject<LibraryDownlink>("library", format, buffer, quote),
+           downlink_subject<PlainDownlink>("plain", format, buffer, quote, worst ? 0 : 9)}};
+}
+
+template <typename Handle>
+double memory(int32_t format) {
+  const support::HeapRecorder recorder;
+  const Handle handle(format);
+  const auto sizes = recorder.sizes();
+  return double(std::accumulate(sizes.begin(), sizes.end(), size_t{0}));
+}
+
+}  // namespace
+
+void add_wrappers() {
+  struct Side {
+    std::string name;
+    Row (*make)(int32_t, size_t, Quote);
+  };
+  for (const Side& side : {Side{"uplink", uplink}, Side{"downlink", downlink}}) {
+    for (Quote quote : {Quote::kAverage, Quote::kWorst}) {
+      for (int32_t format : {1, 4}) {
+        for (size_t buffer : {kBlock, size_t{192}}) {
+          add_row(side.name + ", format " + std::to_string(format) + ", " + std::to_string(buffer) + " samples, " +
+                      (quote == Quote::kAverage ? "average" : "worst") + " call",
+                  [=] { return side.make(format, buffer, quote); });
+        }
+      }
+    }
+  }
+  for (int32_t format : {1, 4}) {
+    for (size_t buffer : {kBlock, size_t{192}}) {
+      add_row("streams, format " + std::to_string(format) + ", " + std::to_string(buffer) + " samples",
+              [=] { return streams(format, buffer); });
+    }
+  }
+  add_row("uplink in silence after signal, format 1", [] { return silence(1); });
+  for (int32_t format : {1, 4}) {
+    add_figure("memory of an uplink handle, format " + std::to_string(format) + ", bytes",
+               [=] { return memory<LibraryUplink>(format); });
+    add_figure("memory of a downlink handle, format " + std::to_string(format) + ", bytes",
+               [=] { return memory<LibraryDownlink>(format); });
+  }
+}
+
+}  // namespace bench
