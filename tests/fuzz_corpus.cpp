@@ -1,5 +1,5 @@
 // Runs a fuzz target over its seed corpus without a fuzzer: inputs of random bytes, the same everywhere, and files.
-// usage: PROGRAM [--write DIRECTORY | FILE...]
+// usage: PROGRAM --seeds COUNT | --write DIRECTORY | FILE...
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr uint32_t kSeeds = 300;
+constexpr uint32_t kWritten = 300;
 
 std::vector<char> seed_input(uint32_t seed) {
   uint32_t state = seed * 2654435761u;
@@ -22,8 +22,9 @@ std::vector<char> seed_input(uint32_t seed) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 3 && std::string_view(argv[1]) == "--write") {
-    for (uint32_t seed = 0; seed < kSeeds; ++seed) {
+  const std::string_view option = argc == 3 ? argv[1] : "";
+  if (option == "--write") {
+    for (uint32_t seed = 0; seed < kWritten; ++seed) {
       const std::vector<char> bytes = seed_input(seed);
       std::ofstream(std::string(argv[2]) + "/seed" + std::to_string(seed), std::ios::binary)
           .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
@@ -34,7 +35,11 @@ int main(int argc, char** argv) {
   const auto run = [](const std::vector<char>& bytes) {
     LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
   };
-  for (uint32_t seed = 0; seed < kSeeds && argc == 1; ++seed) run(seed_input(seed));
+  if (option == "--seeds") {
+    for (uint32_t seed = 0, count = static_cast<uint32_t>(std::stoul(argv[2])); seed < count; ++seed)
+      run(seed_input(seed));
+    return 0;
+  }
   for (int i = 1; i < argc; ++i) {
     std::ifstream file(argv[i], std::ios::binary);
     if (!file) {

@@ -174,6 +174,7 @@ void fuzz_builders(FuzzInput& input) {
   const auto length = input.take<uint32_t>();
   const zeto_frame part = zeto_frame_short_offside(&frame, offset, length);
   require(part.size == (offset > frame.size ? 0 : std::min(length, frame.size - offset)), "a part is what there is");
+  require(part.num == (offset > frame.size ? 0 : frame.num), "of every channel");
   for (uint32_t c = 0; c < 4; ++c) {
     const uint64_t whole = c < frame.num ? address + uint64_t{c * frame.size} * 2 : 0;
     require(reinterpret_cast<uintptr_t>(frame.ch[c]) == whole, "channels lie one after another");
