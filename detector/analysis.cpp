@@ -43,7 +43,7 @@ int list_candidates(zeto_tx_state& state, const Peak (&peaks)[kSegments]) noexce
 
 void filter_and_mix(zeto_tx_state& state, float* mixed) noexcept {
   const FilterBank bank = {kHighPass, kLowPass, state.high_pass_a, state.high_pass_b, state.low_pass};
-  zeto::filter_and_mix(bank, state.mix_gain, state.hist_a[0], state.hist_b[0], mixed, kWindowLen);
+  zeto::filter_and_mix(bank, state.mix_gain, state.hist_a, state.hist_b, mixed, kWindowLen);
 }
 
 float position_of(uint32_t bin) noexcept {

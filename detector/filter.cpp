@@ -21,7 +21,7 @@ double least_lane(double v) noexcept {
   return v;
 }
 double least_lane(f64x2 v) noexcept {
-  return fmin(v[0], v[1]);
+  return v[0] < v[1] ? v[0] : v[1];
 }
 
 // To float values, in double and as floats, in the way that suits their size.
@@ -62,7 +62,7 @@ class Filter {
     }
   }
 
-  // True where a signal has all but come to rest: within a chunk its outputs, or their products, may then fall below the
+  // True where a signal has all but come to rest, or never began: within a chunk its outputs, or their products, may then fall below the
   // floats' normal range. From above this limit they do not get there in a chunk.
   bool is_faint() const noexcept {
     V most = {};
