@@ -199,7 +199,7 @@ void run_chunk(HighPasses* high, LowPass* low, double* product) noexcept {
     }
   } else if (high != nullptr) {
     for (size_t n = 0; n < kChunk; ++n) high->filter().template step<kFaint>(n);
-  } else {
+  } else if (low != nullptr) {
     for (size_t n = 0; n < kChunk; ++n) low->filter().template step<kFaint>(n);
   }
   if (low != nullptr) low->leave<kFaint>();
