@@ -333,8 +333,11 @@ int main(int argc, char** argv) {
   for (auto& phone : phones) lived += phone->live();
   (void)Memory();  // what looking itself takes
   const Memory before;
-  while (lived < seconds) {
+  for (long day = 1; lived < seconds;) {
     for (auto& phone : phones) lived += phone->live();
+    if (lived < day * 86400) continue;
+    std::fprintf(report, "day %ld: %s\n", day++, findings.any() ? "something is wrong" : "well so far");
+    std::fflush(report);
   }
   const Memory after;
 
