@@ -22,28 +22,15 @@ int count_near(const float* values, int n, float centre, float tolerance) noexce
   return count;
 }
 
-void push(RatioHistory& history, float ratio) noexcept {
-  history = {history.current, ratio};
-}
-
-// Lists the segments whose peak is above the threshold; returns how many there are.
-int list_candidates(zeto_tx_state& state, const Peak (&peaks)[kSegments]) noexcept {
-  const float threshold = static_cast<float>(state.cand_db);
-  int n = 0;
-  for (const Peak& peak : peaks) {
-    if (!(peak.level > threshold)) continue;
-    state.cand_level[n] = peak.level;
-    state.cand_freq[n] = position_of(peak.bin);
-    ++n;
-  }
-  return n;
-}
+struct Unobserved {
+  void operator()(const zeto_tx_state&, const Findings&) const noexcept {}
+};
 
 }  // namespace
 
 void filter_and_mix(zeto_tx_state& state, float* mixed) noexcept {
   const FilterBank bank = {kHighPass, kLowPass, state.high_pass_a, state.high_pass_b, state.low_pass};
-  zeto::filter_and_mix(bank, state.mix_gain, state.hist_a[0], state.hist_b[0], mixed, kWindowLen);
+  zeto::filter_and_mix(bank, state.mix_gain, state.hist_a, state.hist_b, mixed, kWindowLen);
 }
 
 float position_of(uint32_t bin) noexcept {
@@ -79,37 +66,51 @@ Agreement agree(float* positions, float* levels, int n) noexcept {
   return result;
 }
 
+float steadiness(const RatioHistory& hits, const RatioHistory& levels) noexcept {
+  return levels.current + levels.previous + truncf(hits.current + hits.previous);
+}
+
 bool is_accepted(const Thresholds& thresholds, const RatioHistory& hits, const RatioHistory& levels) noexcept {
-  if (thresholds.cand_ratio > hits.current || levels.current < thresholds.spread_ratio) return false;
-  return levels.current + levels.previous + truncf(hits.current + hits.previous) >= 2.0f;
+  return has_hits(thresholds, hits) && has_levels(thresholds, levels) && steadiness(hits, levels) >= kSteady;
+}
+
+float span_of(int32_t floor_hz, int32_t scope_hz) noexcept {
+  const float low = roundf(static_cast<float>(floor_hz) / kQuantum) * kQuantum;
+  const float width = truncf(static_cast<float>(scope_hz) / kQuantum) * kQuantum;
+  return (low + width) - low;
+}
+
+float fold(float position, float span) noexcept {
+  const bool beyond_half = static_cast<double>(span) * 0.5 < static_cast<double>(position);
+  return beyond_half ? span - position : position;
 }
 
 float measure(float position, int32_t floor_hz, int32_t scope_hz, int32_t period) noexcept {
-  const float low = roundf(static_cast<float>(floor_hz) / kQuantum) * kQuantum;
-  const float width = truncf(static_cast<float>(scope_hz) / kQuantum) * kQuantum;
-  const float span = (low + width) - low;
-  const bool beyond_half = static_cast<double>(span) * 0.5 < static_cast<double>(position);
-  const float folded = beyond_half ? span - position : position;
-  return folded * static_cast<float>(period) / span;
+  const float span = span_of(floor_hz, scope_hz);
+  return fold(position, span) * static_cast<float>(period) / span;
 }
 
-void analyse(zeto_tx_state& state) noexcept {
-  float mixed[kWindowLen];
-  filter_and_mix(state, mixed);
+bool is_candidate(const zeto_tx_state& state, const Peak& peak) noexcept {
+  return peak.level > static_cast<float>(state.cand_db);
+}
 
-  Peak peaks[kSegments];
-  const bool prepared = state.fft_len != 0;  // a state that was never initialised has no transform
-  if (prepared) find_peaks(state.fft, mixed, peaks);
-  const int n = prepared ? list_candidates(state, peaks) : 0;
-  const Agreement agreed = agree(state.cand_freq, state.cand_level, n);
-  push(state.hit_ratio_hist, agreed.hit_ratio);
-  push(state.level_ratio_hist, agreed.level_ratio);
-  if (!is_accepted({state.cand_ratio, state.spread_ratio}, state.hit_ratio_hist, state.level_ratio_hist)) {
-    state.result_value = kRejected;
-    return;
+int list_candidates(zeto_tx_state& state, const Peak (&peaks)[kSegments]) noexcept {
+  int n = 0;
+  for (const Peak& peak : peaks) {
+    if (!is_candidate(state, peak)) continue;
+    state.cand_level[n] = peak.level;
+    state.cand_freq[n] = position_of(peak.bin);
+    ++n;
   }
-  const float value = measure(agreed.position, state.floor_hz, state.scope_hz, state.period);
-  state.result_value = state.result_value * state.smooth + (1.0f - state.smooth) * value;
+  return n;
+}
+
+void push(RatioHistory& history, float ratio) noexcept {
+  history = {history.current, ratio};
+}
+
+[[gnu::weak]] void analyse(zeto_tx_state& state) noexcept {
+  analyse(state, Unobserved());
 }
 
 }  // namespace zeto::detector

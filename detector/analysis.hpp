@@ -34,13 +34,71 @@ struct Thresholds {
   float spread_ratio;
 };
 
+// A measurement is accepted where all three hold: enough segments hit; enough of them agree on the level; and both have
+// done so for long enough, which this analysis alone may be, or with the one before.
+inline bool has_hits(const Thresholds& thresholds, const RatioHistory& hits) noexcept {
+  return thresholds.cand_ratio <= hits.current;
+}
+inline bool has_levels(const Thresholds& thresholds, const RatioHistory& levels) noexcept {
+  return levels.current >= thresholds.spread_ratio;
+}
+constexpr float kSteady = 2.0f;
+float steadiness(const RatioHistory& hits, const RatioHistory& levels) noexcept;
 bool is_accepted(const Thresholds& thresholds, const RatioHistory& hits, const RatioHistory& levels) noexcept;
 
-// Maps a position to the unit of `period`: a position equal to the sweep's quantised width is a full period, and
-// positions beyond half of it fold back.
+// The sweep's quantised width, Hz.
+float span_of(int32_t floor_hz, int32_t scope_hz) noexcept;
+
+// Positions beyond half of the span fold back.
+float fold(float position, float span) noexcept;
+
+// Maps a position to the unit of `period`: a position equal to the span is a full period, folded.
 float measure(float position, int32_t floor_hz, int32_t scope_hz, int32_t period) noexcept;
 
-// All of it, on the histories as they stand.
+bool is_candidate(const zeto_tx_state& state, const Peak& peak) noexcept;
+
+// Lists the segments whose peak is a candidate; returns how many there are.
+int list_candidates(zeto_tx_state& state, const Peak (&peaks)[kSegments]) noexcept;
+
+void push(RatioHistory& history, float ratio) noexcept;
+
+// What an analysis has seen, for who watches it; the rest is in the state.
+struct Findings {
+  const float* mixed;              // kWindowLen samples
+  const Peak (&peaks)[kSegments];  // not set in a state that was never initialised
+  int candidates;
+  const Agreement& agreed;
+  bool accepted;
+};
+
+// All of it, on the histories as they stand. `observe(state, findings)` is called last. This is the one point from which
+// an analysis can be watched: the library itself does so with an observer that does nothing and leaves no code behind.
+template <typename Observer>
+void analyse(zeto_tx_state& state, Observer&& observe) noexcept {
+  float mixed[kWindowLen];
+  filter_and_mix(state, mixed);
+
+  Peak peaks[kSegments];
+  const bool prepared = state.fft_len != 0;  // a state that was never initialised has no transform
+  if (prepared) find_peaks(state.fft, mixed, peaks);
+  const int n = prepared ? list_candidates(state, peaks) : 0;
+  const Agreement agreed = agree(state.cand_freq, state.cand_level, n);
+  push(state.hit_ratio_hist, agreed.hit_ratio);
+  push(state.level_ratio_hist, agreed.level_ratio);
+
+  const bool accepted =
+      is_accepted({state.cand_ratio, state.spread_ratio}, state.hit_ratio_hist, state.level_ratio_hist);
+  if (accepted) {
+    const float value = measure(agreed.position, state.floor_hz, state.scope_hz, state.period);
+    state.result_value = state.result_value * state.smooth + (1.0f - state.smooth) * value;
+  } else {
+    state.result_value = kRejected;
+  }
+  observe(state, Findings{mixed, peaks, n, agreed, accepted});
+}
+
+// What the library calls: unobserved. A program that holds the library's own objects may define this function itself,
+// observed; the library's is weak and then steps back.
 void analyse(zeto_tx_state& state) noexcept;
 
 }  // namespace zeto::detector

@@ -14,6 +14,10 @@ void copy_block(const float* from, float* to) noexcept {
   zeto_vf_copy(from, kBlockLen, to);
 }
 
+float* block_of(Ring& ring, uint32_t slot) noexcept {
+  return ring + slot * kBlockLen;
+}
+
 bool is_warming_up(const zeto_tx_state& state) noexcept {
   return state.delay_ms >= kBlockMs && state.warmup_index <= state.delay_ms / kBlockMs;
 }
@@ -21,7 +25,7 @@ bool is_warming_up(const zeto_tx_state& state) noexcept {
 // The start-up delay fills the delay line from its first slot; more blocks than it has slots are only counted.
 void warm_up(zeto_tx_state& state, const float* block_a) noexcept {
   const uint32_t slot = static_cast<uint32_t>(state.warmup_index) - 1u;
-  if (slot < kRingBlocks) copy_block(block_a, state.delay_line[slot]);
+  if (slot < kRingBlocks) copy_block(block_a, block_of(state.delay_line, slot));
   ++state.warmup_index;
   state.analysis_count = 1;
   state.delay_status = -1.0f;
@@ -30,12 +34,12 @@ void warm_up(zeto_tx_state& state, const float* block_a) noexcept {
 // The first input takes the way around through the delay line where that is on.
 void store(zeto_tx_state& state, uint32_t slot, const float* block_a, const float* block_b) noexcept {
   if (state.delay_ms < kBlockMs) {
-    copy_block(block_a, state.hist_a[slot]);
+    copy_block(block_a, block_of(state.hist_a, slot));
   } else {
-    copy_block(state.delay_line[slot], state.hist_a[slot]);
-    copy_block(block_a, state.delay_line[slot]);
+    copy_block(block_of(state.delay_line, slot), block_of(state.hist_a, slot));
+    copy_block(block_a, block_of(state.delay_line, slot));
   }
-  copy_block(block_b, state.hist_b[slot]);
+  copy_block(block_b, block_of(state.hist_b, slot));
 }
 
 int16_t low_half(int32_t value) noexcept {

@@ -11,11 +11,17 @@ namespace {
 constexpr size_t kOrder = kFilterOrder;
 constexpr size_t kChunk = kFilterChunk;
 
-double greatest(double v) noexcept {
+double magnitude(double v) noexcept {
   return fabs(v);
 }
-double greatest(f64x2 v) noexcept {
-  return fmax(fabs(v[0]), fabs(v[1]));
+f64x2 magnitude(f64x2 v) noexcept {
+  return f64_of(bits_of(v) & INT64_MAX);
+}
+double least_lane(double v) noexcept {
+  return v;
+}
+double least_lane(f64x2 v) noexcept {
+  return v[0] < v[1] ? v[0] : v[1];
 }
 
 // To float values, in double and as floats, in the way that suits their size.
@@ -56,11 +62,15 @@ class Filter {
     }
   }
 
-  // True where the filter has all but come to rest, so that outputs below the floats' normal range are to be expected.
+  // True where a signal has all but come to rest, or never began: within a chunk its outputs, or their products, may then fall below the
+  // floats' normal range. From above this limit they do not get there in a chunk.
   bool is_faint() const noexcept {
-    double most = 0.0;
-    for (size_t i = 0; i < kOrder; ++i) most = fmax(most, greatest(outputs_[i]));
-    return most < 0x1p-100;
+    V most = {};
+    for (size_t i = 0; i < kOrder; ++i) {
+      const V m = magnitude(outputs_[i]);
+      most = m > most ? m : most;
+    }
+    return least_lane(most) < 0x1p-35;
   }
 
   template <bool kFaint>

@@ -1,7 +1,5 @@
 #include "detector/spectrum.hpp"
 
-#include <math.h>
-
 #include "fft/driver.hpp"
 #include "zeto/kernels.h"
 
@@ -49,7 +47,7 @@ struct Powers {
 
 // @param spectrum  kFftLen values: Re 0, Re 1, Im 1, ..., Re 256.
 void find_powers(const f32x4* spectrum, Powers& out) noexcept {
-  const f32x4 floor = f32x4{} + 1e-15f;
+  const f32x4 floor = f32x4{} + kPowerFloor;
   out.most = f32x4{};
   out.has_nan = i32x4{};
   for (int run = 0; run < kBins / Powers::kRun; ++run) {
@@ -65,10 +63,6 @@ void find_powers(const f32x4* spectrum, Powers& out) noexcept {
     out.most_of_run[run] = most;
     out.most = most > out.most ? most : out.most;
   }
-}
-
-float level_of(float power) noexcept {
-  return 10.0f * log10f(power);
 }
 
 // The definition: the largest of all levels, the first among equals.

@@ -1,15 +1,23 @@
 // The spectra of the mixed signal and their peaks.
 #pragma once
 
+#include <math.h>
+
 #include "detector/state.hpp"
 #include "kernels/lanes.hpp"
 
 namespace zeto::detector {
 
+// The level of a power re^2 + im^2 + kPowerFloor, dB.
+constexpr float kPowerFloor = 1e-15f;
+inline float level_of(float power) noexcept {
+  return 10.0f * log10f(power);
+}
+
 // The strongest bin of a segment but bin 0.
 struct Peak {
   uint32_t bin;  // 1 .. 256
-  float level;   // 10 log10(power + 1e-15), dB
+  float level;   // dB
 };
 
 // The mixed signal (kWindowLen samples) is cut into kSegments interleaved 8000 Hz views: three stretches of kDecimation

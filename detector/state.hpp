@@ -28,7 +28,7 @@ constexpr float kLevelTolerance = 10.0f;                // dB
 constexpr float kQuantum = float(kBinWidth >> 3);       // Hz; grid of floor_hz and scope_hz
 constexpr float kRejected = -1000.0f;
 
-using Ring = float[kRingBlocks][kBlockLen];
+using Ring = float[kWindowLen];  // kRingBlocks blocks, one behind the other
 
 // Two-deep memory of a ratio.
 struct RatioHistory {

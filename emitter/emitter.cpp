@@ -34,6 +34,7 @@ void write_frame(zeto_rx_state* state, int16_t* out) {
     return;
   }
   const uint32_t frame = state->frame_count++;
+  if (len < 1) return;
   const uint32_t frames = zeto::frames_per_period(*state);
   const uint32_t in_period = frames == 0 ? frame : frame % frames;  // no period: there is nothing to divide by
   zeto::write_chirp(zeto::make_sweep(*state), in_period * static_cast<uint32_t>(len) + 1u, len, out);

@@ -18,12 +18,15 @@ TEST(PlainTransform, HasTheBitsOfTheLibrary) {
     zeto_drft_lookup lookup = {};
     zeto_fft_init(&lookup, n);
     for (int round = 0; round < 500; ++round) {
-      // From denormal to large; one sample in eight is a zero of either sign.
+      // From denormal to large, or all of one size, which cancels; from no zeros to nothing else, of either sign.
       std::vector<float> want(size_t(n) + 2);
       const int scale = int(random() % 250) - 145;
+      const bool one_size = random() % 2 == 0;
+      const auto zeros = random() % 9;
       for (int i = 0; i < n; ++i) {
         const float x = std::ldexp(float(int32_t(random())), scale - 31);
-        want[size_t(i)] = random() % 8 == 0 ? std::copysign(0.0f, x) : x;
+        const float size = random() % 8 < zeros ? 0.0f : one_size ? 1.0f : x;
+        want[size_t(i)] = std::copysign(size, x);
       }
       std::vector<float> got = want;
       transform.forward(want.data());

@@ -2,8 +2,10 @@
 """Every verb of the command-line tool, on small files made here. Usage: tool_test.py PATH-TO-ZETO"""
 import array
 import csv
+import json
 import os
 import random
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -134,6 +136,123 @@ class ToolTest(unittest.TestCase):
             levels = read_wav("levels.wav")[0]
             self.assertEqual((set(levels[:first]), levels[first]), ({0}, -1000))
 
+    def test_many_recordings_come_in_order_and_a_bad_one_does_not_stop_the_others(self):
+        names = [f"{delay}.wav" for delay in (300, 40, 120)]
+        for name in names:
+            run("simulate", "-s", 2, "-d", name[:-4], "--snr-db", 3, "--wav", name)
+        with open("40.wav", "rb") as good, open("bad,1.wav", "wb") as bad:
+            bad.write(good.read()[:20000])
+        files = [names[0], "bad,1.wav", *names[1:], "none.wav"]
+        want = [{"file": name, **row} for name in names for row in self.table("sense", "--csv", name)]
+        for jobs in 1, 3:
+            result = run("sense", "--csv", *files, "--jobs", jobs)
+            self.assertEqual((result.returncode, result.stderr.count("\n")), (1, 2))
+            self.assertEqual(list(csv.DictReader(result.stdout.splitlines())), want)
+        self.assertEqual(run("sense", *files).stdout.count("300.wav"), 10)
+
+        lines = [json.loads(line) for line in run("sense", "--json", *files).stdout.splitlines()]
+        self.assertEqual([line["file"] for line in lines], files)
+        self.assertIn("cut short", lines[1]["error"])
+        got = [a["measurement"] for line in lines if "error" not in line for a in line["analyses"]]
+        self.assertEqual(got, [int(row["measurement"]) if row["measurement"] else None for row in want])
+
+        rows = list(csv.DictReader(run("sense", "--csv", "--summary", *files).stdout.splitlines()))
+        summaries = [line for line in map(json.loads, run("sense", "--json", "--summary", *files).stdout.splitlines())]
+        for name, row, summary in zip(names, rows, [line for line in summaries if "error" not in line]):
+            values = sorted(int(w["measurement"]) for w in want if w["file"] == name and w["measurement"])
+            self.assertEqual((row["file"], row["seconds"], row["analyses"]), (name, "2.0", "10"))
+            fields = len(values), statistics.median(values), values[0], values[-1]
+            self.assertEqual(tuple(float(row[key]) for key in ("accepted", "median", "min", "max")), fields)
+            self.assertEqual(tuple(summary[key] for key in ("accepted", "median", "min", "max")), fields)
+
+    def explain(self, *args):
+        result = run("explain", "--json", "capture.wav", *args)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        return json.loads(result.stdout)["analyses"]
+
+    def test_explain_tells_what_sense_results_from(self):
+        for delay, bin in (60, 15), (700, 179):  # beats of 239.8 Hz and 2797.2 Hz
+            run("simulate", "-s", 3, "-d", delay, "--wav", "capture.wav")
+            analyses = self.explain("--spectra")
+            shown = [a["result"] if a["accepted"] else "" for a in analyses]
+            sensed = self.table("sense", "--csv", "capture.wav")
+            self.assertEqual([s and str(int(s)) for s in shown], [row["measurement"] for row in sensed])
+            self.assertEqual([a["time_s"] for a in analyses], [float(row["time_s"]) for row in sensed])
+            self.assertEqual((analyses[9]["segments"][9]["bin"], analyses[9]["folded"]), (bin, delay > 500))
+            for a in analyses:
+                self.assertEqual(a["accepted"], all(a["conditions"].values()))
+                self.assertEqual(a["candidates"], sum(s["candidate"] for s in a["segments"]))
+                for s in a["segments"]:
+                    self.assertEqual((len(s["levels_db"]), max(s["levels_db"])), (256, s["level_db"]))
+                    self.assertEqual(s["levels_db"].index(s["level_db"]) + 1, s["bin"])
+                    self.assertEqual(s["candidate"], s["level_db"] > -20)
+            for before, a in zip(analyses, analyses[1:]):
+                self.assertEqual(before["hit_ratio"], a["previous_hit_ratio"])
+                self.assertEqual(before["level_ratio"], a["previous_level_ratio"])
+        table = run("explain", "capture.wav", "--from", 1, "--to", 1.4).stdout
+        self.assertEqual([line.split()[0] for line in table.splitlines()[2::3]], ["1.0", "1.2", "1.4"])
+
+    def test_explain_tells_why_an_analysis_is_rejected(self):
+        run("simulate", "-s", 1, "-d", 20, "--wav", "capture.wav")
+        for args, index, failed in [
+            ([], 0, ["position", "steadiness"]), ([], 3, []), (["--UltraHz-spread-ratio", 101], 3, ["level"]),
+            (["--UltraHz-cand-ratio", 0, "--UltraHz-spread-ratio", 0, "--UltraHz-cand-dB", -10], 0, ["steadiness"]),
+            (["--UltraHz-cand-dB", 99], 3, ["position", "level", "steadiness"]),
+        ]:
+            analysis = self.explain(*args)[index]
+            self.assertEqual([name for name, met in analysis["conditions"].items() if not met], failed, args)
+            line = run("explain", "--brief", "capture.wav", *args).stdout.splitlines()[2 + index]
+            self.assertTrue(line.endswith("rejected: " + ", ".join(failed) if failed else "accepted"), line)
+        self.assertEqual((analysis["position_hz"], analysis["value"], analysis["result"]), (None, None, -1000))
+        first, second = self.explain("--UltraHz-smooth", 25)[2:4]
+        self.assertAlmostEqual(second["result"], 0.25 * first["result"] + 0.75 * second["value"], delta=1e-3)
+
+    def test_explain_follows_the_start_up_delay(self):
+        run("simulate", "-s", 1.5, "-d", 260, "--wav", "capture.wav")
+        analyses = self.explain("--UltraHz-delay-ms", 400)
+        self.assertEqual([(a["index"], a["time_s"]) for a in analyses], list(enumerate([0.6, 0.8, 1.0, 1.2, 1.4], 1)))
+
+    def test_parameter_files_stand_between_defaults_and_options(self):
+        def effective(*args):
+            result = run("params", "--json", *args)
+            self.assertEqual((result.returncode, result.stderr), (0, ""), args)
+            return {name: described["value"] for name, described in json.loads(result.stdout).items()}
+
+        defaults = effective()
+        self.assertEqual((len(defaults), defaults["UltraHz_cand_dB"], defaults["span_hz"]), (17, -20, 4000))
+        with open("tuning.json", "w") as file:
+            json.dump({"span_hz": 2000, "UltraHz_scope": {"value": 3000}, "UltraHz_cand_dB": -2147483648}, file)
+        tuned = {**defaults, "span_hz": 2000, "UltraHz_scope": 3000, "UltraHz_cand_dB": -2147483648}
+        self.assertEqual(effective("--params", "tuning.json"), tuned)
+        self.assertEqual(effective("--UltraHz-scope", 5, "--params", "tuning.json"), {**tuned, "UltraHz_scope": 5})
+        for name in defaults:
+            self.assertRegex(run("params").stdout, rf"(?m)^{name} +{defaults[name]} ")
+            if name not in ("span_hz", "UltraHz_scope", "UltraHz_cand_dB"):
+                self.assertIn(f"no {name}", run("-v", "params", "--params", "tuning.json").stderr)
+        run("simulate", "-s", 1, "-d", 60, "--wav", "capture.wav")  # --params reaches each verb
+        file = ["--params", "tuning.json"]
+        self.assertEqual(run("sense", "capture.wav", *file).stdout,
+                         run("sense", "capture.wav", "--UltraHz-scope", 3000, "--UltraHz-cand-dB", -(2**31)).stdout)
+        self.assertEqual(self.explain(*file)[3]["span_hz"], 2992)
+        run("emit", "-s", 2.1, "-o", "chirp.wav", *file)
+        (row,) = self.table("inspect", "--csv", "chirp.wav")
+        self.assertAlmostEqual(float(row["end_hz"]), 21600, delta=24)
+        simulated = [self.table("simulate", "--csv", "-s", 1, "-d", 60, *a) for a in (file, ["--span-hz", 2000])]
+        self.assertNotEqual(*simulated)
+
+        for text, said in [
+            ('{"UltraHz_cand_db": 1}', "nearest is UltraHz_cand_dB"), ('{"strat_hz": 1}', "nearest is start_hz"),
+            ('{"enable": 1, "enable": 0}', "enable"), ('{"enable": 1.5}', "enable"),
+            ('{"enable": 2147483648}', "enable"),
+            ('{"enable": {"unit": ""}}', "enable"), ('{"enable": 1', "not JSON"), ("[1]", "object"), ("", "not JSON"),
+        ]:
+            with open("tuning.json", "w") as file:
+                file.write(text)
+            result = run("emit", "-o", "none.wav", "--params", "tuning.json")
+            self.assertEqual((result.returncode, result.stderr.count("\n")), (2, 1), text)
+            self.assertIn(said, result.stderr)
+            self.assertFalse(os.path.exists("none.wav"))
+
     def test_errors_are_one_line_and_leave_nothing_behind(self):
         second = [[0] * 48000] * 2
         write_wav("good.wav", second)
@@ -145,22 +264,32 @@ class ToolTest(unittest.TestCase):
         with open("text.wav", "w") as text:
             text.write("no audio")
         before = sorted(os.listdir())
-        for args, said in [
+        files_at_fault = [
             (["sense", "mono.wav"], "1 channel"), (["sense", "rate.wav"], "44100"), (["sense", "none.wav"], "none.wav"),
             (["sense", "cut.wav"], "cut short"), (["sense", "text.wav"], "not an audio file"),
-            (["sense", "short.wav"], "9599"), (["sense", "good.wav", "-f", 5], "--format"),
-            (["sense", "good.wav", "-b", 0], "--buffer"), (["sense", "good.wav", "--UltraHz-period", "x"], "--UltraHz"),
+            (["sense", "short.wav"], "9599"), (["explain", "cut.wav"], "cut short"), (["explain", "short.wav"], "9599"),
+            (["inspect", "good.wav"], "2 channels"), (["emit", "-i", "none.wav"], "none.wav"),
+        ]
+        others = [
+            (["sense", "good.wav", "-f", 5], "--format"), (["sense", "good.wav", "-b", 0], "--buffer"),
+            (["sense", "good.wav", "--UltraHz-period", "x"], "--UltraHz"), (["sense", "good.wav", "-j", 0], "--jobs"),
             (["sense", "good.wav", "-o", "none/new.wav"], "none/new.wav"), (["sense"], "required"),
+            (["sense", "good.wav", "good.wav"], "--out"), (["sense", "good.wav", "--csv", "--json"], "--json"),
+            (["explain"], "required"), (["explain", "good.wav", "--spectra"], "--json"),
+            (["explain", "good.wav", "--params", "none"], "none"),
+            (["explain", "good.wav", "--params", "."], "director"),
             (["simulate", "-d", -1], "--delay-ms"), (["simulate", "-d", "nan"], "--delay-ms"),
             (["simulate", "-d", 10000], "--delay-ms"), (["simulate", "-d", 5, 6], "--wav"),
             (["simulate", "-d", 5, "--gain", "inf"], "--gain"), (["simulate", "-d", 5, "-e", "5;1"], "--echo"),
             (["simulate", "-d", 5, "--snr-db", "nan"], "--snr-db"), (["simulate", "-d", 5, "-s", 0.1], "--seconds"),
             (["simulate", "-d", 5, "--gain", 0, "--snr-db", 3], "silent"), (["simulate"], "--delay-ms"),
-            (["emit", "-s", 0], "--seconds"), (["inspect", "good.wav"], "2 channels"), (["measure"], "measure"),
-        ]:
+            (["emit", "-s", 0], "--seconds"), (["measure"], "measure"), ([], "no verb"),
+        ]
+        for args, said in files_at_fault + others:
             target = {"sense": ["-o", "new.wav"], "simulate": ["--wav", "new.wav"], "emit": ["-o", "new.wav"]}
-            result = run(*args, *([] if "none/new.wav" in args else target.get(args[0], [])))
-            self.assertEqual((result.returncode, result.stdout, result.stderr.count("\n")), (2, "", 1), args)
+            result = run(*args, *([] if "none/new.wav" in args else target.get(args[0] if args else "", [])))
+            status = 1 if (args, said) in files_at_fault else 2
+            self.assertEqual((result.returncode, result.stdout, result.stderr.count("\n")), (status, "", 1), args)
             self.assertIn(said, result.stderr)
             self.assertEqual(sorted(os.listdir()), before, args)
 

@@ -110,7 +110,7 @@ float to_float(double value) {
 
 AudioReader::AudioReader(std::string path, int channels)
     : path_(std::move(path)), file_(nullptr, sf_close), channels_(channels) {
-  const auto fail = [&](const std::string& why) { throw UserError("cannot read " + path_ + ": " + why); };
+  const auto fail = [&](const std::string& why) { throw FileError("cannot read " + path_ + ": " + why); };
   std::error_code ignored;
   if (const auto status = std::filesystem::status(path_, ignored); std::filesystem::exists(status)) {
     if (!std::filesystem::is_regular_file(status)) fail("not a regular file");
@@ -138,7 +138,7 @@ size_t AudioReader::read(std::span<double> out) {
   const sf_count_t got = sf_readf_double(file_.get(), out.data(), wanted);
   position_ += got;
   if (got < wanted && position_ < frames_) {
-    throw UserError("cannot read " + path_ + ": damaged or cut short after sample " + std::to_string(position_) +
+    throw FileError("cannot read " + path_ + ": damaged or cut short after sample " + std::to_string(position_) +
                     " of " + std::to_string(frames_));
   }
   return static_cast<size_t>(got * channels_);

@@ -34,7 +34,7 @@ class Playback {
     samples_ = file_ && !options.seconds ? file_->frames() : std::llround(seconds * kSampleRate);
     if (samples_ < 1) throw UserError("--seconds: less than one sample");
     if (static_cast<double>(samples_) > kMaxSeconds * kSampleRate) {
-      throw UserError("cannot read " + options.in.value_or("") + ": longer than six hours; cut it with --seconds");
+      throw FileError("cannot read " + options.in.value_or("") + ": longer than six hours; cut it with --seconds");
     }
   }
 
@@ -115,7 +115,7 @@ void add_emit(CLI::App& app) {
       ->type_name("N")
       ->check(CLI::Range(int64_t{1}, kMaxBuffer).description(""))
       ->capture_default_str();
-  add_emitter_options(*verb, options->param);
+  add_parameter_options(*verb, options->param);
   verb->footer(
       "What comes back is 479 samples late: the file starts with as many zeros.\n\n"
       "Examples:\n"

@@ -5,13 +5,22 @@
 
 namespace zeto::tool {
 
-/// Something that the user can put right. main() prints it as one line and leaves with status 2.
+/// Exit status.
+constexpr int kBadFile = 1;  ///< an audio file that was to be read is at fault
+constexpr int kFailed = 2;   ///< anything else: usage, parameters, output
+
+/// Something that the user can put right. main() prints it as one line and leaves with kFailed.
 struct UserError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Everything was said already; main() only leaves with status 2.
-struct Failed {};
+/// The same about an audio file that was to be read. main() leaves with kBadFile.
+struct FileError : UserError {
+  using UserError::UserError;
+};
+
+/// Everything was said already; main() only leaves with kBadFile.
+struct SomeFilesFailed {};
 
 /// One line on standard error, whatever the message looks like: "zeto emit: ...".
 inline void complain(const std::string& who, std::string message) {

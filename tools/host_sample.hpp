@@ -17,6 +17,7 @@ Sample host_sample(double value, double full_scale) {
   if constexpr (std::is_floating_point_v<Sample>) {
     return to_float(value);
   } else {
+    if (std::isnan(value)) return 0;  // as the library takes it in its float format
     const double scaled = std::nearbyint(value * full_scale);
     return static_cast<Sample>(scaled >= -full_scale ? std::min(scaled, full_scale - 1.0) : -full_scale);
   }

@@ -7,6 +7,7 @@
 #include "audio_file.hpp"
 #include "error.hpp"
 #include "sweep.hpp"
+#include "text.hpp"
 #include "verbs.hpp"
 
 namespace zeto::tool {
@@ -21,11 +22,8 @@ using Row = std::array<std::string, 8>;
 const Row kHeading{"file", "encoding", "samples", "peak", "start_hz", "end_hz", "sweep_s", "latency"};
 
 /// A number, or nothing where it could not be measured.
-std::string text(double value, int digits) {
-  if (!std::isfinite(value)) return "";
-  std::array<char, 64> buffer{};
-  std::snprintf(buffer.data(), buffer.size(), "%.*f", digits, value);
-  return buffer.data();
+std::string cell(double value, int digits) {
+  return std::isfinite(value) ? text("%.*f", digits, value) : "";
 }
 
 std::vector<float> read_all(AudioReader& reader) {
@@ -46,18 +44,11 @@ Row measure(const std::string& path) {
   return {path,
           reader.encoding(),
           std::to_string(samples.size()),
-          text(sweep.peak, 4),
-          text(sweep.start_hz, 1),
-          text(sweep.end_hz, 1),
-          sweep.period ? text(static_cast<double>(*sweep.period) / kSampleRate, 3) : "",
+          cell(sweep.peak, 4),
+          cell(sweep.start_hz, 1),
+          cell(sweep.end_hz, 1),
+          sweep.period ? cell(static_cast<double>(*sweep.period) / kSampleRate, 3) : "",
           sweep.latency ? std::to_string(*sweep.latency) : ""};
-}
-
-std::string csv_cell(const std::string& text) {
-  if (text.find_first_of(",\"\n") == std::string::npos) return text;
-  std::string quoted = "\"";
-  for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);
-  return quoted += '"';
 }
 
 void print_csv(const Row& row) {
@@ -86,12 +77,12 @@ void inspect(const InspectOptions& options) {
       if (!heading) print(kHeading);
       heading = true;
       print(row);
-    } catch (const UserError& error) {  // the others still count
+    } catch (const FileError& error) {  // the others still count
       complain("zeto inspect", error.what());
       failed = true;
     }
   }
-  if (failed) throw Failed();
+  if (failed) throw SomeFilesFailed();
 }
 
 }  // namespace

@@ -10,7 +10,16 @@ namespace zeto::tool {
 
 bool verbose = false;
 
-LibrarySpeaks::LibrarySpeaks() {
+namespace {
+std::mutex library_or_results;
+}  // namespace
+
+void print(const std::string& text) {
+  const std::lock_guard alone(library_or_results);
+  std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+LibrarySpeaks::LibrarySpeaks() : alone_(library_or_results) {
   std::fflush(stdout);
   kept_ = dup(STDOUT_FILENO);
   if (kept_ < 0) return;

@@ -2,12 +2,18 @@
 // and its wrappers write to the Android log. Neither is of interest to most users: both are dropped, or shown on
 // standard error where --verbose is given. Errors in the log are always shown.
 #pragma once
+#include <mutex>
+#include <string>
 
 namespace zeto::tool {
 
 extern bool verbose;
 
-/// While it lives, standard output goes elsewhere. Meant for calls that print: init, set_parameters, deinit.
+/// Writes to standard output while no LibrarySpeaks lives: where several threads work, results go this way.
+void print(const std::string& text);
+
+/// While it lives, standard output goes elsewhere. Meant for calls that print: init, set_parameters, deinit. Only one
+/// lives at a time, others wait: the same calls of several handles write to the library's one arena registry.
 class LibrarySpeaks {
  public:
   LibrarySpeaks();
@@ -16,6 +22,7 @@ class LibrarySpeaks {
   LibrarySpeaks& operator=(const LibrarySpeaks&) = delete;
 
  private:
+  std::lock_guard<std::mutex> alone_;
   int kept_;  // the real standard output, -1 where there is none
 };
 

@@ -9,12 +9,13 @@
 
 namespace {
 
-constexpr int kFailed = 2;
+using zeto::tool::kBadFile;
+using zeto::tool::kFailed;
 
-int fail(const CLI::App& app, const std::string& message) {
+int fail(const CLI::App& app, const std::string& message, int status = kFailed) {
   const auto verbs = app.get_subcommands();
   zeto::tool::complain(verbs.empty() ? "zeto" : "zeto " + verbs.front()->get_name(), message);
-  return kFailed;
+  return status;
 }
 
 /// Of several spellings, help shows the first.
@@ -27,6 +28,22 @@ struct Formatter : CLI::Formatter {
   }
 };
 
+int parse_and_do(CLI::App& app, int argc, char** argv) {
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
+    return fail(app, std::string(error.what()) + " (see --help)");
+  } catch (const zeto::tool::FileError& error) {
+    return fail(app, error.what(), kBadFile);
+  } catch (const zeto::tool::SomeFilesFailed&) {
+    return kBadFile;
+  } catch (const std::exception& error) {
+    return fail(app, error.what());
+  }
+  return app.get_subcommands().empty() ? fail(app, "no verb given (see --help)") : 0;
+}
+
 int run(int argc, char** argv) {
   CLI::App app{"Ultrasonic sensing in a phone's voice path: makes the chirp, looks at it and measures its echo.",
                "zeto"};
@@ -35,25 +52,19 @@ int run(int argc, char** argv) {
   app.get_formatter()->column_width(28);
   app.set_version_flag("--version", "zeto " ZETO_VERSION);
   app.add_flag("-v,--verbose", zeto::tool::verbose, "Show the library's own lines on standard error");
-  app.footer("Help on one verb: zeto VERB --help\nExit status: 0 done; 2 failed, with a line on standard error.");
+  app.footer(
+      "Help on one verb: zeto VERB --help\nExit status: 0 done; 1 an audio file could not be read or used; 2 anything "
+      "else\nfailed. Each with a line on standard error.");
   zeto::tool::add_emit(app);
   zeto::tool::add_inspect(app);
   zeto::tool::add_sense(app);
+  zeto::tool::add_explain(app);
   zeto::tool::add_simulate(app);
+  zeto::tool::add_params(app);
 
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
-    return fail(app, std::string(error.what()) + " (see --help)");
-  } catch (const zeto::tool::Failed&) {
-    return kFailed;
-  } catch (const std::exception& error) {
-    return fail(app, error.what());
-  }
-  if (app.get_subcommands().empty()) return fail(app, "no verb given (see --help)");
+  const int status = parse_and_do(app, argc, argv);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) return fail(app, "cannot write to standard output");
-  return 0;
+  return status;
 }
 
 }  // namespace

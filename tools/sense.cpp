@@ -1,32 +1,40 @@
-// zeto sense: a recording in, measurements out.
+// zeto sense: recordings in, measurements out.
+#include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <optional>
+#include <thread>
 
 #include "audio_file.hpp"
+#include "batch.hpp"
 #include "error.hpp"
 #include "host_sample.hpp"
+#include "library_output.hpp"
 #include "options.hpp"
+#include "progress.hpp"
+#include "sense_report.hpp"
 #include "sensing.hpp"
+#include "text.hpp"
 #include "verbs.hpp"
 
 namespace zeto::tool {
 namespace {
 
 struct SenseOptions {
-  std::string file;
+  std::vector<std::string> files;
   std::optional<std::string> out;
   std::optional<int32_t> format;
   int64_t buffer = SensingOptions{}.buffer;
+  int jobs = 0;
+  bool summary = false;
   bool csv = false;
+  bool json = false;
   zeto_tx_param param = kDetectorDefaults;
 };
 
-std::vector<Analysis> sense_file(const SenseOptions& options) {
-  AudioReader reader(options.file, 2);
-  if (const int64_t needed = shortest_sensed(options.param); reader.frames() < needed) {
-    throw UserError("cannot sense " + options.file + ": the first analysis takes " + std::to_string(needed) +
-                    " samples, it has " + std::to_string(reader.frames()));
-  }
+/// @param sensed  is moved on by the samples that have been read.
+std::vector<Analysis> sense_file(const SenseOptions& options, const std::string& file, std::atomic<int64_t>& sensed) {
+  AudioReader reader = open_recording(file, options.param);
   const HostFormat format = options.format ? HostFormat{*options.format} : reader.host_format();
   std::optional<AudioWriter> writer;
   if (options.out) {
@@ -35,37 +43,83 @@ std::vector<Analysis> sense_file(const SenseOptions& options) {
     }
     writer.emplace(*options.out, format);
   }
-  const Capture capture = [&](std::span<double> values) { reader.read(values); };
+  const Capture capture = [&](std::span<double> values) {
+    reader.read(values);
+    sensed += static_cast<int64_t>(values.size() / 2);
+  };
   auto analyses = sense({format, options.buffer, options.param}, reader.frames(), capture, writer ? &*writer : nullptr);
   if (writer) writer->commit();
   return analyses;
 }
 
-void print(const std::vector<Analysis>& analyses, bool csv) {
-  std::puts(csv ? "time_s,status,measurement" : "  time_s  measurement");
-  for (const Analysis& analysis : analyses) {
-    if (analysis.accepted()) {
-      std::printf(csv ? "%.1f,accepted,%d\n" : "%8.1f  %11d\n", analysis.end_s, analysis.value);
-    } else {
-      std::printf(csv ? "%.1f,rejected,\n" : "%8.1f     rejected\n", analysis.end_s);
-    }
+/// What came of a recording; one that is at fault does not stop the others.
+struct Outcome {
+  std::vector<Analysis> analyses;
+  std::optional<std::string> fault;
+};
+
+Outcome outcome_of(const SenseOptions& options, const std::string& file, std::atomic<int64_t>& sensed) {
+  try {
+    return {sense_file(options, file, sensed), std::nullopt};
+  } catch (const FileError& error) {
+    return {{}, error.what()};
   }
+}
+
+size_t jobs_of(const SenseOptions& options) {
+  return options.jobs > 0 ? static_cast<size_t>(options.jobs) : std::max(1u, std::thread::hardware_concurrency());
+}
+
+void sense_files(const SenseOptions& options) {
+  if (options.out && options.files.size() > 1) throw UserError("--out: takes one recording only");
+  const auto style = options.json ? ReportStyle::kJson : options.csv ? ReportStyle::kCsv : ReportStyle::kTable;
+  const SenseReport report(style, options.summary, options.files);
+  std::atomic<int64_t> sensed = 0;
+  size_t done = 0;
+  size_t failed = 0;
+  bool headed = false;
+  Progress progress;
+  const auto work = [&](size_t i) { return outcome_of(options, options.files[i], sensed); };
+  const auto use = [&](size_t i, const Outcome& outcome) {
+    progress.clear();
+    ++done;
+    if (outcome.fault) {
+      ++failed;
+      complain("zeto sense", *outcome.fault);
+      print(report.of_failure(options.files[i], *outcome.fault));
+      return;
+    }
+    print((headed ? "" : report.heading()) + report.of(options.files[i], outcome.analyses));
+    headed = true;
+  };
+  const auto idle = [&] {
+    const auto minutes = static_cast<double>(sensed) / kSampleRate / 60.0;
+    progress.show(
+        text("%zu of %zu recordings, %zu failed; %.1f min of audio", done, options.files.size(), failed, minutes));
+  };
+  in_order(options.files.size(), jobs_of(options), work, use, idle);
+  if (failed > 0) throw SomeFilesFailed();
 }
 
 }  // namespace
 
 void add_sense(CLI::App& app) {
-  auto* verb = app.add_subcommand("sense", "Measure the echo in a recording: pass it through the uplink wrapper");
+  auto* verb = app.add_subcommand("sense", "Measure the echo in recordings: pass them through the uplink wrapper");
   const auto options = std::make_shared<SenseOptions>();
-  verb->add_option("capture", options->file,
-                   "Audio file (48000 Hz, two channels): the first the\n"
+  verb->add_option("captures", options->files,
+                   "Audio files (48000 Hz, two channels): the first the\n"
                    "reference, what was played; the second the microphone")
       ->type_name("FILE")
       ->required();
+  verb->add_flag("--summary", options->summary, "One line per recording rather than per analysis");
   verb->add_flag("--csv", options->csv, "Comma-separated values");
+  verb->add_flag("--json", options->json, "JSON, one object per recording, each on a line")->excludes("--csv");
+  verb->add_option("-j,--jobs", options->jobs, "Recordings to work on at a time. Default: one per processor")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1024).description(""));
   verb->add_option("-o,--out", options->out,
                    "WAV file to write: the output channel that the wrapper\n"
-                   "returns, mono, in the host's format")
+                   "returns, mono, in the host's format; one recording only")
       ->type_name("FILE");
   verb->add_option("-f,--format", options->format,
                    "The host's sample format: 1 16-bit, 2 24-bit, 3 32-bit,\n"
@@ -78,7 +132,7 @@ void add_sense(CLI::App& app) {
       ->type_name("N")
       ->check(CLI::Range(int64_t{1}, kMaxBuffer).description(""))
       ->capture_default_str();
-  add_detector_options(*verb, options->param);
+  add_parameter_options(*verb, options->param);
   verb->footer(
       "One line per analysis, which covers 200 ms:\n"
       "  time_s       where in the recording the 200 ms end\n"
@@ -86,13 +140,19 @@ void add_sense(CLI::App& app) {
       "               defaults the echo's delay in ms, folded at 500 (600 ms reads\n"
       "               400), in steps of 3.91 ms\n"
       "With --csv a column says accepted or rejected, and a rejected one's measurement\n"
-      "is empty.\n\n"
+      "is empty. Several recordings are told apart by a first column, their name, and\n"
+      "come in the order given. --summary gives for each how many seconds were analysed,\n"
+      "in how many analyses, how many of these were accepted, and of those the median,\n"
+      "least and greatest measurement.\n"
+      "A recording that cannot be sensed is reported on standard error, the others are\n"
+      "sensed all the same, and the exit status is 1.\n\n"
       "Examples:\n"
       "  zeto simulate --delay-ms 50 --wav capture.wav    make a recording\n"
       "  zeto sense capture.wav\n"
       "  zeto sense --csv capture.wav > capture.csv\n"
+      "  zeto sense --summary *.wav\n"
       "  zeto sense -f 4 -b 1000 -o levels.wav capture.wav");
-  verb->callback([options] { print(sense_file(*options), options->csv); });
+  verb->callback([options] { sense_files(*options); });
 }
 
 }  // namespace zeto::tool

@@ -1,7 +1,9 @@
 #include "sensing.hpp"
 
+#include <algorithm>
 #include <cmath>
 
+#include "error.hpp"
 #include "host_sample.hpp"
 #include "wrappers.hpp"
 
@@ -72,6 +74,26 @@ std::vector<Analysis> run(const SensingOptions& options, int64_t frames, const C
 
 int64_t shortest_sensed(const zeto_tx_param& param) {
   return first_analysis(param) * kAnalysisLen;
+}
+
+Summary summary_of_accepted(const std::vector<Analysis>& analyses) {
+  std::vector<double> values;
+  for (const Analysis& analysis : analyses) {
+    if (analysis.accepted()) values.push_back(analysis.value);
+  }
+  if (values.empty()) return {};
+  std::sort(values.begin(), values.end());
+  const double median = 0.5 * (values[(values.size() - 1) / 2] + values[values.size() / 2]);
+  return {values.size(), median, values.front(), values.back()};
+}
+
+AudioReader open_recording(const std::string& path, const zeto_tx_param& param) {
+  AudioReader reader(path, 2);
+  if (const int64_t needed = shortest_sensed(param); reader.frames() < needed) {
+    throw FileError("cannot sense " + path + ": the first analysis takes " + std::to_string(needed) +
+                    " samples, it has " + std::to_string(reader.frames()));
+  }
+  return reader;
 }
 
 std::vector<Analysis> sense(const SensingOptions& options, int64_t frames, const Capture& capture,

@@ -18,6 +18,15 @@ struct Analysis {
   bool accepted() const { return value != -1000; }
 };
 
+/// Of the accepted analyses; all 0 where there are none.
+struct Summary {
+  size_t accepted;
+  double median;
+  double least;
+  double greatest;
+};
+Summary summary_of_accepted(const std::vector<Analysis>& analyses);
+
 struct SensingOptions {
   HostFormat format = HostFormat::kPcm16;
   int64_t buffer = 480;  ///< samples per call of the wrapper
@@ -26,6 +35,9 @@ struct SensingOptions {
 
 /// Samples per input that the first analysis needs; the start-up delay, where it is on, comes before.
 int64_t shortest_sensed(const zeto_tx_param& param);
+
+/// A file of reference and microphone that is long enough for an analysis; otherwise a FileError.
+AudioReader open_recording(const std::string& path, const zeto_tx_param& param);
 
 /// Fills in the next samples, full scale 1.0: reference and microphone in turns.
 using Capture = std::function<void(std::span<double>)>;

@@ -1,6 +1,5 @@
 // zeto simulate: chirp, acoustic path and measurement, true against measured.
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <optional>
@@ -11,6 +10,7 @@
 #include "options.hpp"
 #include "path.hpp"
 #include "sensing.hpp"
+#include "text.hpp"
 #include "verbs.hpp"
 #include "wrappers.hpp"
 
@@ -112,13 +112,9 @@ struct Outcome {
 };
 
 Outcome summary(const SimulateOptions& options, double true_ms, const std::vector<Analysis>& analyses) {
-  std::vector<double> values;
-  for (const Analysis& analysis : analyses) {
-    if (analysis.accepted()) values.push_back(analysis.value);
-  }
-  std::sort(values.begin(), values.end());
-  Outcome outcome{true_ms, expected(options, true_ms), std::nullopt, values.size(), analyses.size()};
-  if (!values.empty()) outcome.measured = 0.5 * (values[(values.size() - 1) / 2] + values[values.size() / 2]);
+  const Summary sensed = summary_of_accepted(analyses);
+  Outcome outcome{true_ms, expected(options, true_ms), std::nullopt, sensed.accepted, analyses.size()};
+  if (sensed.accepted > 0) outcome.measured = sensed.median;
   return outcome;
 }
 
@@ -143,28 +139,23 @@ Outcome simulate(const SimulateOptions& options, std::span<const int16_t> played
   if (wav) wav->commit();
   const double true_ms = static_cast<double>(direct.delay) / kSamplesPerMs;
   if (path.clipped() > 0) {
-    std::array<char, 96> note{};
-    std::snprintf(note.data(), note.size(), "%g ms: %lld samples of the microphone clipped", true_ms,
-                  static_cast<long long>(path.clipped()));
-    complain("zeto simulate", note.data());
+    complain("zeto simulate",
+             text("%g ms: %lld samples of the microphone clipped", true_ms, static_cast<long long>(path.clipped())));
   }
   return summary(options, true_ms, analyses);
 }
 
 /// Digits enough for a sample, and for halves between whole measurements, but none for nothing.
-std::string text(std::optional<double> value, const char* without) {
-  if (!value) return without;
-  std::array<char, 32> buffer{};
-  std::snprintf(buffer.data(), buffer.size(), "%.7g", *value);
-  return buffer.data();
+std::string cell(std::optional<double> value, const char* without) {
+  return value ? text("%.7g", *value) : without;
 }
 
 void print(const Outcome& row, bool csv) {
   const char* without = csv ? "" : "-";
   const std::optional<double> error =
       row.expected && row.measured ? std::optional(*row.measured - *row.expected) : std::nullopt;
-  std::printf(csv ? "%s,%s,%s,%s,%zu,%zu\n" : "%9s %9s %9s %9s   %zu of %zu\n", text(row.true_ms, without).c_str(),
-              text(row.expected, without).c_str(), text(row.measured, without).c_str(), text(error, without).c_str(),
+  std::printf(csv ? "%s,%s,%s,%s,%zu,%zu\n" : "%9s %9s %9s %9s   %zu of %zu\n", cell(row.true_ms, without).c_str(),
+              cell(row.expected, without).c_str(), cell(row.measured, without).c_str(), cell(error, without).c_str(),
               row.accepted, row.analyses);
 }
 
@@ -207,8 +198,7 @@ void add_simulate(CLI::App& app) {
       ->capture_default_str();
   verb->add_option("-w,--wav", options->wav, "WAV file to write: the recording, for zeto sense")->type_name("FILE");
   verb->add_flag("--csv", options->csv, "Comma-separated values");
-  add_emitter_options(*verb, options->emitter);
-  add_detector_options(*verb, options->detector);
+  add_parameter_options(*verb, options->emitter, options->detector);
   verb->footer(
       "The chirp comes from the downlink wrapper, takes its delays and gains, meets the\n"
       "noise, is rounded to 16 bits and goes into the uplink wrapper as the microphone,\n"

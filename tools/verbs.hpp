@@ -5,7 +5,9 @@
 namespace zeto::tool {
 
 void add_emit(CLI::App& app);
+void add_explain(CLI::App& app);
 void add_inspect(CLI::App& app);
+void add_params(CLI::App& app);
 void add_sense(CLI::App& app);
 void add_simulate(CLI::App& app);
 

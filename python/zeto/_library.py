@@ -1,0 +1,223 @@
+"""The exported functions, and the two handles around them."""
+import ctypes
+import ctypes.util
+import difflib
+import enum
+import functools
+import os
+from types import TracebackType
+from typing import Any, Dict, Mapping, Optional, Type, TypeVar, Union
+
+import numpy as np
+from numpy.typing import NDArray
+
+SAMPLE_RATE = 48000  # Hz, the only one
+BLOCK = 480  # samples, 10 ms
+LATENCY = 479  # samples by which everything comes back late
+ANALYSIS = 20 * BLOCK  # samples, 200 ms
+REJECTED = -1000  # what the detector gives after an analysis without agreement
+
+EMITTER_DEFAULTS: Mapping[str, int] = {
+    "start_hz": 19600,
+    "span_hz": 4000,
+    "amp_start_milli": 10,
+    "amp_end_milli": 160,
+    "period_ms": 1000,
+    "enable": 1,
+}
+DETECTOR_DEFAULTS: Mapping[str, int] = {
+    "UltraHz_floor": 19605,
+    "UltraHz_scope": 4000,
+    "UltraHz_period": 1000,
+    "UltraHz_cand_dB": -20,
+    "UltraHz_cand_ratio": 100,
+    "UltraHz_spread_ratio": 50,
+    "UltraHz_mix_gain": 10,
+    "UltraHz_smooth": 0,
+    "UltraHz_spare1": 0,
+    "UltraHz_spare2": 0,
+    "UltraHz_delay_ms": 0,
+}
+
+
+class ZetoError(Exception):
+    """The library is missing, or cannot do what was asked."""
+
+
+class Format(enum.IntEnum):
+    """The host's sample formats. INT24 is a 24-bit value in 32 bits."""
+
+    INT16 = 1
+    INT24 = 2
+    INT32 = 3
+    FLOAT32 = 4
+
+    @property
+    def dtype(self) -> "np.dtype[Any]":
+        return np.dtype({1: np.int16, 2: np.int32, 3: np.int32, 4: np.float32}[self])
+
+    @property
+    def full_scale(self) -> float:
+        return {1: 2.0**15, 2: 2.0**23, 3: 2.0**31, 4: 1.0}[self]
+
+
+class _Head(ctypes.Structure):
+    """The start of zeto_rx_wrapper and zeto_tx_wrapper alike."""
+
+    _fields_ = [("state", ctypes.c_int32), ("params", ctypes.c_uint8 * 80), ("core", ctypes.c_void_p)]
+
+
+@functools.lru_cache(maxsize=None)
+def _library() -> ctypes.CDLL:
+    path = os.environ.get("ZETO_LIBRARY") or ctypes.util.find_library("zeto") or "libzeto.so.1"
+    try:
+        library = ctypes.CDLL(path)
+        for side in ("rx", "tx"):
+            call = functools.partial(getattr, library)
+            buffers = [ctypes.c_void_p] * (1 if side == "rx" else 3)
+            for verb, arguments, result in (
+                ("init", [ctypes.c_uint32, ctypes.c_int32], ctypes.POINTER(_Head)),
+                ("set_parameters", [ctypes.c_void_p, ctypes.c_void_p], None),
+                ("get_parameter", [ctypes.c_void_p, ctypes.c_void_p], None),
+                ("process", [ctypes.c_void_p, *buffers, ctypes.c_uint64], None),
+                ("deinit", [ctypes.c_void_p], None),
+            ):
+                function = call(f"zeto_{side}_wrapper_{verb}")
+                function.argtypes, function.restype = arguments, result
+    except (OSError, AttributeError) as error:
+        raise ZetoError(f"cannot use libzeto ({error}); ZETO_LIBRARY may name its file") from error
+    return library
+
+
+def _merged(defaults: Mapping[str, int], changes: Mapping[str, int]) -> Dict[str, int]:
+    for name, value in changes.items():
+        if name not in defaults:
+            nearest = difflib.get_close_matches(name, defaults, 1, 0.0)[0]
+            raise TypeError(f"there is no parameter {name}; the nearest is {nearest}")
+        if not isinstance(value, (int, np.integer)) or not -(2**31) <= value < 2**31:
+            raise ValueError(f"{name}: {value!r} is not a whole number of 32 bits")
+    return {name: int(changes.get(name, value)) for name, value in defaults.items()}
+
+
+Self = TypeVar("Self", bound="_Handle")
+
+
+class _Handle:
+    _side: str
+    _defaults: Mapping[str, int]
+
+    def __init__(self, format: Union[Format, int] = Format.INT16, **parameters: int) -> None:
+        self._handle: Optional[Any] = None
+        try:
+            self.format = Format(format)  # the library takes any number, and then never returns from processing
+        except ValueError:
+            raise ValueError(f"format {format!r} is none of 1 (16-bit), 2 (24-bit), 3 (32-bit), 4 (float)") from None
+        self._set = _merged(self._defaults, parameters)
+        handle = self._call("init", SAMPLE_RATE, self.format)
+        if not handle:
+            raise ZetoError("out of memory")
+        self._handle = handle
+        if handle.contents.state != 1 or not handle.contents.core:
+            self.close()
+            raise ZetoError("out of memory")
+        self.set_parameters()
+
+    def set_parameters(self, **changes: int) -> None:
+        """Changes parameters, the others stay, and starts afresh. Up to 479 samples of before still come out."""
+        handle = self._open()
+        self._set = _merged(self._set, changes)
+        block = (ctypes.c_int32 * 20)(*self._set.values())  # 80 bytes are read, whatever the core uses of them
+        self._call("set_parameters", handle, block)
+
+    @property
+    def parameters(self) -> Dict[str, int]:
+        """The parameters, read back from the library."""
+        words = (ctypes.c_int32 * 20)()
+        self._call("get_parameter", self._open(), words)
+        return dict(zip(self._defaults, words))
+
+    def close(self) -> None:
+        """Frees the handle. Closing twice is no fault."""
+        if self._handle is not None:
+            handle, self._handle = self._handle, None
+            self._call("deinit", handle)
+
+    def __enter__(self: Self) -> Self:
+        return self
+
+    def __exit__(
+        self, kind: Optional[Type[BaseException]], error: Optional[BaseException], trace: Optional[TracebackType]
+    ) -> None:
+        self.close()
+
+    def __del__(self) -> None:
+        if getattr(self, "_handle", None) is not None:
+            self.close()
+
+    def _call(self, verb: str, *arguments: Any) -> Any:
+        return getattr(_library(), f"zeto_{self._side}_wrapper_{verb}")(*arguments)
+
+    def _open(self) -> Any:
+        if self._handle is None:
+            raise ZetoError("the handle is closed")
+        return self._handle
+
+    def _checked(self, name: str, samples: NDArray[Any]) -> NDArray[Any]:
+        if not isinstance(samples, np.ndarray):
+            raise TypeError(f"{name}: a NumPy array is needed, not {type(samples).__name__}")
+        if samples.dtype != self.format.dtype:
+            raise TypeError(f"{name}: format {self.format.name} takes {self.format.dtype}, not {samples.dtype}")
+        if samples.ndim != 1:
+            raise ValueError(f"{name}: one channel is needed, not an array of {samples.ndim} dimensions")
+        if not samples.flags.c_contiguous or not samples.flags.aligned:
+            raise ValueError(f"{name}: samples must lie one behind the other (numpy.ascontiguousarray)")
+        return samples
+
+
+class Emitter(_Handle):
+    """The downlink wrapper: playback in, chirp out."""
+
+    _side = "rx"
+    _defaults = EMITTER_DEFAULTS
+
+    @property
+    def parameters(self) -> Dict[str, int]:
+        """The parameters, read back from the library. Of the period it keeps whole seconds: 2500 reads 2000."""
+        words = super().parameters
+        words["period_ms"] *= 1000
+        return words
+
+    def process(self, buffer: NDArray[Any]) -> NDArray[Any]:
+        """Replaces the samples by the chirp, in place, and returns the same array. Any length."""
+        handle = self._open()
+        if not self._checked("buffer", buffer).flags.writeable:
+            raise ValueError("buffer: it is read-only, the chirp takes its place")
+        self._call("process", handle, buffer.ctypes.data, buffer.nbytes)
+        return buffer
+
+
+class Detector(_Handle):
+    """The uplink wrapper: reference and microphone in, measurement out."""
+
+    _side = "tx"
+    _defaults = DETECTOR_DEFAULTS
+
+    def process(self, reference: NDArray[Any], microphone: NDArray[Any]) -> NDArray[Any]:
+        """The measurement, a sample for each of the inputs', in their format. The inputs stay as they are. Any length,
+        both the same."""
+        handle = self._open()
+        inputs = [self._checked("reference", reference).copy(), self._checked("microphone", microphone).copy()]
+        if len(reference) != len(microphone):
+            raise ValueError(f"unequal lengths: reference {len(reference)}, microphone {len(microphone)}")
+        out = np.zeros_like(inputs[0])
+        self._call("process", handle, *(a.ctypes.data for a in (*inputs, out)), out.nbytes)
+        return out
+
+
+def measurements(detector: Detector, samples: NDArray[Any]) -> NDArray[np.int32]:
+    """One value per analysis, REJECTED where it did not agree, from all that a fresh detector returned (pieces
+    together): analysis k shows from sample 9600 k - 1, where the last of its own samples goes in."""
+    delay_ms = detector.parameters["UltraHz_delay_ms"]
+    first = 1 if delay_ms < 10 else delay_ms // 10 // 20 + 1  # the start-up delay goes without analyses
+    shown = samples[first * ANALYSIS - 1 :: ANALYSIS].astype(np.float64)
+    return (shown * (2.0**15 / detector.format.full_scale)).astype(np.int32)

@@ -1,0 +1,182 @@
+// Fuzz target: the transform at any length, its front-ends and layouts, sliding windows and spectral bands, against
+// sums in double precision and plain loops.
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+#include "tests/support/fuzz_input.hpp"
+#include "zeto/fft.h"
+#include "zeto/kernels.h"
+#include "zeto/tables.h"
+
+namespace {
+
+using Floats = std::vector<float>;
+using Doubles = std::vector<double>;
+using support::FuzzInput;
+using support::require;
+
+bool same_bits(const Floats& a, const Floats& b) {
+  return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0);
+}
+
+// Any bit patterns, of which the input spells out the first, or a row of numbers within +-1.
+Floats take_floats(FuzzInput& input, size_t n, bool any) {
+  Floats x(n);
+  uint32_t state = input.take<uint32_t>();
+  for (float& v : x) v = std::bit_cast<float>(support::next_random(state));
+  if (any) {
+    input.take(x.data(), std::min<size_t>(n, input.below(64)) * sizeof(float));
+    return x;
+  }
+  for (float& v : x) v = static_cast<float>(support::next_random(state) >> 8) / 8388608.0f - 1.0f;
+  for (uint32_t spelt = input.below(16); spelt > 0; --spelt) x[input.below(512) % n] = input.take<int16_t>() / 32768.0f;
+  return x;
+}
+
+// The packed spectrum by its definition.
+Doubles spectrum_of(const Floats& x) {
+  const size_t n = x.size();
+  Doubles cosine(n), sine(n), packed(n);
+  for (size_t i = 0; i < n; ++i) {
+    const double angle = 2 * std::numbers::pi * static_cast<double>(i) / static_cast<double>(n);
+    cosine[i] = std::cos(angle);
+    sine[i] = std::sin(angle);
+  }
+  for (size_t k = 0; 2 * k <= n; ++k) {
+    double re = 0, im = 0;
+    for (size_t j = 0; j < n; ++j) {
+      re += static_cast<double>(x[j]) * cosine[j * k % n];
+      im -= static_cast<double>(x[j]) * sine[j * k % n];
+    }
+    packed[k == 0 ? 0 : 2 * k - 1] = re;
+    if (k > 0 && 2 * k < n) packed[2 * k] = im;
+  }
+  return packed;
+}
+
+template <typename Wanted>
+bool is_near(const Floats& got, const Wanted& want, double scale, double bound) {
+  double error = 0, power = 0;
+  for (size_t i = 0; i < want.size(); ++i) {
+    const double expected = static_cast<double>(want[i]) * scale;
+    error += std::pow(static_cast<double>(got[i]) - expected, 2);
+    power += expected * expected;
+  }
+  return error <= power * bound * bound;
+}
+
+// Lengths from below to beyond the range, on one record that is prepared over and over.
+void fuzz_transform(FuzzInput& input) {
+  zeto_drft_lookup lookup = {};
+  for (uint32_t turns = input.below(6) + 1; turns > 0; --turns) {
+    const auto asked = static_cast<int32_t>(input.below(32) == 0 ? input.take<uint32_t>() : input.below(600));
+    const bool reused = input.below(2) == 0;
+    (reused ? zeto_fft_reinit : zeto_fft_init)(&lookup, asked);
+    if (lookup.n < 1) continue;
+    require(lookup.n == std::min(asked, 512) || asked < 1, "the length is the one asked for");
+    const auto n = static_cast<size_t>(lookup.n);
+    const bool any = input.below(3) == 0;
+    const Floats x = take_floats(input, n, any);
+
+    Floats packed = x, again(n);
+    zeto_drft_forward(&lookup, packed.data());
+    if (reused && asked > 512 && asked <= 768) {
+      require(same_bits(packed, x), "a record beyond the range leaves the samples");
+      zeto_fft_init(&lookup, 512);
+      continue;
+    }
+    Floats interleaved = x;
+    interleaved.resize(n + 2);
+    if (n % 2 == 0) {
+      zeto_rfft_float(&lookup, interleaved.data());
+      zeto_freq_layout_compact_toN(interleaved.data(), lookup.n + 2, 1.0f);
+      interleaved.resize(n);
+      if (!any) require(same_bits(interleaved, packed), "interleaved and packed spectrum are the same");
+    }
+    Floats scaled(n);
+    zeto_spx_fft(&lookup, x.data(), scaled.data());
+    zeto_spx_ifft(&lookup, scaled.data(), again.data());
+    if (any) continue;
+    // Factors above 5 turn by a recurrence that loses precision with the square of the factor.
+    const int32_t largest = *std::max_element(lookup.factors + 2, lookup.factors + 2 + lookup.factors[1]);
+    const double bound = 1e-6 + (largest > 5 ? 2e-8 * largest * largest : 0.0);
+    require(is_near(packed, spectrum_of(x), 1.0, bound), "the spectrum is the sum that defines it");
+    require(is_near(scaled, packed, 1.0 / static_cast<double>(n), bound), "the scaled spectrum is the spectrum over n");
+    require(is_near(again, x, 1.0, 2 * bound), "there and back gives the samples");
+  }
+}
+
+struct Bands {
+  void (*compress)(const float*, float*);
+  void (*expand)(const float*, float*);
+  const int32_t* edge;
+  size_t bands, bins;
+};
+const std::array<Bands, 4> kBands = {{{compress48b, uncompress48b, KT_band48b, 48, 257},
+                                      {compress33b, uncompress33b, KT_band33b, 33, 129},
+                                      {compress4b, uncompress4b, band4b, 4, 257},
+                                      {compress2b, uncompress2b, band2b, 2, 129}}};
+
+void fuzz_bands(FuzzInput& input) {
+  const Bands& layout = kBands[input.below(4)];
+  const bool any = input.below(2) == 0;
+  const Floats spectrum = take_floats(input, layout.bins, any);
+  Floats bands(layout.bands), wide(layout.bins), want(layout.bins);
+  layout.compress(spectrum.data(), bands.data());
+  layout.expand(bands.data(), wide.data());
+  for (size_t band = 0; band < layout.bands; ++band) {
+    const auto from = static_cast<size_t>(layout.edge[band] + 1), to = static_cast<size_t>(layout.edge[band + 1] + 1);
+    double sum = 0, power = 0;
+    for (size_t bin = from; bin < to; ++bin) {
+      want[bin] = bands[band];
+      sum += static_cast<double>(spectrum[bin]);
+      power += std::fabs(static_cast<double>(spectrum[bin]));
+    }
+    const double bins = static_cast<double>(to - from);
+    if (!any)
+      require(std::fabs(static_cast<double>(bands[band]) - sum / bins) <= 1e-5 * power / bins,
+              "a band is the mean of its bins");
+  }
+  require(same_bits(wide, want), "a band spreads bit for bit");
+}
+
+// A frame in front of another by `hop`: the latest samples times the window; and the sums of frames on the way back.
+void fuzz_windows(FuzzInput& input) {
+  const uint32_t len = input.below(511) + 2, hop = input.below(len - 1) + 1;
+  const Floats window = take_floats(input, len, input.below(2) == 0);
+  zeto_window_state cut, add;
+  zeto_window_init(&cut, window.data(), len, hop);
+  zeto_window_init(&add, window.data(), len, hop);
+  Floats latest(len), sums(len);
+  for (uint32_t turns = input.below(6); turns > 0; --turns) {
+    const bool any = input.below(2) == 0, windowed = input.below(2) == 0;
+    const Floats in = take_floats(input, hop, any), frame = take_floats(input, len, any);
+    Floats out(len), want(len), ready(hop);
+    latest.erase(latest.begin(), latest.begin() + hop);
+    latest.insert(latest.end(), in.begin(), in.end());
+    zeto_window_en(&cut, in.data(), out.data());
+    for (size_t i = 0; i < len; ++i) want[i] = latest[i] * window[i];
+    const auto alike = [](float a, float b) { return a == b || (std::isnan(a) && std::isnan(b)); };
+    require(std::equal(out.begin(), out.end(), want.begin(), alike), "a frame is the latest samples times the window");
+    (windowed ? zeto_window_de : zeto_window_de2)(&add, frame.data(), ready.data());
+    for (size_t i = 0; i < len; ++i) sums[i] += windowed ? frame[i] * window[i] : frame[i];
+    require(std::equal(ready.begin(), ready.end(), sums.begin(), alike), "what is complete is the sum of the frames");
+    sums.erase(sums.begin(), sums.begin() + hop);
+    sums.resize(len);
+  }
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  FuzzInput input(data, size);
+  while (!input.empty()) {
+    const uint32_t subject = input.below(4);
+    subject == 0 ? fuzz_bands(input) : subject == 1 ? fuzz_windows(input) : fuzz_transform(input);
+  }
+  return 0;
+}

@@ -1,0 +1,110 @@
+#!/usr/bin/env python3
+"""The Python module against the command-line tool. Usage: python_test.py PATH-TO-ZETO PATH-TO-LIBRARY"""
+import csv
+import io
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+import wave
+
+try:
+    import numpy as np
+except ImportError:
+    print("skipped: NumPy is missing (Debian: python3-numpy)")
+    sys.exit(77)
+
+ZETO = os.path.abspath(sys.argv.pop(1))
+os.environ["ZETO_LIBRARY"] = os.path.abspath(sys.argv.pop(1))
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "python"))
+import zeto  # noqa: E402
+
+
+def read(path):
+    with wave.open(path) as file:
+        width, channels = file.getsampwidth(), file.getnchannels()
+        raw = np.frombuffer(file.readframes(file.getnframes()), np.uint8).reshape(-1, width)
+    padded = np.zeros((len(raw), 4), np.uint8)
+    padded[:, 4 - width :] = raw
+    samples = padded.view("<i4")[:, 0] >> (32 - 8 * width)
+    return samples.astype({2: np.int16, 3: np.int32, 4: np.int32}[width]).reshape(-1, channels).T
+
+
+class PythonTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.path = os.path.join(folder.name, "a.wav")
+
+    def tool(self, *args):
+        return subprocess.run([ZETO, *map(str, args)], capture_output=True, text=True, check=True, timeout=60).stdout
+
+    def test_emits_what_the_tool_emits(self):
+        for number in (1, 2, 3):
+            self.tool("emit", "--seconds", 1.5, "--format", number, "--start-hz", 18000, "--out", self.path)
+            want = read(self.path)[0]
+            with zeto.Emitter(number, start_hz=18000) as emitter:
+                pieces = np.split(np.ones(len(want), emitter.format.dtype), [7, 1000, 50000])
+                got = np.concatenate([emitter.process(piece) for piece in pieces])
+            np.testing.assert_array_equal(got, want, f"format {number}")
+            self.assertGreater(np.abs(want).max(), 0)
+
+    def test_measures_what_the_tool_measures(self):
+        self.tool("simulate", "--delay-ms", 60, "--snr-db", -10, "--seconds", 4, "--wav", self.path)
+        captured = read(self.path)
+        for options in ({}, {"UltraHz_period": 900, "UltraHz_cand_dB": -10}, {"UltraHz_delay_ms": 250}):
+            words = [word for name, value in options.items() for word in (f"--{name}", value)]
+            rows = list(csv.DictReader(io.StringIO(self.tool("sense", "--csv", *words, self.path))))
+            want = [int(row["measurement"] or zeto.REJECTED) for row in rows]
+            self.assertGreater(len(set(want)), 1)
+            for number in zeto.Format:
+                scale = number.full_scale / 2**15
+                reference, microphone = ((x * scale).astype(number.dtype) for x in captured)
+                if number == zeto.Format.FLOAT32:  # to 16 bits by 32767, truncated: half a step up comes back whole
+                    reference, microphone = (
+                        ((x + 0.5 * np.sign(x)) / 32767).astype(np.float32) for x in captured.astype(np.float64)
+                    )
+                with zeto.Detector(number, **options) as detector:
+                    before = microphone.copy()
+                    out = detector.process(reference, microphone)
+                    np.testing.assert_array_equal(microphone, before)
+                    self.assertEqual(list(zeto.measurements(detector, out)), want, f"{number!r} {options}")
+
+    def test_reads_parameters_back(self):
+        with zeto.Emitter(period_ms=2500) as emitter, zeto.Detector(UltraHz_cand_dB=-31) as detector:
+            self.assertEqual(emitter.parameters, {**zeto.EMITTER_DEFAULTS, "period_ms": 2000})
+            self.assertEqual(detector.parameters, {**zeto.DETECTOR_DEFAULTS, "UltraHz_cand_dB": -31})
+            detector.set_parameters(UltraHz_delay_ms=10)
+            self.assertEqual(detector.parameters["UltraHz_cand_dB"], -31)
+
+    def test_refuses(self):
+        emitter, detector = zeto.Emitter(), zeto.Detector()
+        good, frozen = np.zeros(10, np.int16), np.zeros(10, np.int16)
+        frozen.flags.writeable = False
+        for message, call in (
+            ("none of 1", lambda: zeto.Emitter(5)),
+            ("nearest is UltraHz_scope", lambda: zeto.Detector(UltraHz_scop=1)),
+            ("whole number", lambda: zeto.Emitter(start_hz=1.5)),
+            ("whole number", lambda: zeto.Emitter(start_hz=2**31)),
+            ("takes int16", lambda: emitter.process(np.zeros(10))),
+            ("NumPy array", lambda: emitter.process([0])),
+            ("one behind the other", lambda: emitter.process(np.zeros(10, np.int16)[::2])),
+            ("one channel", lambda: emitter.process(np.zeros((2, 5), np.int16))),
+            ("read-only", lambda: emitter.process(frozen)),
+            ("unequal lengths", lambda: detector.process(good, good[:9])),
+        ):
+            with self.assertRaisesRegex((TypeError, ValueError), message):
+                call()
+        emitter.close()
+        emitter.close()
+        with self.assertRaisesRegex(zeto.ZetoError, "closed"):
+            emitter.process(good)
+        code = "import zeto; zeto.Emitter()"
+        environment = {**os.environ, "ZETO_LIBRARY": "/nowhere.so", "PYTHONPATH": sys.path[0]}
+        failed = subprocess.run([sys.executable, "-c", code], env=environment, capture_output=True, text=True)
+        self.assertIn("ZETO_LIBRARY may name its file", failed.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,14 @@
+// Results as text.
+#pragma once
+#include <cstdarg>
+#include <string>
+
+namespace zeto::tool {
+
+/// printf into a string.
+[[gnu::format(printf, 1, 2)]] std::string text(const char* format, ...);
+
+/// In quotation marks where it must be.
+std::string csv_cell(const std::string& cell);
+
+}  // namespace zeto::tool
