@@ -32,7 +32,7 @@ constexpr size_t kLate = 479;       // samples that both wrappers hold back
 constexpr size_t kWindow = 9600;    // samples of an analysis
 constexpr double kTolerance = 3.5;  // ms: half a bin is 2 ms, and rounding down thrice takes up to 1.3
 constexpr zeto_rx_param kChirp = {19605, 4000, 10, 160, 1000, 1};
-constexpr zeto_tx_param kListen = {19605, 4000, 1000, -20, 100, 50, 10, 0, 0, 0, 0};
+constexpr zeto_tx_param kListen = {19605, 4000, 1000, -40, 100, 50, 10, 0, 0, 0, 0};
 
 using Samples = std::vector<int16_t>;
 
