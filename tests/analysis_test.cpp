@@ -60,6 +60,29 @@ TEST(FilterAndMix, SumsInTheFixedOrder) {
   }
 }
 
+// From denormal numbers to such as make bins infinite or none, in some segments or all.
+TEST(FindPeaks, TakesAnyNumbersAsThePlainModel) {
+  zeto_drft_lookup lookup = {};
+  zeto_fft_init(&lookup, 512);
+  plain::Transform transform(512);
+  std::mt19937 random(7);
+  for (int scale = -149; scale < 128; scale += 3) {
+    std::vector<float> mixed(9600);
+    for (float& v : mixed) v = std::ldexp(float(int32_t(random())), scale - 31);
+    if (scale % 2 == 0) mixed[size_t(384 + random() % 9216)] = INFINITY;
+    zeto::detector::Peak peaks[18];
+    zeto::detector::find_peaks(lookup, mixed.data(), peaks);
+    for (size_t segment = 0; segment < 18; ++segment) {
+      float spectrum[514];
+      for (size_t t = 0; t < 512; ++t) spectrum[t] = mixed[384 + segment / 6 * 3072 + segment % 6 + 6 * t] * 6.0f;
+      transform.forward(spectrum);
+      const plain::Peak want = plain::peak_of(spectrum);
+      ASSERT_EQ(int(peaks[segment].bin), want.bin) << scale;
+      ASSERT_TRUE(peaks[segment].level == want.level || std::isnan(want.level)) << scale;
+    }
+  }
+}
+
 constexpr float kThird = 6 / 18.0f, kTwoThirds = 12 / 18.0f;
 
 struct AgreeCase {

@@ -89,6 +89,17 @@ TEST(Emitter, WritesWholeFramesAndSilenceWithoutAPeriod) {
     }
 }
 
+// A state that was never prepared has no frame length: nothing is written, and the call comes back.
+TEST(Emitter, ReturnsFromAnUnpreparedState) {
+  for (int32_t enable : {0, 1}) {
+    zeto_rx_state state = {};
+    state.enable = enable;
+    int16_t out = 77;
+    zeto_rx_process(&state, &out, 480);
+    EXPECT_EQ(out, 77);
+  }
+}
+
 TEST(Emitter, StandsStillWhileDisabled) {
   Core core(kDefault);
   const Samples whole = Core(kDefault).run(960);

@@ -201,6 +201,9 @@ TEST(Fft, TwiddlesFollowTheScratchArea) {
     EXPECT_FLOAT_EQ(lookup.trig[13 + 3 * (j - 1)], std::sin(static_cast<float>(j) * 6.2831855f / 12.0f));
     EXPECT_EQ(lookup.trig[14 + 3 * (j - 1)], 0.0f);
   }
+  const zeto_drft_lookup even = ready(8);  // factors 2, 4: a block of 4 floats, one pair in it
+  EXPECT_EQ(even.trig[10], 0.0f);
+  EXPECT_EQ(even.trig[11], 0.0f);
   float trig[2] = {7.0f, 7.0f};
   int32_t factors[2] = {7, 7};
   for (const int32_t n : {1, 0, -4}) fdrffti(n, trig, factors);

@@ -45,6 +45,17 @@ TEST(Ring, MovesAnyBitPatternLikeOneSampleAtATime) {
     }
 }
 
+TEST(Ring, WithoutCapacityTakesNoPart) {
+  for (int32_t capacity : {0, -1}) {
+    omru_ringbuf ring = {16, capacity, 0, 0, 0, nullptr};
+    int16_t sample = 7;
+    omru_ringbuf_write(&ring, &sample, 1);
+    omru_ringbuf_read(&ring, &sample, 1);
+    EXPECT_EQ(sample, 7);
+    EXPECT_EQ(positions(ring), (Positions{0, 0, 0}));
+  }
+}
+
 TEST(Ring, DropsTheOldestOnOverflowAndGivesZerosOnUnderflow) {
   int16_t storage[480] = {}, in[480 + 37], out[600];
   omru_ringbuf ring = {16, 480, 0, 0, 0, storage};

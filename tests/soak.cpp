@@ -32,7 +32,7 @@ constexpr size_t kLate = 479;       // samples that both wrappers hold back
 constexpr size_t kWindow = 9600;    // samples of an analysis
 constexpr double kTolerance = 3.5;  // ms: half a bin is 2 ms, and rounding down thrice takes up to 1.3
 constexpr zeto_rx_param kChirp = {19605, 4000, 10, 160, 1000, 1};
-constexpr zeto_tx_param kListen = {19605, 4000, 1000, -20, 100, 50, 10, 0, 0, 0, 0};
+constexpr zeto_tx_param kListen = {19605, 4000, 1000, -40, 100, 50, 10, 0, 0, 0, 0};
 
 using Samples = std::vector<int16_t>;
 
@@ -333,8 +333,11 @@ int main(int argc, char** argv) {
   for (auto& phone : phones) lived += phone->live();
   (void)Memory();  // what looking itself takes
   const Memory before;
-  while (lived < seconds) {
+  for (long day = 1; lived < seconds;) {
     for (auto& phone : phones) lived += phone->live();
+    if (lived < day * 86400) continue;
+    std::fprintf(report, "day %ld: %s\n", day++, findings.any() ? "something is wrong" : "well so far");
+    std::fflush(report);
   }
   const Memory after;
 
