@@ -3,225 +3,266 @@
 #include <math.h>
 #include <string.h>
 
-#include "kernels/lanes.hpp"
+#include "detector/filter_inputs.hpp"
+#include "kernels/rounding.hpp"
 
 namespace zeto {
 namespace {
 
 constexpr size_t kOrder = kFilterOrder;
 constexpr size_t kChunk = kFilterChunk;
+constexpr size_t kPairs = kChunk / 2;
 
-double magnitude(double v) noexcept {
-  return fabs(v);
-}
-f64x2 magnitude(f64x2 v) noexcept {
-  return f64_of(bits_of(v) & INT64_MAX);
-}
-double least_lane(double v) noexcept {
-  return v;
-}
-double least_lane(f64x2 v) noexcept {
-  return v[0] < v[1] ? v[0] : v[1];
-}
+// How outputs are rounded. The first two are fast and right only where all of a chunk's outputs lie in that range, which is
+// looked at afterwards; the third is right for all.
+enum class Range { kNormal, kDenormal, kAny };
 
-// To float values, in double and as floats, in the way that suits their size.
-template <bool kFaint>
-f64x2 kept(f64x2 v) noexcept {
-  return kFaint ? through_float_denormal(v) : through_float(v);
-}
-template <bool kFaint>
-f32x2 rounded(f64x2 v) noexcept {
-  return kFaint ? to_float_denormal(v) : to_float(v);
+template <Range kRange>
+Rounded rounded(f64x2 v) noexcept {
+  if (kRange == Range::kNormal) return round_normal(v);
+  if (kRange == Range::kDenormal) return round_denormal(v);
+  return round_any(v);
 }
 
-// One filter on its way through a signal, a chunk at a time. V is a double, or a vector of them with a signal in each
-// lane; inputs and outputs are float values. The input sides of a chunk's sums do not wait for outputs and are formed
-// first, all together.
-template <typename V>
-class Filter {
- public:
-  explicit Filter(const FilterTables& tables) noexcept {
-    for (size_t k = 0; k <= kOrder; ++k) {
-      b_[k] = f64x2{tables.b[k], tables.b[k]};
-      a_[k] = V{} + tables.a[k];
-    }
+template <Range kRange>
+bool are_in(const f64x2* outputs, const f32x2* floats, size_t n) noexcept {
+  if (kRange == Range::kNormal) return are_normal(floats, n);
+  if (kRange == Range::kDenormal) return are_denormal(outputs, n);
+  return true;
+}
+
+// Where the magnitudes of the last outputs lie, lane by lane.
+f64x2 largest(const f64x2* outputs, size_t n) noexcept {
+  f64x2 most = {};
+  for (size_t i = 0; i < n; ++i) {
+    const f64x2 magnitude = magnitude_of(outputs[i]);
+    most = magnitude > most ? magnitude : most;
   }
+  return most;
+}
 
-  // The inputs of a chunk, with the ten before it, go here; the first ten are the caller's to set once.
-  V* inputs() noexcept { return inputs_; }
-  // The outputs of a chunk, with the ten before it, are found here.
-  V* outputs() noexcept { return outputs_; }
-
-  // A single signal takes two samples at a time, one in each lane.
-  void enter() noexcept {
-    constexpr size_t kWidth = sizeof(f64x2) / sizeof(V);  // NOLINT(bugprone-sizeof-expression): 1 where V is f64x2
-    for (size_t n = 0; n < kChunk; n += kWidth) {
-      f64x2 sum = b_[kOrder] * load<f64x2>(inputs_ + n);
-      for (size_t i = 1; i <= kOrder; ++i) sum += b_[kOrder - i] * load<f64x2>(inputs_ + n + i);
-      store(sum, sums_ + n);
-    }
-  }
-
-  // True where a signal has all but come to rest, or never began: within a chunk its outputs, or their products, may then fall below the
-  // floats' normal range. From above this limit they do not get there in a chunk.
-  bool is_faint() const noexcept {
-    V most = {};
-    for (size_t i = 0; i < kOrder; ++i) {
-      const V m = magnitude(outputs_[i]);
-      most = m > most ? m : most;
-    }
-    return least_lane(most) < 0x1p-35;
-  }
-
-  template <bool kFaint>
-  void step(size_t n) noexcept {
-    V sum = sums_[n];
-    for (size_t i = 0; i < kOrder; ++i) sum -= a_[kOrder - i] * outputs_[n + i];
-    outputs_[n + kOrder] = kFaint ? through_float_denormal(sum) : through_float(sum);
-  }
-
-  // The chunk's last ten become the next one's first.
-  void leave() noexcept {
-    for (size_t i = 0; i < kOrder; ++i) {
-      inputs_[i] = inputs_[kChunk + i];
-      outputs_[i] = outputs_[kChunk + i];
-    }
-  }
-
- private:
-  f64x2 b_[kOrder + 1];  // in both lanes
-  V a_[kOrder + 1];
-  V inputs_[kOrder + kChunk];
-  V sums_[kChunk];
-  V outputs_[kOrder + kChunk];
-};
+// What the next chunk is likely to be like, by the largest of a signal's last ten outputs. From above the upper limit no
+// signal falls below the floats' normal range within a chunk, and no product of two does.
+Range likely_range(double most) noexcept {
+  if (most >= 0x1p-35) return Range::kNormal;
+  return most < kLeastNormalFloat ? Range::kDenormal : Range::kAny;
+}
+Range likely_range(Range one, Range other) noexcept {
+  return one == other ? one : Range::kAny;
+}
 
 // Both high-passes side by side, with the amplified product of their outputs.
 class HighPasses {
  public:
-  HighPasses(const FilterBank& bank, float gain, float* a, float* b) noexcept
-      : bank_(bank), filter_(bank.high_pass), gain_(static_cast<double>(gain)), a_(a), b_(b) {
-    for (size_t i = 0; i < kOrder; ++i) {
-      filter_.inputs()[i] = to_double(f32x2{bank.memory_a.inputs[i], bank.memory_b.inputs[i]});
-      filter_.outputs()[i] = to_double(f32x2{bank.memory_a.outputs[i], bank.memory_b.outputs[i]});
-    }
+  HighPasses(const FilterBank& bank, float gain, float* a, float* b, size_t n) noexcept
+      : bank_(bank),
+        inputs_(bank.high_pass.b, bank.memory_a.inputs, bank.memory_b.inputs),
+        gain_(gain),
+        next_a_(a),
+        next_b_(b) {
+    for (size_t k = 0; k <= kOrder; ++k) a_[k] = f64x2{bank.high_pass.a[k], bank.high_pass.a[k]};
+    for (size_t i = 0; i < kOrder; ++i)
+      outputs_[i] = to_double(f32x2{bank.memory_a.outputs[i], bank.memory_b.outputs[i]});
+    memcpy(bank.memory_a.inputs, a + n - kOrder, sizeof bank.memory_a.inputs);  // before the outputs replace them
+    memcpy(bank.memory_b.inputs, b + n - kOrder, sizeof bank.memory_b.inputs);
   }
 
-  Filter<f64x2>& filter() noexcept { return filter_; }
+  void enter() noexcept { inputs_.enter(next_a_, next_b_, sums_); }
 
-  void enter(size_t chunk) noexcept {
-    at_ = chunk * kChunk;
-    f64x2* const inputs = filter_.inputs() + kOrder;
-    for (size_t n = 0; n < kChunk; ++n) inputs[n] = to_double(f32x2{a_[at_ + n], b_[at_ + n]});
-    filter_.enter();
+  Range likely_range() const noexcept {
+    const f64x2 most = largest(outputs_, kOrder);
+    return zeto::likely_range(zeto::likely_range(most[0]), zeto::likely_range(most[1]));
   }
 
-  // A product of floats is exact in double; rounding it once gives what the float product gives.
-  // @param product  kChunk float values.
-  template <bool kFaint>
-  void leave(double* product) noexcept {
-    const f64x2* const y = filter_.outputs() + kOrder;
-    for (size_t n = 0; n < kChunk; n += 2) {
-      const f64x2 a = {y[n][0], y[n + 1][0]};
-      const f64x2 b = {y[n][1], y[n + 1][1]};
-      store(rounded<kFaint>(a), a_ + at_ + n);
-      store(rounded<kFaint>(b), b_ + at_ + n);
-      store(kept<kFaint>(kept<kFaint>(a * b) * gain_), product + n);
+  template <Range kRange>
+  void step(size_t n) noexcept {
+    f64x2 sum = sums_[n];
+    for (size_t i = 0; i < kOrder; ++i) sum -= a_[kOrder - i] * outputs_[n + i];
+    const Rounded y = rounded<kRange>(sum);
+    outputs_[n + kOrder] = y.wide;
+    floats_[n] = y.narrow;
+  }
+
+  template <Range kRange>
+  bool are_outputs_in() const noexcept {
+    return are_in<kRange>(outputs_ + kOrder, floats_, kChunk);
+  }
+
+  template <Range kRange>
+  void leave(f64x2* product) noexcept {
+    for (size_t n = 0; n < kChunk; n += 4) {
+      const f32x4 low = load<f32x4>(floats_ + n);
+      const f32x4 high = load<f32x4>(floats_ + n + 2);
+      const f32x4 a = __builtin_shufflevector(low, high, 0, 2, 4, 6);
+      const f32x4 b = __builtin_shufflevector(low, high, 1, 3, 5, 7);
+      store(a, next_a_ + n);
+      store(b, next_b_ + n);
+      if (kRange == Range::kNormal) {
+        const f32x4 mixed = a * b * gain_;
+        product[n / 2] = to_double(__builtin_shufflevector(mixed, mixed, 0, 1));
+        product[n / 2 + 1] = to_double(__builtin_shufflevector(mixed, mixed, 2, 3));
+      } else {
+        for (size_t i = n; i < n + 4; i += 2) product[i / 2] = careful_product<kRange>(i);
+      }
     }
-    filter_.leave();
+    next_a_ += kChunk;
+    next_b_ += kChunk;
+    for (size_t i = 0; i < kOrder; ++i) outputs_[i] = outputs_[kChunk + i];
   }
 
   void keep() noexcept {
     for (size_t i = 0; i < kOrder; ++i) {
-      bank_.memory_a.inputs[i] = static_cast<float>(filter_.inputs()[i][0]);
-      bank_.memory_b.inputs[i] = static_cast<float>(filter_.inputs()[i][1]);
-      bank_.memory_a.outputs[i] = static_cast<float>(filter_.outputs()[i][0]);
-      bank_.memory_b.outputs[i] = static_cast<float>(filter_.outputs()[i][1]);
+      bank_.memory_a.outputs[i] = static_cast<float>(outputs_[i][0]);
+      bank_.memory_b.outputs[i] = static_cast<float>(outputs_[i][1]);
     }
   }
 
  private:
+  // A product of floats is exact in double; rounding it once gives what the float product gives.
+  template <Range kRange>
+  f64x2 careful_product(size_t n) const noexcept {
+    const f64x2* const y = outputs_ + kOrder + n;
+    const f64x2 product = f64x2{y[0][0], y[1][0]} * f64x2{y[0][1], y[1][1]};
+    return rounded<kRange>(rounded<kRange>(product).wide * static_cast<double>(gain_)).wide;
+  }
+
   const FilterBank& bank_;
-  Filter<f64x2> filter_;
-  double gain_;
-  float* a_;
-  float* b_;
-  size_t at_ = 0;
+  TwinInputs inputs_;
+  float gain_;
+  float* next_a_;
+  float* next_b_;
+  f64x2 a_[kOrder + 1];
+  f64x2 sums_[kChunk];
+  f64x2 outputs_[kOrder + kChunk];  // of the chunk, with the ten before it
+  f32x2 floats_[kChunk];
 };
 
+// The low-pass, two samples at a time.
 class LowPass {
  public:
-  LowPass(const FilterBank& bank, float* output) noexcept : bank_(bank), filter_(bank.low_pass), output_(output) {
+  LowPass(const FilterBank& bank, float* output) noexcept
+      : bank_(bank), inputs_(bank.low_pass.b, bank.memory_low.inputs), next_(output) {
+    for (size_t k = 0; k <= kOrder; ++k) a_[k] = f64x2{bank.low_pass.a[k], bank.low_pass.a[k]};
+    const float* const y = bank.memory_low.outputs;
+    for (size_t i = 0; i < kBefore; ++i) even_[i] = to_double(load<f32x2>(y + 2 * i));
+    for (size_t i = 1; i < kBefore; ++i) odd_[i] = to_double(load<f32x2>(y + 2 * i - 1));
+  }
+
+  // @param product  of a chunk, two samples in each.
+  void enter(const f64x2* product) noexcept {
+    inputs_.enter(product, sums_);
     for (size_t i = 0; i < kOrder; ++i) {
-      filter_.inputs()[i] = static_cast<double>(bank.memory_low.inputs[i]);
-      filter_.outputs()[i] = static_cast<double>(bank.memory_low.outputs[i]);
+      bank_.memory_low.inputs[i] = static_cast<float>(product[kPairs - kBefore + i / 2][i % 2]);
     }
   }
 
-  Filter<double>& filter() noexcept { return filter_; }
-
-  // @param input  kChunk float values.
-  void enter(size_t chunk, const double* input) noexcept {
-    at_ = chunk * kChunk;
-    memcpy(filter_.inputs() + kOrder, input, kChunk * sizeof *input);
-    filter_.enter();
+  Range likely_range() const noexcept {
+    const f64x2 most = largest(even_, kBefore);
+    return zeto::likely_range(most[0] > most[1] ? most[0] : most[1]);
   }
 
-  template <bool kFaint>
+  // Nine of the ten outputs that a sum holds are known for both samples. The newest is that of the pair before for the
+  // first, and the first for the second.
+  template <Range kRange>
+  void step(size_t n) noexcept {
+    f64x2 sum = sums_[n];
+    for (size_t i = 0; i + 1 < kBefore; ++i) {
+      sum -= a_[kOrder - 2 * i] * even_[n + i];
+      sum -= a_[kOrder - 2 * i - 1] * odd_[n + i + 1];
+    }
+    const f64x2 before = even_[n + kBefore - 1];
+    sum -= a_[2] * before;
+    const f64x2 first = rounded<kRange>(sum - a_[1] * __builtin_shufflevector(before, before, 1, 1)).wide;
+    const f64x2 second = rounded<kRange>(sum - a_[1] * __builtin_shufflevector(first, first, 0, 0)).wide;
+    odd_[n + kBefore] = __builtin_shufflevector(before, first, 1, 2);
+    even_[n + kBefore] = __builtin_shufflevector(first, second, 0, 3);
+    floats_[n] = rounded<kRange>(even_[n + kBefore]).narrow;
+  }
+
+  template <Range kRange>
+  bool are_outputs_in() const noexcept {
+    return are_in<kRange>(even_ + kBefore, floats_, kPairs);
+  }
+
   void leave() noexcept {
-    const double* const y = filter_.outputs() + kOrder;
-    for (size_t n = 0; n < kChunk; n += 2) store(rounded<kFaint>(load<f64x2>(y + n)), output_ + at_ + n);
-    filter_.leave();
+    memcpy(next_, floats_, sizeof floats_);
+    next_ += kChunk;
+    for (size_t i = 0; i < kBefore; ++i) {
+      even_[i] = even_[kPairs + i];
+      odd_[i] = odd_[kPairs + i];
+    }
   }
 
   void keep() noexcept {
-    for (size_t i = 0; i < kOrder; ++i) {
-      bank_.memory_low.inputs[i] = static_cast<float>(filter_.inputs()[i]);
-      bank_.memory_low.outputs[i] = static_cast<float>(filter_.outputs()[i]);
-    }
+    for (size_t i = 0; i < kOrder; ++i) bank_.memory_low.outputs[i] = static_cast<float>(even_[i / 2][i % 2]);
   }
 
  private:
+  static constexpr size_t kBefore = kOrder / 2;
+
   const FilterBank& bank_;
-  Filter<double> filter_;
-  float* output_;
-  size_t at_ = 0;
+  PairInputs inputs_;
+  float* next_;
+  f64x2 a_[kOrder + 1];
+  f64x2 sums_[kPairs];
+  f64x2 even_[kBefore + kPairs] = {};  // outputs of the chunk and the ten before it: times (0, 1), (2, 3), ...
+  f64x2 odd_[kBefore + kPairs] = {};   // the same, those between: times (-1, 0), (1, 2), ...; the first is not used
+  f32x2 floats_[kPairs];
 };
 
 // A chunk through the high-passes, and the chunk before it through the low-pass: while the newest output of one is on its
-// way, the other's sums are formed. Either may have nothing to do.
-template <bool kFaint>
-void run_chunk(HighPasses* high, LowPass* low, double* product) noexcept {
+// way, the other's sums are formed. Either may have nothing to do. Nothing is lost where the outputs turn out not to be in
+// the range: it can be done again.
+template <Range kRange>
+bool step_all(HighPasses* high, LowPass* low) noexcept {
   if (high != nullptr && low != nullptr) {
-    for (size_t n = 0; n < kChunk; ++n) {
-      high->filter().template step<kFaint>(n);
-      low->filter().template step<kFaint>(n);
+    for (size_t n = 0; n < kPairs; ++n) {
+      high->step<kRange>(2 * n);
+      low->step<kRange>(n);
+      high->step<kRange>(2 * n + 1);
     }
   } else if (high != nullptr) {
-    for (size_t n = 0; n < kChunk; ++n) high->filter().template step<kFaint>(n);
+    for (size_t n = 0; n < kChunk; ++n) high->step<kRange>(n);
   } else if (low != nullptr) {
-    for (size_t n = 0; n < kChunk; ++n) low->filter().template step<kFaint>(n);
+    for (size_t n = 0; n < kPairs; ++n) low->step<kRange>(n);
   }
-  if (low != nullptr) low->leave<kFaint>();
-  if (high != nullptr) high->leave<kFaint>(product);
+  return (high == nullptr || high->are_outputs_in<kRange>()) && (low == nullptr || low->are_outputs_in<kRange>());
+}
+
+Range likely_range(const HighPasses* high, const LowPass* low) noexcept {
+  if (low == nullptr) return high->likely_range();
+  if (high == nullptr) return low->likely_range();
+  return likely_range(high->likely_range(), low->likely_range());
+}
+
+template <Range kRange>
+bool run_chunk(HighPasses* high, LowPass* low, f64x2* product) noexcept {
+  if (!step_all<kRange>(high, low)) return false;
+  if (low != nullptr) low->leave();
+  if (high != nullptr) high->leave<kRange>(product);
+  return true;
+}
+
+void run_chunk(HighPasses* high, LowPass* low, f64x2* product) noexcept {
+  const Range likely = likely_range(high, low);
+  if (likely == Range::kNormal && run_chunk<Range::kNormal>(high, low, product)) return;
+  if (likely == Range::kDenormal && run_chunk<Range::kDenormal>(high, low, product)) return;
+  run_chunk<Range::kAny>(high, low, product);
 }
 
 }  // namespace
 
 void filter_and_mix(const FilterBank& bank, float gain, float* a, float* b, float* mixed, size_t n) noexcept {
-  HighPasses high(bank, gain, a, b);
+  HighPasses high(bank, gain, a, b, n);
   LowPass low(bank, mixed);
-  double product[kChunk];
+  f64x2 product[kPairs];
   const size_t chunks = n / kChunk;
   for (size_t chunk = 0; chunk <= chunks; ++chunk) {
-    const bool has_high = chunk < chunks;
-    const bool has_low = chunk > 0;
-    if (has_high) high.enter(chunk);
-    if (has_low) low.enter(chunk - 1, product);
-    const bool faint = high.filter().is_faint() || low.filter().is_faint();
-    HighPasses* const to_high = has_high ? &high : nullptr;
-    LowPass* const to_low = has_low ? &low : nullptr;
-    faint ? run_chunk<true>(to_high, to_low, product) : run_chunk<false>(to_high, to_low, product);
+    HighPasses* const to_high = chunk < chunks ? &high : nullptr;
+    LowPass* const to_low = chunk > 0 ? &low : nullptr;
+    if (to_high != nullptr) to_high->enter();
+    if (to_low != nullptr) to_low->enter(product);
+    run_chunk(to_high, to_low, product);
   }
   high.keep();
   low.keep();

@@ -17,7 +17,7 @@ struct FilterMemory {
   float outputs[kFilterOrder];
 };
 
-// Coefficients of z^0 .. z^-10, a[0] = 1.
+// Coefficients of z^0 .. z^-10. a[0] = 1, and the numerator reads the same both ways: b[k] = b[10 - k].
 struct FilterTables {
   const double* b;
   const double* a;

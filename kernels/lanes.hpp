@@ -3,6 +3,7 @@
 #pragma once
 
 #include <math.h>
+#include <stddef.h>
 #include <stdint.h>
 #include <string.h>
 
@@ -15,6 +16,8 @@ typedef int16_t i16x4 __attribute__((vector_size(8)));
 typedef int32_t i32x2 __attribute__((vector_size(8)));
 typedef int32_t i32x4 __attribute__((vector_size(16)));
 typedef int64_t i64x2 __attribute__((vector_size(16)));
+typedef uint32_t u32x4 __attribute__((vector_size(16)));
+typedef uint64_t u64x2 __attribute__((vector_size(16)));
 
 template <typename V, typename T>
 inline V load(const T* from) noexcept {
@@ -53,45 +56,6 @@ inline double through_float(double v) noexcept {
 }
 inline f64x2 through_float(f64x2 v) noexcept {
   return to_double(to_float(v));
-}
-
-// The same results, to the bit, and fast where values lie below the floats' normal range. Conversions between double and a
-// denormal float take many processors a hundred cycles and more, so here no such conversion is made: the denormal floats
-// are the multiples of 2^-149, to which adding 1.5 * 2^-97 rounds, and their bits are the multiple itself.
-constexpr double kLeastNormalFloat = 0x1p-126;
-constexpr double kDenormalRounder = 0x1.8p-97;
-
-inline double through_float_denormal(double v) noexcept {
-  if (fabs(v) >= kLeastNormalFloat) return through_float(v);
-  return copysign((fabs(v) + kDenormalRounder) - kDenormalRounder, v);
-}
-
-struct SplitFloats {
-  f64x2 normal;         // the values, 0 in denormal lanes
-  f64x2 denormal;       // the magnitudes of the rounded denormals, 0 in normal lanes
-  i64x2 denormal_bits;  // the same as floats, in the low halves
-  i64x2 sign;
-  bool all_denormal;
-};
-inline SplitFloats split_denormals(f64x2 v) noexcept {
-  const i64x2 sign = bits_of(v) & INT64_MIN;
-  const f64x2 magnitude = f64_of(bits_of(v) ^ sign);
-  const i64x2 denormal = magnitude < kLeastNormalFloat;
-  const f64x2 shifted = magnitude + kDenormalRounder;
-  return {f64_of(bits_of(v) & ~denormal), f64_of(bits_of(shifted - kDenormalRounder) & denormal),
-          bits_of(shifted) & denormal & UINT32_MAX, sign, (denormal[0] & denormal[1]) != 0};
-}
-inline f64x2 through_float_denormal(f64x2 v) noexcept {
-  const SplitFloats s = split_denormals(v);
-  const i64x2 rounded = bits_of(s.denormal) | s.sign;
-  return f64_of(s.all_denormal ? rounded : rounded | bits_of(through_float(s.normal)));
-}
-inline f32x2 to_float_denormal(f64x2 v) noexcept {
-  const SplitFloats s = split_denormals(v);
-  const i32x4 multiple = reinterpret_cast<i32x4>(s.denormal_bits);
-  const i32x4 sign = reinterpret_cast<i32x4>(s.sign);
-  const i32x2 rounded = __builtin_shufflevector(multiple, multiple, 0, 2) | __builtin_shufflevector(sign, sign, 1, 3);
-  return reinterpret_cast<f32x2>(s.all_denormal ? rounded : rounded | reinterpret_cast<i32x2>(to_float(s.normal)));
 }
 
 // To 16-bit integers, toward zero, saturating; not a number gives 0.
