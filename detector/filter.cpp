@@ -97,12 +97,12 @@ class HighPasses {
       const f32x4 b = __builtin_shufflevector(low, high, 1, 3, 5, 7);
       store(a, next_a_ + n);
       store(b, next_b_ + n);
-      if (kRange == Range::kNormal) {
-        const f32x4 mixed = a * b * gain_;
+      if (kRange != Range::kAny) {
+        const f32x4 mixed = (kRange == Range::kNormal ? a * b : product_of_denormals(a, b)) * gain_;
         product[n / 2] = to_double(__builtin_shufflevector(mixed, mixed, 0, 1));
         product[n / 2 + 1] = to_double(__builtin_shufflevector(mixed, mixed, 2, 3));
       } else {
-        for (size_t i = n; i < n + 4; i += 2) product[i / 2] = careful_product<kRange>(i);
+        for (size_t i = n; i < n + 4; i += 2) product[i / 2] = careful_product(i);
       }
     }
     next_a_ += kChunk;
@@ -119,11 +119,10 @@ class HighPasses {
 
  private:
   // A product of floats is exact in double; rounding it once gives what the float product gives.
-  template <Range kRange>
   f64x2 careful_product(size_t n) const noexcept {
     const f64x2* const y = outputs_ + kOrder + n;
     const f64x2 product = f64x2{y[0][0], y[1][0]} * f64x2{y[0][1], y[1][1]};
-    return rounded<kRange>(rounded<kRange>(product).wide * static_cast<double>(gain_)).wide;
+    return round_any(round_any(product).wide * static_cast<double>(gain_)).wide;
   }
 
   const FilterBank& bank_;
@@ -170,12 +169,11 @@ class LowPass {
       sum -= a_[kOrder - 2 * i] * even_[n + i];
       sum -= a_[kOrder - 2 * i - 1] * odd_[n + i + 1];
     }
-    const f64x2 before = even_[n + kBefore - 1];
-    sum -= a_[2] * before;
-    const f64x2 first = rounded<kRange>(sum - a_[1] * __builtin_shufflevector(before, before, 1, 1)).wide;
-    const f64x2 second = rounded<kRange>(sum - a_[1] * __builtin_shufflevector(first, first, 0, 0)).wide;
-    odd_[n + kBefore] = __builtin_shufflevector(before, first, 1, 2);
-    even_[n + kBefore] = __builtin_shufflevector(first, second, 0, 3);
+    sum -= a_[2] * even_[n + kBefore - 1];
+    const f64x2 newest = __builtin_shufflevector(even_[n + kBefore - 1], f64x2{}, 1, 1);
+    const f64x2 first = rounded<kRange>(sum - a_[1] * newest).wide;
+    odd_[n + kBefore] = __builtin_shufflevector(newest, first, 0, 2);
+    even_[n + kBefore] = rounded<kRange>(sum - a_[1] * odd_[n + kBefore]).wide;
     floats_[n] = rounded<kRange>(even_[n + kBefore]).narrow;
   }
 

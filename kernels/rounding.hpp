@@ -29,9 +29,6 @@ inline Rounded round_normal(f64x2 v) noexcept {
 constexpr double kLeastNormalFloat = 0x1p-126;
 constexpr double kDenormalRounder = 0x1.8p-97;
 
-inline f64x2 magnitude_of(f64x2 v) noexcept {
-  return f64_of(bits_of(v) & INT64_MAX);
-}
 inline i64x2 sign_of(f64x2 v) noexcept {
   return bits_of(v) & INT64_MIN;
 }
@@ -45,6 +42,11 @@ inline f32x2 float_of(i64x2 low_bits, i64x2 sign) noexcept {
 inline Rounded round_denormal(f64x2 v) noexcept {
   const f64x2 shifted = magnitude_of(v) + kDenormalRounder;
   return {f64_of(bits_of(shifted - kDenormalRounder) | sign_of(v)), float_of(bits_of(shifted), sign_of(v))};
+}
+
+// Too small for a float: a zero.
+inline f32x4 product_of_denormals(f32x4 a, f32x4 b) noexcept {
+  return reinterpret_cast<f32x4>((reinterpret_cast<i32x4>(a) ^ reinterpret_cast<i32x4>(b)) & INT32_MIN);
 }
 
 // All values, denormal lanes without a conversion.
