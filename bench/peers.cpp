@@ -100,15 +100,9 @@ void LiquidChirp::block(int16_t* out) {
   block_ = (block_ + 1) % 100;
 }
 
-PeerUplink::PeerUplink(int32_t format)
-    : streams_(format), a_(kWindow), b_(kWindow), mixed_(kWindow), spectra_(kSegments * kSpectrum) {}
+PeerCore::PeerCore() : a_(kWindow), b_(kWindow), mixed_(kWindow), spectra_(kSegments * kSpectrum) {}
 
-void PeerUplink::process(void* in1, void* in2, void* out, uint64_t bytes) {
-  streams_.process(in1, in2, out, bytes,
-                   [this](const int16_t* a, const int16_t* b, int16_t* shown) { block(a, b, shown); });
-}
-
-void PeerUplink::block(const int16_t* in1, const int16_t* in2, int16_t* out) {
+void PeerCore::block(const int16_t* in1, const int16_t* in2, int16_t* out) {
   for (size_t i = 0; i < kBlock; ++i) {
     a_[filled_ + i] = float(in1[i]) / 32768.0f;
     b_[filled_ + i] = float(in2[i]) / 32768.0f;
@@ -119,7 +113,7 @@ void PeerUplink::block(const int16_t* in1, const int16_t* in2, int16_t* out) {
 }
 
 // As the library: the beat as a share of the sweep's width, in thousandths, smoothed, or -1000.
-float PeerUplink::analyse() {
+float PeerCore::analyse() {
   filters_.filter_and_mix(a_.data(), b_.data(), mixed_.data());
   fftw_.all(mixed_.data(), spectra_.data());
   std::vector<float> positions;

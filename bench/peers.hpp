@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "bench/handles.hpp"
 #include "bench/subjects.hpp"
 
 namespace bench {
@@ -75,23 +76,40 @@ class LiquidChirp {
   uint32_t block_ = 0;
 };
 
-// An uplink put together from FFTW and liquid-dsp, inside the library's own streams, so that only the cores differ. Its
-// candidates have a plain median.
-class PeerUplink {
+// An uplink's core put together from FFTW and liquid-dsp. Its candidates have a plain median.
+class PeerCore {
  public:
-  explicit PeerUplink(int32_t format);
-  void process(void* in1, void* in2, void* out, uint64_t bytes);
+  PeerCore();
+  void block(const int16_t* in1, const int16_t* in2, int16_t* out);
 
  private:
-  void block(const int16_t* in1, const int16_t* in2, int16_t* out);
   float analyse();
 
-  LibraryStreams streams_;
   Fftw fftw_;
   LiquidFilters filters_;
   std::vector<float> a_, b_, mixed_, spectra_;
   size_t filled_ = 0;
   float result_ = 0;
+};
+
+// The whole uplink. Neither peer has streams, so these are written plainly around it.
+struct PeerUplink : PlainStreams {
+  PeerCore core;
+
+  explicit PeerUplink(int32_t format)
+      : PlainStreams(format, [this](int16_t* const* blocks) { core.block(blocks[1], blocks[0], blocks[2]); }) {}
+};
+
+// The same inside the library's own streams, so that only the cores differ.
+struct StreamedPeer {
+  LibraryStreams streams;
+  PeerCore core;
+
+  explicit StreamedPeer(int32_t format) : streams(format) {}
+  void process(void* in1, void* in2, void* out, uint64_t bytes) {
+    streams.process(in1, in2, out, bytes,
+                    [this](const int16_t* a, const int16_t* b, int16_t* shown) { core.block(a, b, shown); });
+  }
 };
 
 }  // namespace bench

@@ -39,7 +39,9 @@ void Table::ReportRuns(const std::vector<Run>& runs) {
   const auto& outcomes = rows_[name];
   for (size_t i = std::min<size_t>(1, outcomes.size() - 1); i < outcomes.size(); ++i) {
     const Outcome& other = outcomes[i];
-    const bool first = i<2, alone = i == 0, aimed = other.goal> 0;
+    const bool first = i < 2;
+    const bool alone = i == 0;
+    const bool aimed = other.goal > 0;
     std::fprintf(file_, kLine, kNameWidth, first ? name.c_str() : "", first ? time(outcomes[0].ns).c_str() : "",
                  other.subject.c_str(), alone ? "" : time(other.ns).c_str(),
                  alone ? "" : number(2, other.ratio).c_str(), aimed ? number(2, other.goal).c_str() : "",
