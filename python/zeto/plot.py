@@ -91,6 +91,8 @@ def spectra(seen: Dict[str, Any], most: int = 6) -> Any:
         axis.grid(alpha=0.3)
     for axis in axes[:, 0]:
         axis.set_ylabel("Level, dB")
+    for axis in axes.flat[len(analyses) - columns : len(analyses)]:  # the lowest of each column
+        axis.tick_params(labelbottom=True)
     figure.supxlabel(
         "Beat frequency, Hz\n"
         "18 spectra (grey), peak above the threshold (circle) or below (cross), UltraHz_cand_dB (dashes)",
