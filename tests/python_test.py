@@ -4,10 +4,10 @@ import csv
 import io
 import os
 import subprocess
+import re
 import sys
 import tempfile
 import unittest
-import wave
 
 try:
     import numpy as np
@@ -19,16 +19,12 @@ ZETO = os.path.abspath(sys.argv.pop(1))
 os.environ["ZETO_LIBRARY"] = os.path.abspath(sys.argv.pop(1))
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "python"))
 import zeto  # noqa: E402
+from zeto import _recording  # noqa: E402
 
 
-def read(path):
-    with wave.open(path) as file:
-        width, channels = file.getsampwidth(), file.getnchannels()
-        raw = np.frombuffer(file.readframes(file.getnframes()), np.uint8).reshape(-1, width)
-    padded = np.zeros((len(raw), 4), np.uint8)
-    padded[:, 4 - width :] = raw
-    samples = padded.view("<i4")[:, 0] >> (32 - 8 * width)
-    return samples.astype({2: np.int16, 3: np.int32, 4: np.int32}[width]).reshape(-1, channels).T
+def read(path, number):
+    format = zeto.Format(number)
+    return (_recording.read(path) * format.full_scale).astype(format.dtype)
 
 
 class PythonTest(unittest.TestCase):
@@ -43,7 +39,7 @@ class PythonTest(unittest.TestCase):
     def test_emits_what_the_tool_emits(self):
         for number in (1, 2, 3):
             self.tool("emit", "--seconds", 1.5, "--format", number, "--start-hz", 18000, "--out", self.path)
-            want = read(self.path)[0]
+            (want,) = read(self.path, number)
             with zeto.Emitter(number, start_hz=18000) as emitter:
                 pieces = np.split(np.ones(len(want), emitter.format.dtype), [7, 1000, 50000])
                 got = np.concatenate([emitter.process(piece) for piece in pieces])
@@ -52,7 +48,7 @@ class PythonTest(unittest.TestCase):
 
     def test_measures_what_the_tool_measures(self):
         self.tool("simulate", "--delay-ms", 60, "--snr-db", -10, "--seconds", 4, "--wav", self.path)
-        captured = read(self.path)
+        captured = read(self.path, 1)
         for options in ({}, {"UltraHz_period": 900, "UltraHz_cand_dB": -10}, {"UltraHz_delay_ms": 250}):
             words = [word for name, value in options.items() for word in (f"--{name}", value)]
             rows = list(csv.DictReader(io.StringIO(self.tool("sense", "--csv", *words, self.path))))
@@ -100,10 +96,56 @@ class PythonTest(unittest.TestCase):
         emitter.close()
         with self.assertRaisesRegex(zeto.ZetoError, "closed"):
             emitter.process(good)
+
+    def test_tells_that_the_library_is_missing(self):
         code = "import zeto; zeto.Emitter()"
         environment = {**os.environ, "ZETO_LIBRARY": "/nowhere.so", "PYTHONPATH": sys.path[0]}
         failed = subprocess.run([sys.executable, "-c", code], env=environment, capture_output=True, text=True)
         self.assertIn("ZETO_LIBRARY may name its file", failed.stderr)
+
+    def test_draws_what_the_tool_measures(self):
+        try:
+            from zeto import plot
+        except ImportError:
+            self.skipTest("matplotlib is missing (Debian: python3-matplotlib)")
+        self.tool("simulate", "--delay-ms", 60, "--seconds", 2, "--wav", self.path)
+        axes = plot.draw("measurement", self.path, zeto=ZETO).axes[0]
+        rows = csv.DictReader(io.StringIO(self.tool("sense", "--csv", self.path)))
+        want = [(float(row["time_s"]), int(row["measurement"])) for row in rows if row["measurement"]]
+        self.assertEqual(list(zip(*axes.lines[0].get_data())), want)
+        self.assertEqual(len(axes.patches), 10 - len(want))
+        level = plot.draw("spectrogram", self.path, zeto=ZETO).axes[0].images[0].get_array()
+        seconds = (np.arange(level.shape[1]) + 0.5) / level.shape[1] * 2
+        sweep = 15000 + level.argmax(axis=0) * 48000 / 1024 - (19600 + 4000 * (seconds % 1))
+        self.assertLess(np.median(np.abs(sweep)), 100)
+
+        folder = os.path.dirname(self.path)
+        picture = lambda name: os.path.join(folder, name)
+        environment = {**os.environ, "ZETO_TOOL": ZETO, "PYTHONPATH": sys.path[0]}
+        run = lambda *words: subprocess.run(
+            [sys.executable, "-m", "zeto.plot", *words], env=environment, capture_output=True, text=True, timeout=60)
+        with open(picture("tuning.json"), "w") as file:
+            file.write('{"UltraHz_cand_dB": 90}')
+        options = ["--from", "0.5", "--to", "0.9", "--params", file.name]
+        self.assertEqual(run(*options, self.path, "-k", "spectra", "-o", picture("a.svg")).returncode, 0)
+        with open(picture("a.svg")) as file:  # titles are there as comments
+            self.assertEqual(re.findall("<!-- (.*) s: (.*) -->", file.read()), [("0.6", "rejected"), ("0.8", "rejected")])
+        self.assertEqual(run(self.path, "-o", picture("a.png")).returncode, 0)
+        self.assertGreater(plot.plt.imread(picture("a.png")).std(), 0.05)
+
+        self.tool("emit", "--seconds", 1, "--out", picture("mono.wav"))
+        before = sorted(os.listdir(folder))
+        for status, said, words in (
+            (1, "1 channel", (picture("mono.wav"), "-o", picture("b.png"))),
+            (1, "No such file", (picture("none.wav"), "-o", picture("b.png"))),
+            (2, "cannot write", (self.path, "-o", picture("none/b.png"))),
+            (2, "written as", (self.path, "-o", picture("b.gif"))),
+            (2, "no analysis", (self.path, "-o", picture("b.png"), "--from", "3")),
+        ):
+            result = run(*words)
+            self.assertEqual((result.returncode, result.stderr.count("\n")), (status, 1), result.stderr)
+            self.assertIn(said, result.stderr)
+            self.assertEqual(sorted(os.listdir(folder)), before)
 
 
 if __name__ == "__main__":

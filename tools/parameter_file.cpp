@@ -45,6 +45,8 @@ size_t distance(const std::string& a, const std::string& b) {
 
 std::string nearest_name(const std::string& key) {
   const auto names = all_names();
+  const auto holds_key = [&](const std::string& name) { return name.find(key) != std::string::npos; };
+  if (const auto whole = std::find_if(names.begin(), names.end(), holds_key); whole != names.end()) return *whole;
   return *std::min_element(names.begin(), names.end(), [&](const std::string& a, const std::string& b) {
     return distance(key, a) < distance(key, b);
   });

@@ -11,6 +11,8 @@ from typing import Any, Dict, Mapping, Optional, Type, TypeVar, Union
 import numpy as np
 from numpy.typing import NDArray
 
+from ._paths import LIBRARY
+
 SAMPLE_RATE = 48000  # Hz, the only one
 BLOCK = 480  # samples, 10 ms
 LATENCY = 479  # samples by which everything comes back late
@@ -54,7 +56,7 @@ class Format(enum.IntEnum):
 
     @property
     def dtype(self) -> "np.dtype[Any]":
-        return np.dtype({1: np.int16, 2: np.int32, 3: np.int32, 4: np.float32}[self])
+        return np.dtype(("int16", "int32", "int32", "float32")[self - 1])
 
     @property
     def full_scale(self) -> float:
@@ -67,9 +69,16 @@ class _Head(ctypes.Structure):
     _fields_ = [("state", ctypes.c_int32), ("params", ctypes.c_uint8 * 80), ("core", ctypes.c_void_p)]
 
 
+def beside_this(relative: str) -> str:
+    """The file of that path from this folder; nothing where there is none."""
+    path = os.path.join(os.path.dirname(os.path.realpath(__file__)), relative)
+    return os.path.normpath(path) if relative and os.path.exists(path) else ""
+
+
 @functools.lru_cache(maxsize=None)
 def _library() -> ctypes.CDLL:
-    path = os.environ.get("ZETO_LIBRARY") or ctypes.util.find_library("zeto") or "libzeto.so.1"
+    named = os.environ.get("ZETO_LIBRARY") or beside_this(LIBRARY)
+    path = named or ctypes.util.find_library("zeto") or "libzeto.so.1"
     try:
         library = ctypes.CDLL(path)
         for side in ("rx", "tx"):
@@ -100,6 +109,7 @@ def _merged(defaults: Mapping[str, int], changes: Mapping[str, int]) -> Dict[str
 
 
 Self = TypeVar("Self", bound="_Handle")
+Sample = TypeVar("Sample", np.int16, np.int32, np.float32)
 
 
 class _Handle:
@@ -107,13 +117,13 @@ class _Handle:
     _defaults: Mapping[str, int]
 
     def __init__(self, format: Union[Format, int] = Format.INT16, **parameters: int) -> None:
-        self._handle: Optional[Any] = None
+        self._handle: "Optional[ctypes._Pointer[_Head]]" = None
         try:
             self.format = Format(format)  # the library takes any number, and then never returns from processing
         except ValueError:
             raise ValueError(f"format {format!r} is none of 1 (16-bit), 2 (24-bit), 3 (32-bit), 4 (float)") from None
         self._set = _merged(self._defaults, parameters)
-        handle = self._call("init", SAMPLE_RATE, self.format)
+        handle: "ctypes._Pointer[_Head]" = self._call("init", SAMPLE_RATE, self.format)  # may be null
         if not handle:
             raise ZetoError("out of memory")
         self._handle = handle
@@ -154,15 +164,15 @@ class _Handle:
         if getattr(self, "_handle", None) is not None:
             self.close()
 
-    def _call(self, verb: str, *arguments: Any) -> Any:
+    def _call(self, verb: str, *arguments: object) -> Any:
         return getattr(_library(), f"zeto_{self._side}_wrapper_{verb}")(*arguments)
 
-    def _open(self) -> Any:
+    def _open(self) -> "ctypes._Pointer[_Head]":
         if self._handle is None:
             raise ZetoError("the handle is closed")
         return self._handle
 
-    def _checked(self, name: str, samples: NDArray[Any]) -> NDArray[Any]:
+    def _checked(self, name: str, samples: NDArray[Sample]) -> NDArray[Sample]:
         if not isinstance(samples, np.ndarray):
             raise TypeError(f"{name}: a NumPy array is needed, not {type(samples).__name__}")
         if samples.dtype != self.format.dtype:
@@ -187,7 +197,7 @@ class Emitter(_Handle):
         words["period_ms"] *= 1000
         return words
 
-    def process(self, buffer: NDArray[Any]) -> NDArray[Any]:
+    def process(self, buffer: NDArray[Sample]) -> NDArray[Sample]:
         """Replaces the samples by the chirp, in place, and returns the same array. Any length."""
         handle = self._open()
         if not self._checked("buffer", buffer).flags.writeable:
@@ -202,19 +212,20 @@ class Detector(_Handle):
     _side = "tx"
     _defaults = DETECTOR_DEFAULTS
 
-    def process(self, reference: NDArray[Any], microphone: NDArray[Any]) -> NDArray[Any]:
+    def process(self, reference: NDArray[Sample], microphone: NDArray[Sample]) -> NDArray[Sample]:
         """The measurement, a sample for each of the inputs', in their format. The inputs stay as they are. Any length,
         both the same."""
         handle = self._open()
-        inputs = [self._checked("reference", reference).copy(), self._checked("microphone", microphone).copy()]
+        far = self._checked("reference", reference).copy()
+        near = self._checked("microphone", microphone).copy()
         if len(reference) != len(microphone):
             raise ValueError(f"unequal lengths: reference {len(reference)}, microphone {len(microphone)}")
-        out = np.zeros_like(inputs[0])
-        self._call("process", handle, *(a.ctypes.data for a in (*inputs, out)), out.nbytes)
+        out = np.zeros_like(far)
+        self._call("process", handle, far.ctypes.data, near.ctypes.data, out.ctypes.data, out.nbytes)
         return out
 
 
-def measurements(detector: Detector, samples: NDArray[Any]) -> NDArray[np.int32]:
+def measurements(detector: Detector, samples: NDArray[Sample]) -> NDArray[np.int32]:
     """One value per analysis, REJECTED where it did not agree, from all that a fresh detector returned (pieces
     together): analysis k shows from sample 9600 k - 1, where the last of its own samples goes in."""
     delay_ms = detector.parameters["UltraHz_delay_ms"]

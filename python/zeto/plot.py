@@ -7,50 +7,57 @@ import json
 import os
 import subprocess
 import sys
-import wave
 from typing import Any, Dict, List, Optional, Sequence
 
-import matplotlib
-import matplotlib.mlab
+import numpy as np
 
-matplotlib.use("Agg")
-import matplotlib.pyplot as plt  # noqa: E402
-import numpy as np  # noqa: E402
+try:
+    import matplotlib  # type: ignore[import]
+    import matplotlib.mlab  # type: ignore[import]
+
+    matplotlib.use("Agg")
+    import matplotlib.pyplot as plt  # type: ignore[import]
+except ImportError:
+    if __name__ == "__main__":
+        sys.exit("zeto.plot: matplotlib is missing (Debian: python3-matplotlib)")
+    raise
+
+from ._library import ANALYSIS, DETECTOR_DEFAULTS, SAMPLE_RATE, beside_this
+from ._paths import TOOL
+from ._recording import read
 
 GOOD, BAD, PEAK = "#1f6fb4", "#c0392b", "#e67e22"
 DPI = 80
-KINDS = ("spectrogram", "spectra", "measurement")
+KINDS = ("measurement", "spectra", "spectrogram")
+ENDINGS = (".png", ".svg")
 
 
 def explain(capture: str, options: Sequence[str] = (), zeto: Optional[str] = None) -> Dict[str, Any]:
-    tool = zeto or os.environ.get("ZETO_TOOL", "zeto")
-    done = subprocess.run(
-        [tool, "explain", "--json", "--spectra", *options, capture], stdout=subprocess.PIPE, text=True, check=True
-    )
-    return json.loads(done.stdout)
+    """What `zeto explain --json` says. Where it fails it has said why on standard error."""
+    tool = zeto or os.environ.get("ZETO_TOOL") or beside_this(TOOL) or "zeto"
+    try:
+        done = subprocess.run([tool, "explain", "--json", *options, capture], stdout=subprocess.PIPE, check=True)
+    except OSError as error:
+        raise OSError(f"cannot run {tool} ({error.strerror}); --zeto or ZETO_TOOL may name the tool") from error
+    seen: Dict[str, Any] = json.loads(done.stdout)
+    return seen
 
 
-def read_wav(path: str) -> "np.ndarray[Any, Any]":
-    """Channels by samples, full scale 1.0."""
-    with wave.open(path) as file:
-        width, channels = file.getsampwidth(), file.getnchannels()
-        raw = np.frombuffer(file.readframes(file.getnframes()), np.uint8).reshape(-1, width)
-    padded = np.zeros((len(raw), 4), np.uint8)
-    padded[:, 4 - width :] = raw
-    return (padded.view("<i4")[:, 0] / 2.0**31).reshape(-1, channels).T
-
-
-def spectrogram(capture: str) -> Any:
-    channels = read_wav(capture)
+def spectrogram(capture: str, seen: Dict[str, Any]) -> Any:
+    """The 200 ms of each analysis, from the first to the last."""
+    first, last = (round(seen["analyses"][i]["time_s"] * SAMPLE_RATE) for i in (0, -1))
+    first -= ANALYSIS
+    channels = read(capture)[:, first:last]
     figure, axes = plt.subplots(len(channels), 1, sharex=True, squeeze=False, figsize=(9, 2.9 * len(channels)))
     for axis, samples, name in zip(axes[:, 0], channels, ("Reference", "Microphone")):
-        power, _, _ = matplotlib.mlab.specgram(samples, NFFT=1024, noverlap=512, Fs=48000)
-        columns = max(1, power.shape[1] // 150)  # averaged: noise gets smoother, not finer than can be seen
+        power, _, _ = matplotlib.mlab.specgram(samples, NFFT=1024, noverlap=512, Fs=SAMPLE_RATE)
+        columns = max(1, min(power.shape[1] // 150, 10))  # averaged, up to 0.1 s: noise gets smoother, sweeps stay
         power = power[320:, : power.shape[1] // columns * columns]  # from 15 kHz
         level = 10 * np.log10(power.reshape(len(power), -1, columns).mean(axis=2) + 1e-15)
+        top = max(level.max(), -120)  # silence is dark
         image = axis.imshow(
-            level, origin="lower", aspect="auto", extent=(0, samples.size / 48000, 15, 24), interpolation="nearest",
-            cmap=plt.get_cmap("viridis", 10), vmin=level.max() - 35, vmax=level.max(),
+            level, origin="lower", aspect="auto", extent=(first / SAMPLE_RATE, last / SAMPLE_RATE, 15, 24),
+            interpolation="nearest", cmap=plt.get_cmap("viridis", 10), vmin=top - 35, vmax=top,
         )
         axis.set(title=name, ylabel="Frequency, kHz")
         figure.colorbar(image, ax=axis, label="dB over full scale² per Hz")
@@ -70,13 +77,13 @@ def spectra(seen: Dict[str, Any], most: int = 6) -> Any:
         axis.set_visible(False)
     for axis, analysis in zip(axes.flat, analyses):
         for segment in analysis["segments"]:
-            levels = segment["levels_db"]
+            levels = np.array(segment["levels_db"], float)  # null, the level of silence, is left out
             axis.plot(np.arange(len(levels)) * seen["bin_hz"], levels, color="0.75", lw=0.6, rasterized=True)
         for candidate, mark, color in ((True, "o", PEAK), (False, "x", BAD)):
-            peaks = [s for s in analysis["segments"] if s["candidate"] == candidate and s["level_db"] > -100]
+            peaks = [s for s in analysis["segments"] if s["candidate"] == candidate and s["level_db"] is not None]
             axis.plot([s["position_hz"] for s in peaks], [s["level_db"] for s in peaks], mark, color=color, ms=5)
         axis.axhline(threshold, color="k", ls="--", lw=0.8)
-        result = f"{analysis['result']:.0f}" if analysis["accepted"] else "rejected"
+        result = str(int(analysis["result"])) if analysis["accepted"] else "rejected"
         axis.set_title(
             f"{analysis['time_s']:g} s: {result}", color=GOOD if analysis["accepted"] else BAD, fontsize=10
         )
@@ -84,8 +91,11 @@ def spectra(seen: Dict[str, Any], most: int = 6) -> Any:
         axis.grid(alpha=0.3)
     for axis in axes[:, 0]:
         axis.set_ylabel("Level, dB")
+    for axis in axes.flat[len(analyses) - columns : len(analyses)]:  # the lowest of each column
+        axis.tick_params(labelbottom=True)
     figure.supxlabel(
-        "Beat frequency, Hz\n18 spectra (grey), peak above the threshold (circle) or below (cross), UltraHz_cand_dB (dashes)",
+        "Beat frequency, Hz\n"
+        "18 spectra (grey), peak above the threshold (circle) or below (cross), UltraHz_cand_dB (dashes)",
         fontsize=9,
     )
     figure.tight_layout()
@@ -96,16 +106,19 @@ def measurement(seen: Dict[str, Any]) -> Any:
     analyses: List[Dict[str, Any]] = seen["analyses"]
     figure, (upper, lower) = plt.subplots(2, 1, sharex=True, figsize=(9, 4.6), height_ratios=(2, 1))
     good = [a for a in analyses if a["accepted"]]
-    upper.plot([a["time_s"] for a in good], [a["result"] for a in good], "o", color=GOOD, ms=4, label="accepted")
+    upper.plot([a["time_s"] for a in good], [int(a["result"]) for a in good], "o", color=GOOD, ms=4, label="accepted")
     bad = [a["time_s"] for a in analyses if not a["accepted"]]
     for number, time in enumerate(bad):
         upper.axvspan(time - 0.2, time, color=BAD, alpha=0.2, lw=0, label=None if number else "rejected")
     upper.set(ylabel="Measurement,\nunit of UltraHz_period")
     upper.legend(loc="upper right")
     upper.margins(y=0.4)
-    times = [a["time_s"] for a in analyses]
-    lower.step(times, [a["candidates"] for a in analyses], where="mid", color="0.4", label="above the threshold")
-    lower.step(times, [a["hits"] for a in analyses], where="mid", color=PEAK, label="agreeing in frequency")
+    ends = [analyses[0]["time_s"] - 0.2, *(a["time_s"] for a in analyses)]
+    for key, color, width, label in (
+        ("candidates", "0.75", 4, "above the threshold"), ("hits", PEAK, 1.5, "agreeing in frequency"),
+    ):
+        counts = [a[key] for a in analyses]
+        lower.step(ends, counts[:1] + counts, where="pre", color=color, lw=width, label=label)
     lower.set(ylabel="Spectra of 18", ylim=(-1, 19), xlabel="Time at which the analysis ends, s")
     lower.legend(loc="lower right", fontsize=8)
     for axis in (upper, lower):
@@ -116,40 +129,64 @@ def measurement(seen: Dict[str, Any]) -> Any:
 
 def save(figure: Any, path: str) -> None:
     """Whole or not at all."""
-    root, extension = os.path.splitext(path)
-    if extension not in (".png", ".svg"):
-        raise ValueError(f"{path}: pictures are written as .png or .svg")
-    unfinished = f"{root}.unfinished{extension}"
+    root, ending = os.path.splitext(path)
+    unfinished = f"{root}.unfinished{ending}"
     try:
-        figure.savefig(unfinished, dpi=DPI, metadata={"Software" if extension == ".png" else "Date": None})
+        figure.savefig(unfinished, dpi=DPI, metadata={"Software" if ending == ".png" else "Date": None})
         os.replace(unfinished, path)
+    except OSError as error:
+        raise OSError(f"cannot write {path}: {error.strerror or error}") from error
     finally:
         if os.path.exists(unfinished):
             os.remove(unfinished)
         plt.close(figure)
 
 
-def main() -> int:
+def draw(kind: str, capture: str, options: Sequence[str] = (), zeto: Optional[str] = None) -> Any:
+    seen = explain(capture, ["--spectra", *options] if kind == "spectra" else options, zeto)
+    if not seen["analyses"]:
+        raise ValueError("no analysis ends in that time")
+    if kind == "spectrogram":
+        return spectrogram(capture, seen)
+    return spectra(seen) if kind == "spectra" else measurement(seen)
+
+
+def arguments() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
-        prog="zeto.plot", description="Draw a recording and what the detector saw in it",
-        epilog="Other options are handed to zeto explain: --from 2 --to 4 --UltraHz-cand-dB -30 --params tuning.json")
-    parser.add_argument("capture", help="WAV file of integers, 48000 Hz: reference, microphone")
-    parser.add_argument("-k", "--kind", choices=KINDS, default="measurement")
-    parser.add_argument("-o", "--out", required=True, help="picture to write: .png or .svg")
-    parser.add_argument("--zeto", help="the command-line tool; default ZETO_TOOL or zeto on the path")
-    options, others = parser.parse_known_args()
+        prog="zeto.plot", usage="zeto.plot [OPTION...] capture -o FILE", allow_abbrev=False,
+        description="Draw a recording and what the detector saw in it")
+    parser.add_argument("capture", help="audio file, 48000 Hz, two channels: reference, microphone")
+    parser.add_argument("-o", "--out", required=True, metavar="FILE", help="picture to write: .png or .svg")
+    parser.add_argument("-k", "--kind", choices=KINDS, default=KINDS[0],
+                        help="measurement over time with the rejections marked (default); beat spectra of the first "
+                        "six analyses; spectrogram of both channels")
+    parser.add_argument("--zeto", metavar="FILE",
+                        help="the command-line tool. Default: ZETO_TOOL, the installed one, or zeto on the path")
+    handed = parser.add_argument_group("handed to zeto explain", "see zeto explain --help")
+    for name in ("from", "to", "params", *DETECTOR_DEFAULTS):
+        spellings = sorted({"--" + name.replace("_", "-"), "--" + name})
+        handed.add_argument(*spellings, dest=f"explain {name}", metavar="FILE" if name == "params" else "N",
+                            help={"from": "first analysis, by the second in which it ends", "to": "last",
+                                  "params": "JSON file of parameters"}.get(name))
+    return parser
+
+
+def main() -> int:
+    options = arguments().parse_args()
+    handed: List[str] = []
+    for name, value in vars(options).items():
+        if name.startswith("explain ") and value is not None:
+            handed.append(f"--{name.split()[1]}={value}")
     try:
-        if options.kind == "spectrogram":
-            figure = spectrogram(options.capture)
-        else:
-            seen = explain(options.capture, others, options.zeto)
-            if not seen["analyses"]:
-                raise ValueError("no analysis in that time")
-            figure = spectra(seen) if options.kind == "spectra" else measurement(seen)
+        if not options.out.endswith(ENDINGS):
+            raise ValueError(f"{options.out}: pictures are written as .png or .svg")
+        figure = draw(options.kind, options.capture, handed, options.zeto)
+        figure.suptitle(os.path.basename(options.capture))
+        figure.tight_layout()
         save(figure, options.out)
     except subprocess.CalledProcessError as error:
-        return error.returncode  # the tool has said why
-    except (OSError, ValueError, wave.Error, EOFError) as error:
+        return error.returncode
+    except (OSError, ValueError) as error:
         print(f"zeto.plot: {error}", file=sys.stderr)
         return 2
     return 0
