@@ -42,13 +42,13 @@ class LibraryDetector {
 
   // The strongest bins of the transformed, group by group.
   void find_peaks() {
-    for (int i = 0; i < zeto::detector::kGroups; ++i) zeto::detector::find_peaks_of_group(spectra_[i], peaks_[i]);
+    for (int i = 0; i < zeto::detector::kGroups; ++i) zeto::detector::find_peaks_of_group(spectra_[i], i, peaks_);
   }
 
  private:
   std::unique_ptr<zeto_tx_state, Free> state_;
   zeto::f32x4 spectra_[zeto::detector::kGroups][kFft];
-  zeto::detector::Peak peaks_[zeto::detector::kGroups][zeto::detector::kLanes];
+  zeto::detector::Peak peaks_[kSegments];
 };
 
 // An uplink handle's three streams around another core, or none.

@@ -110,23 +110,24 @@ void transform_group(const zeto_drft_lookup& fft, const float* mixed, int group,
   fft::forward(fft, spectra, scratch);
 }
 
-void find_peaks_of_group(const f32x4* spectra, Peak (&peaks)[kLanes]) noexcept {
+void find_peaks_of_group(const f32x4* spectra, int group, Peak (&peaks)[kSegments]) noexcept {
   Powers powers;
   find_powers(spectra, powers);
-  for (int lane = 0; lane < kLanes; ++lane) {
-    peaks[lane] = powers.has_nan[lane] != 0 ? peak_of_all(powers, lane) : peak_of_largest(powers, lane);
+  for (int lane = 0; lane < segments_in(group); ++lane) {
+    const bool has_nan = powers.has_nan[lane] != 0;
+    peaks[kSegmentOf[group][lane]] = has_nan ? peak_of_all(powers, lane) : peak_of_largest(powers, lane);
   }
 }
 
 void find_peaks(const zeto_drft_lookup& fft, const float* mixed, Peak (&peaks)[kSegments]) noexcept {
   for (int group = 0; group < kGroups; ++group) {
-    f32x4 spectra[kFftLen];
-    Peak found[kLanes] = {kSilentPeak, kSilentPeak, kSilentPeak, kSilentPeak};
-    if (!is_silent(mixed, kSegmentOf[group])) {
+    if (is_silent(mixed, kSegmentOf[group])) {
+      for (int segment : kSegmentOf[group]) peaks[segment] = kSilentPeak;
+    } else {
+      f32x4 spectra[kFftLen];
       transform_group(fft, mixed, group, spectra);
-      find_peaks_of_group(spectra, found);
+      find_peaks_of_group(spectra, group, peaks);
     }
-    for (int lane = 0; lane < kLanes; ++lane) peaks[kSegmentOf[group][lane]] = found[lane];
   }
 }
 

@@ -22,17 +22,20 @@ struct Peak {
 
 // The mixed signal (kWindowLen samples) is cut into kSegments interleaved 8000 Hz views: three stretches of kDecimation
 // phases each, ending where the signal ends. They are worked on in groups, a segment in each lane: two pairs of adjacent
-// phases. The last pair stands in for one that does not exist.
+// phases. The last group has but two; they fill the other lanes, too.
 constexpr int kLanes = 4;
 constexpr int kGroups = 5;
 constexpr int kSegmentOf[kGroups][kLanes] = {
     {0, 1, 2, 3}, {4, 5, 6, 7}, {8, 9, 10, 11}, {12, 13, 14, 15}, {16, 17, 16, 17}};
+constexpr int segments_in(int group) noexcept {
+  return group + 1 < kGroups ? kLanes : kSegments - kLanes * group;
+}
 
 // The spectra of a group: kFftLen values Re 0, Re 1, Im 1, Re 2, Im 2, ..., Re 256.
 void transform_group(const zeto_drft_lookup& fft, const float* mixed, int group, f32x4* spectra) noexcept;
 
-// Their peaks.
-void find_peaks_of_group(const f32x4* spectra, Peak (&peaks)[kLanes]) noexcept;
+// Their peaks, each to its segment's place.
+void find_peaks_of_group(const f32x4* spectra, int group, Peak (&peaks)[kSegments]) noexcept;
 
 // All of it.
 void find_peaks(const zeto_drft_lookup& fft, const float* mixed, Peak (&peaks)[kSegments]) noexcept;
