@@ -19,9 +19,9 @@ f32x4 samples_at(const float* low, const float* high, int t) noexcept {
   return join(load<f32x2>(low + t * kDecimation), load<f32x2>(high + t * kDecimation));
 }
 
-// True where the magnitudes of a segment's samples sum up to less than 2^-42, in all four. No bin is then larger than six
-// times that sum, nor does its power add a bit to the 1e-15 that all levels start from; which is worth knowing because such
-// samples may be denormal, and slow. Signal is found out at once.
+// True where the magnitudes of a segment's samples sum up to less than 2^-42, in all four. No bin is then larger than
+// six times that sum, nor does its power add a bit to the 1e-15 that all levels start from; which is worth knowing
+// because such samples may be denormal, and slow. Signal is found out at once.
 bool is_silent(const float* mixed, const int (&segments)[kLanes]) noexcept {
   constexpr int kRun = 32;
   const float* const low = first_sample(mixed, segments[0]);
@@ -99,9 +99,6 @@ Peak peak_of_largest(const Powers& powers, int lane) noexcept {
   return peak;
 }
 
-// All levels are the same, and the first counts.
-constexpr Peak kSilentPeak = {1, -150.0f};
-
 }  // namespace
 
 void transform_group(const zeto_drft_lookup& fft, const float* mixed, int group, f32x4* spectra) noexcept {
@@ -122,7 +119,8 @@ void find_peaks_of_group(const f32x4* spectra, int group, Peak (&peaks)[kSegment
 void find_peaks(const zeto_drft_lookup& fft, const float* mixed, Peak (&peaks)[kSegments]) noexcept {
   for (int group = 0; group < kGroups; ++group) {
     if (is_silent(mixed, kSegmentOf[group])) {
-      for (int segment : kSegmentOf[group]) peaks[segment] = kSilentPeak;
+      const Peak first_of_equals = {1, level_of(kPowerFloor)};
+      for (int segment : kSegmentOf[group]) peaks[segment] = first_of_equals;
     } else {
       f32x4 spectra[kFftLen];
       transform_group(fft, mixed, group, spectra);

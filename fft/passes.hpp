@@ -1,8 +1,10 @@
 // The passes for the factors 2, 4 and (backward) 3. Forward: from (ido, l1, ip) to (ido, ip, l1), each row multiplied
 // by the conjugates of its twiddles, then an ip-point transform across the rows. Backward: the transpose of that. T as
-// in pair.hpp. The order of every operation on a value is fixed: the results' bits hang on it. The order of the loops is
-// not: with the slabs inside, twiddles are fetched once for all of them, which took a fifth off a transform's time. A factor
-// 2 comes first, on a single slab, so its passes go the other way around.
+// in pair.hpp.
+//
+// The order of every operation on a value is fixed: the results' bits hang on it. The order of the loops is not: with
+// the slabs inside, twiddles are fetched once for all of them, which took a fifth off a transform's time. A factor 2
+// comes first, on a single slab, so its passes go the other way around.
 #pragma once
 
 #include "fft/columns.hpp"

@@ -1,7 +1,7 @@
 // Rounding from double to float, three ways for three ranges of values, to the same bits as the conversion.
 //
-// Two conversions, there and back, take longer than all else that a recursive filter does between two outputs; and where
-// the float is denormal, many processors take a hundred cycles and more for one.
+// Two conversions, there and back, take longer than all else that a recursive filter does between two outputs; and
+// where the float is denormal, many processors take a hundred cycles and more for one.
 #pragma once
 
 #include "kernels/lanes.hpp"
@@ -14,7 +14,8 @@ struct Rounded {
   f32x2 narrow;
 };
 
-// Where all results are normal: to nearest, ties to even, by adding to the bits. Half of the time of two conversions.
+// Where all results are 2^-125 or more: to nearest, ties to even, by adding to the bits. It takes half of the time of two
+// conversions. Below 2^-126 it keeps a bit too many, which may show in a result of 2^-126 itself.
 inline Rounded round_normal(f64x2 v) noexcept {
   constexpr int kDropped = 52 - 23;
   constexpr uint64_t kBelowHalf = (uint64_t{1} << (kDropped - 1)) - 1;
@@ -24,8 +25,8 @@ inline Rounded round_normal(f64x2 v) noexcept {
   return {reinterpret_cast<f64x2>(rounded), to_float(v)};
 }
 
-// The denormal floats are the multiples of 2^-149, to which adding 1.5 * 2^-97 rounds; the low half of the sum's bits is
-// then the multiple itself, and that is a float's bits.
+// The denormal floats are the multiples of 2^-149, to which adding 1.5 * 2^-97 rounds; the low half of the sum's bits
+// is then the multiple itself, and that is a float's bits.
 constexpr double kLeastNormalFloat = 0x1p-126;
 constexpr double kDenormalRounder = 0x1.8p-97;
 
@@ -62,14 +63,15 @@ inline Rounded round_any(f64x2 v) noexcept {
           reinterpret_cast<f32x2>(narrow | reinterpret_cast<i32x2>(to_float(normal)))};
 }
 
-// True where all of 2 n floats are normal: not zero, denormal, infinite or not a number.
+// True where round_normal is right for all of 2 n floats: their exponents are not 0 (zero, denormal), 1 or 255 (infinite,
+// not a number).
 // @param n  even.
 inline bool are_normal(const f32x2* v, size_t n) noexcept {
-  constexpr uint32_t kOne = uint32_t{1} << 23;  // of the exponent: 0 and 255 are not those of normal floats
+  constexpr uint32_t kOne = uint32_t{1} << 23;  // of the exponent
   u32x4 off = {};
   for (size_t i = 0; i < n; i += 2) {
-    const u32x4 exponent = (load<u32x4>(v + i) & uint32_t{INT32_MAX}) - kOne;
-    off |= exponent | (exponent + 2 * kOne);
+    const u32x4 magnitude = load<u32x4>(v + i) & uint32_t{INT32_MAX};
+    off |= (magnitude - 2 * kOne) | (magnitude + kOne);
   }
   return ((off[0] | off[1] | off[2] | off[3]) >> 31) == 0;
 }

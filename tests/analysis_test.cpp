@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "detector/filter_inputs.hpp"
+#include "kernels/rounding.hpp"
 #include "tests/plain/detector.hpp"
 #include "tests/support/by_name.hpp"
 #include "zeto/tables.h"
@@ -68,6 +69,30 @@ TEST(FilterAndMix, IsThePlainModelToTheBit) {
         const bool same = std::bit_cast<uint32_t>(got[n]) == std::bit_cast<uint32_t>(wanted[n]);
         ASSERT_TRUE(same || (std::isnan(got[n]) && std::isnan(wanted[n]))) << trial << " " << n;
       }
+    }
+  }
+}
+
+// Values on, halfway between and next to halfway between floats, on a side each of all powers of two.
+TEST(Rounding, IsTheConversionWhereItsCheckSaysSo) {
+  std::mt19937 random(9);
+  const auto expect = [](zeto::Rounded got, double v, const char* way) {
+    const float want = static_cast<float>(v);
+    ASSERT_EQ(got.wide[0], double(want)) << way << " of " << v;
+    ASSERT_EQ(std::bit_cast<uint32_t>(got.narrow[0]), std::bit_cast<uint32_t>(want)) << way << " of " << v;
+  };
+  for (int exponent = -152; exponent < 128; ++exponent) {
+    for (int trial = 0; trial < 400; ++trial) {
+      const double mantissa = trial % 2 ? double(random() % 8 + (1 << 24) - 4) : double(random() >> 8);
+      const double v =
+          std::ldexp(mantissa + (int(random() % 5) - 2) * 0.25 + (int(random() % 3) - 1) * 0x1p-28, exponent - 24) *
+          (trial % 3 == 0 ? -1 : 1);
+      const zeto::f64x2 both = {v, v};
+      expect(zeto::round_any(both), v, "any");
+      const zeto::f32x2 narrow[2] = {zeto::round_normal(both).narrow, zeto::round_normal(both).narrow};
+      if (zeto::are_normal(narrow, 2)) expect(zeto::round_normal(both), v, "normal");
+      const zeto::f64x2 wide = zeto::round_denormal(both).wide;
+      if (zeto::are_denormal(&wide, 1)) expect(zeto::round_denormal(both), v, "denormal");
     }
   }
 }
