@@ -119,13 +119,13 @@ float PeerCore::analyse() {
   std::vector<float> positions;
   for (size_t i = 0; i < kSegments; ++i) {
     const float* spectrum = &spectra_[i * kSpectrum];
-    float level[kFft / 2 + 1];
+    float power[kFft / 2 + 1];
     for (size_t bin = 0; bin <= kFft / 2; ++bin) {
       const float re = 6 * spectrum[2 * bin], im = 6 * spectrum[2 * bin + 1];
-      level[bin] = 10 * std::log10(re * re + im * im + 1e-15f);
+      power[bin] = re * re + im * im;
     }
-    const float* strongest = std::max_element(level + 1, level + kFft / 2 + 1);
-    if (*strongest > float(kSensing[3])) positions.push_back(float(strongest - level) * 8000 / kFft);
+    const float* strongest = std::max_element(power + 1, power + kFft / 2 + 1);
+    if (10 * std::log10(*strongest) > float(kSensing[3])) positions.push_back(float(strongest - power) * 8000 / kFft);
   }
   std::sort(positions.begin(), positions.end());
   if (positions.size() < kSegments || positions.back() - positions.front() > 2 * 186) return -1000;

@@ -6,7 +6,7 @@ namespace bench {
 namespace {
 
 constexpr int kNameWidth = 46;
-constexpr const char* kLine = "| %-*s | %10s | %-18s | %10s | %7s | %6s | %6s |\n";
+constexpr const char* kLine = "| %-*s | %10s | %-32s | %10s | %7s | %6s | %6s |\n";
 
 std::string number(int decimals, double x) {
   char text[32];
@@ -28,7 +28,8 @@ bool Table::all_met() const {
 
 bool Table::ReportContext(const Context&) {
   std::fprintf(file_, kLine, kNameWidth, "row", "library", "against", "ns", "ratio", "goal", "");
-  std::fprintf(file_, "|-%.*s-|-----------:|--------------------|-----------:|--------:|-------:|--------|\n",
+  std::fprintf(file_,
+               "|-%.*s-|-----------:|----------------------------------|-----------:|--------:|-------:|--------|\n",
                kNameWidth, std::string(kNameWidth, '-').c_str());
   std::fflush(file_);
   return true;

@@ -32,9 +32,7 @@ class Fed {
     work_[1].assign(&captured_[1][at], &captured_[1][at] + size);
     work_[2].assign(size, 0);
   }
-  void silence() {
-    for (auto& work : work_) work.assign(kWindow * bytes_, 0);
-  }
+  void silence(int input) { work_[input].assign(kWindow * bytes_, 0); }
   void process(size_t call) {
     const size_t at = call * buffer_ * bytes_;
     uplink_.process(&work_[0][at], &work_[1][at], &work_[2][at], buffer_ * bytes_);
@@ -64,8 +62,9 @@ Row uplink(int32_t format, size_t buffer, Quote quote) {
              worst ? 1 : calls,
              {uplink_subject<LibraryUplink>("library", format, buffer, quote),
               uplink_subject<PlainUplink>("plain", format, buffer, quote, goal),
-              uplink_subject<PeerUplink>("FFTW + liquid-dsp", format, buffer, quote, peer_goal)}};
-  if (!worst) row.subjects.push_back(uplink_subject<StreamedPeer>("same, our streams", format, buffer, quote));
+              uplink_subject<PeerUplink>("FFTW + liquid-dsp, plain streams", format, buffer, quote, peer_goal)}};
+  if (!worst)
+    row.subjects.push_back(uplink_subject<StreamedPeer>("FFTW + liquid-dsp, our streams", format, buffer, quote));
   return row;
 }
 
@@ -76,29 +75,24 @@ Row streams(int32_t format, size_t buffer) {
            uplink_subject<PlainStreams>("plain", format, buffer, Quote::kAverage, format == 1 ? 60 : 25)}};
 }
 
-// Ten seconds of digital silence after signal, on average or the dearest 200 ms of it, against windows of signal.
-Row silence(Quote quote) {
+// Ten seconds of an uplink after signal, with silence on one input or both, on average or the dearest 200 ms; against
+// windows of signal.
+Row silence(const std::vector<int>& inputs, Quote quote, double goal) {
   const auto quiet = std::make_shared<Fed<LibraryUplink>>(1, kBlock);
   const auto loud = std::make_shared<Fed<LibraryUplink>>(1, kBlock);
-  const auto signal = [](auto fed) {
-    for (int i = 0; i < 2; ++i) {
-      fed->next_window();
-      fed->process_window();
-    }
+  const auto play = [](auto fed, const std::vector<int>& silent) {
+    fed->next_window();
+    for (int input : silent) fed->silence(input);
+    fed->process_window();
   };
-  const Subject in_silence = {"silence",
-                              [=](size_t) {
-                                quiet->silence();
-                                quiet->process_window();
-                              },
-                              [=] { signal(quiet); }, 0, quote};
-  const Subject in_signal = {"library, signal",
-                             [=](size_t) {
-                               loud->next_window();
-                               loud->process_window();
-                             },
-                             [=] { signal(loud); }, quote == Quote::kAverage ? 1 / 1.1 : 0};
-  return {50, 1, {in_silence, in_signal}, 20};
+  const auto start = [play](auto fed) {
+    for (int i = 0; i < 2; ++i) play(fed, {});
+  };
+  return {50,
+          1,
+          {{"silence", [=](size_t) { play(quiet, inputs); }, [=] { start(quiet); }, 0, quote},
+           {"library, signal", [=](size_t) { play(loud, {}); }, [=] { start(loud); }, goal}},
+          20};
 }
 
 // A round is a whole period, with both fades.
@@ -150,8 +144,9 @@ void add_wrappers() {
               [=] { return streams(format, buffer); });
     }
   }
-  add_row("uplink in silence after signal, average", [] { return silence(Quote::kAverage); });
-  add_row("uplink in silence after signal, worst 200 ms", [] { return silence(Quote::kWorst); });
+  add_row("silence after signal, average", [] { return silence({0, 1}, Quote::kAverage, 1 / 1.1); });
+  add_row("silence after signal, worst 200 ms", [] { return silence({0, 1}, Quote::kWorst, 0); });
+  add_row("silence on one input, average", [] { return silence({1}, Quote::kAverage, 0); });
   for (int32_t format : {1, 4}) {
     add_figure("memory of an uplink handle, format " + std::to_string(format) + ", bytes",
                [=] { return memory<LibraryUplink>(format); });
