@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "tests/plain/detector.hpp"
-#include "tests/support/by_name.hpp"
 #include "zeto/tables.h"
 
 namespace {
@@ -20,7 +19,6 @@ using zeto::detector::agree;
 using zeto::detector::is_accepted;
 using zeto::detector::measure;
 using zeto::detector::RatioHistory;
-using zeto_test::by_name;
 
 // Two high-passes, the product and the low-pass, against the plain filters one after the other, over two calls. The
 // first input nearly cancels what the memory holds, so that the order of the sum shows in the output. Signals end, one or
@@ -83,52 +81,43 @@ TEST(FindPeaks, TakesAnyNumbersAsThePlainModel) {
   }
 }
 
-constexpr float kThird = 6 / 18.0f, kTwoThirds = 12 / 18.0f;
-
-struct AgreeCase {
-  const char* name;
-  std::vector<float> positions, levels;
-  float position, level;
-  int hits, level_hits;
-};
-void PrintTo(const AgreeCase& c, std::ostream* os) {
-  *os << c.name;
-}
-class Agree : public testing::TestWithParam<AgreeCase> {};
-
-TEST_P(Agree, FindsMediansAndCounts) {
-  AgreeCase c = GetParam();
-  const auto got = agree(c.positions.data(), c.levels.data(), int(c.positions.size()));
-  EXPECT_EQ(got.position, c.position);
-  EXPECT_EQ(got.level, c.level);
-  EXPECT_EQ(got.hits, c.hits);
-  EXPECT_EQ(got.level_hits, c.level_hits);
-  EXPECT_EQ(got.hit_ratio, c.hits == 18 ? 1.0f : 0.0f);
-  EXPECT_EQ(got.level_ratio, float(c.level_hits) / 18.0f);
-}
-
 std::vector<float> runs(std::initializer_list<std::pair<int, float>> list) {
   std::vector<float> all;
   for (const auto& [count, value] : list) all.insert(all.end(), size_t(count), value);
   return all;
 }
-INSTANTIATE_TEST_SUITE_P(
-    Lists, Agree,
-    testing::Values(AgreeCase{"none", {}, {}, 0, 0, 0, 0}, AgreeCase{"one", {500}, {40.7f}, 500, 40.7f, 1, 1},
-                    AgreeCase{"moved_up_is_truncated", {500, 500}, {40.7f, 35.2f}, 500, 37.6f, 2, 2},
-                    AgreeCase{"toward_zero", {500, 500}, {-20.25f, -20.75f}, 500, -20.375f, 2, 2},
-                    AgreeCase{"equal_stay", {500, 500}, {40.75f, 40.75f}, 500, 40.75f, 2, 2},
-                    AgreeCase{"truncated_below_its_neighbour", {1, 1, 1}, {40.75f, 40.5f, 41.25f}, 1, 40.0f, 3, 3},
-                    AgreeCase{"tolerances_are_open", {314, 500, 686}, {10, 20, 30}, 500, 20, 1, 1},
-                    AgreeCase{"tolerances_just_inside", {315, 500, 685}, {10.5f, 20, 29.5f}, 500, 20, 3, 3},
-                    AgreeCase{"seventeen", runs({{17, 500}}), runs({{17, 40}}), 500, 40, 17, 17},
-                    AgreeCase{"eighteen", runs({{18, 500}}), runs({{18, 40}}), 500, 40, 18, 18},
-                    AgreeCase{"eighteen_but_one", runs({{17, 500}, {1, 686}}), runs({{18, 40}}), 500, 40, 17, 18},
-                    AgreeCase{"rising", runs({{18, 9}}), runs({{6, 10}, {6, 31.95f}, {6, 41.05f}}), 9, 31.95f, 18, 12},
-                    AgreeCase{"falling", runs({{18, 9}}), runs({{6, 41.05f}, {6, 31.95f}, {6, 10}}), 9, 31, 18, 6}),
-    by_name);
+
+TEST(Agree, FindsMediansAndCounts) {
+  struct Case {
+    const char* what;
+    std::vector<float> positions, levels;
+    float position, level;
+    int hits, level_hits;
+  } cases[] = {{"none", {}, {}, 0, 0, 0, 0},
+               {"one", {500}, {40.7f}, 500, 40.7f, 1, 1},
+               {"moved up is truncated", {500, 500}, {40.7f, 35.2f}, 500, 37.6f, 2, 2},
+               {"toward zero", {500, 500}, {-20.25f, -20.75f}, 500, -20.375f, 2, 2},
+               {"equal stay", {500, 500}, {40.75f, 40.75f}, 500, 40.75f, 2, 2},
+               {"truncated below its neighbour", {1, 1, 1}, {40.75f, 40.5f, 41.25f}, 1, 40.0f, 3, 3},
+               {"tolerances are open", {314, 500, 686}, {10, 20, 30}, 500, 20, 1, 1},
+               {"tolerances just inside", {315, 500, 685}, {10.5f, 20, 29.5f}, 500, 20, 3, 3},
+               {"seventeen", runs({{17, 500}}), runs({{17, 40}}), 500, 40, 17, 17},
+               {"eighteen but one", runs({{17, 500}, {1, 686}}), runs({{18, 40}}), 500, 40, 17, 18},
+               {"rising", runs({{18, 9}}), runs({{6, 10}, {6, 31.95f}, {6, 41.05f}}), 9, 31.95f, 18, 12},
+               {"falling", runs({{18, 9}}), runs({{6, 41.05f}, {6, 31.95f}, {6, 10}}), 9, 31, 18, 6}};
+  for (Case& c : cases) {
+    const auto got = agree(c.positions.data(), c.levels.data(), int(c.positions.size()));
+    EXPECT_EQ(got.position, c.position) << c.what;
+    EXPECT_EQ(got.level, c.level) << c.what;
+    EXPECT_EQ(got.hits, c.hits) << c.what;
+    EXPECT_EQ(got.level_hits, c.level_hits) << c.what;
+    EXPECT_EQ(got.hit_ratio, c.hits == 18 ? 1.0f : 0.0f) << c.what;
+    EXPECT_EQ(got.level_ratio, float(c.level_hits) / 18.0f) << c.what;
+  }
+}
 
 TEST(Decide, AcceptsFromASumOfTwo) {
+  constexpr float kThird = 6 / 18.0f, kTwoThirds = 12 / 18.0f;
   const RatioHistory first{0, 1}, second{1, 0}, both{1, 1}, none{0, 0};
   EXPECT_TRUE(is_accepted({0, 0}, first, {3 / 18.0f, 15 / 18.0f}));
   EXPECT_TRUE(is_accepted({0, 0}, second, {kThird, kTwoThirds}));

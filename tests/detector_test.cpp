@@ -1,5 +1,7 @@
-// The detector core: what its output shows of every decision, and its life. Its steps are in analysis_test.cpp, its
-// comparison with the plain model in sensing_test.cpp.
+// The detector core: what its output shows of every decision, and its life. Its steps are in analysis_test.cpp; the
+// fuzz target compares it with the plain model.
+#include "tests/plain/detector.hpp"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,17 +10,16 @@
 #include <cstring>
 #include <limits>
 #include <numbers>
+#include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "detector/state.hpp"
-#include "tests/support/by_name.hpp"
 #include "zeto/arena.h"
 #include "zeto/cores.h"
 
 namespace {
-
-using zeto_test::by_name;
 
 constexpr size_t kBlock = 480;
 constexpr int kWindow = 9600;
@@ -72,7 +73,7 @@ Piece beat(int bin, double db = 0) {
 
 const Window kTone = {{0, kWindow, 32}};  // 500 Hz
 const Window kSilence = {};
-const Window kGap = {{384, 3000, 20}, {6528, 9200, 32}};  // 312 and 500 Hz, nothing between them
+using Shown = std::vector<int>;
 
 // A detector core in memory of its own.
 class Core {
@@ -98,132 +99,114 @@ class Core {
   std::vector<uint64_t> memory_ = std::vector<uint64_t>(cal_zeto_tx_struct_malloc_size() / 8);
 };
 
-struct DecisionCase {
-  const char* name;
-  zeto_tx_param param;
-  std::vector<Window> windows;
-  std::vector<int> shown;
-};
-void PrintTo(const DecisionCase& c, std::ostream* os) {
-  *os << c.name;
-}
-class Decision : public testing::TestWithParam<DecisionCase> {};
-
-TEST_P(Decision, ShowsInTheOutput) {
-  Core core(GetParam().param);
-  std::vector<int> shown;
-  for (const Window& window : GetParam().windows) shown.push_back(core.feed(window));
-  EXPECT_EQ(shown, GetParam().shown);
-}
-
-std::vector<DecisionCase> decisions() {
-  const auto with = [](zeto_tx_param p, int32_t zeto_tx_param::*field, int32_t value) {
-    p.*field = value;
-    return p;
+TEST(Detector, ShowsItsDecisions) {
+  constexpr auto db = &zeto_tx_param::UltraHz_cand_dB, ratio = &zeto_tx_param::UltraHz_cand_ratio,
+                 spread = &zeto_tx_param::UltraHz_spread_ratio, gain = &zeto_tx_param::UltraHz_mix_gain,
+                 scope = &zeto_tx_param::UltraHz_scope, period = &zeto_tx_param::UltraHz_period,
+                 smooth = &zeto_tx_param::UltraHz_smooth, low = &zeto_tx_param::UltraHz_floor;
+  using Change = std::pair<int32_t zeto_tx_param::*, int32_t>;
+  struct Case {
+    const char* what;
+    bool easy;  // both ratios 0
+    std::vector<Change> changes;
+    std::vector<Window> windows;
+    Shown shown;
   };
-  constexpr auto db = &zeto_tx_param::UltraHz_cand_dB;
-  constexpr auto ratio = &zeto_tx_param::UltraHz_cand_ratio;
-  constexpr auto spread = &zeto_tx_param::UltraHz_spread_ratio;
-  constexpr auto gain = &zeto_tx_param::UltraHz_mix_gain;
-  constexpr auto scope = &zeto_tx_param::UltraHz_scope;
-  constexpr auto period = &zeto_tx_param::UltraHz_period;
-  const zeto_tx_param easy = lenient();
-
   // 12 of 18 levels and no agreement in position; 6 of 18 levels and all positions.
   const Window twelve = stretches(beat(32), beat(32), beat(64, -30));
   const Window six = stretches(beat(32), beat(32, -15), beat(32, -30));
-  // The loudest gain there is, and any level at all a candidate: what the filters still ring with becomes visible.
-  const zeto_tx_param deep = with(with(easy, gain, kMax), db, -150);
-
-  return {
+  const Window third_43 = stretches(beat(32), beat(32), beat(43)), third_44 = stretches(beat(32), beat(32), beat(44));
+  const Window at_1500 = {{0, kWindow, 96}}, start = {{0, 200, 32}}, end_of_start = {{400, 1400, 32}};
+  const Window to_9000 = {{0, 9000, 32}}, gap = {{384, 3000, 20}, {6528, 9200, 32}};  // 312 and 500 Hz
+  const std::vector<Change> deep = {{gain, kMax}, {db, -150}};  // what the filters still ring with becomes visible
+  const Case cases[] = {
       // 500 Hz x 1000 / 3993 Hz
-      {"accepted_at_once", kUsual, {kTone}, {125}},
-      {"rejected_then_accepted", kUsual, {kSilence, kTone, kSilence, kTone}, {-1000, 125, -1000, 125}},
-      {"blended_with_the_rejection",
-       with(kUsual, &zeto_tx_param::UltraHz_smooth, 50),
-       {kSilence, kTone, kTone},
-       {-1000, -437, -156}},
+      {"rejected, accepted", false, {}, {kSilence, kTone, kSilence, kTone}, {-1000, 125, -1000, 125}},
+      {"blended with the rejection", false, {{smooth, 50}}, {kSilence, kTone, kTone}, {-1000, -437, -156}},
       // The beat's level is 20 log10(0.5 * 0.5 / 2 * 6 * 256) = 45.7 dB, and 20 dB more at tenfold gain.
-      {"level_above_threshold", with(kUsual, db, 45), {kTone}, {125}},
-      {"level_below_threshold", with(kUsual, db, 46), {kTone}, {-1000}},
-      {"gain_above_threshold", with(with(kUsual, gain, 100), db, 65), {kTone}, {125}},
-      {"gain_below_threshold", with(with(kUsual, gain, -100), db, 66), {kTone}, {-1000}},
+      {"level above", false, {{db, 45}}, {kTone}, {125}},
+      {"level below", false, {{db, 46}}, {kTone}, {-1000}},
+      {"gain above", false, {{gain, 100}, {db, 65}}, {kTone}, {125}},
+      {"gain below", false, {{gain, -100}, {db, 66}}, {kTone}, {-1000}},
       // Silence is -150 dB in every bin; the first one wins: 15 Hz.
-      {"silence_above_threshold", with(kUsual, db, -151), {kSilence}, {3}},
-      {"silence_at_threshold", with(kUsual, db, -150), {kSilence}, {-1000}},
-      {"no_gain_is_silence", with(with(kUsual, gain, 0), db, -151), {kTone}, {3}},
-      {"ratios_at_threshold", with(kUsual, spread, 100), {kTone}, {125}},
-      {"cand_ratio_above_one", with(kUsual, ratio, 101), {kTone}, {-1000}},
-      {"spread_ratio_above_one", with(kUsual, spread, 101), {kTone}, {-1000}},
-      {"nothing_at_all_accepted_once", easy, {kTone, kSilence, kSilence}, {125, 0, -1000}},
-      {"nothing_at_all_rejected", with(easy, ratio, 1), {kTone, kSilence}, {125, -1000}},
-      // Median of six at 312 Hz and six at 500 Hz: 406 Hz.
-      {"even_median", easy, {kTone, kGap}, {125, 101}},
-      {"hit_ratio_is_all_or_nothing", with(easy, ratio, 1), {kTone, kGap}, {125, -1000}},
-      {"within_tolerance", kUsual, {stretches(beat(32), beat(32), beat(43))}, {125}},
-      {"beyond_tolerance", kUsual, {stretches(beat(32), beat(32), beat(44))}, {-1000}},
-      {"too_few_at_first", easy, {six}, {-1000}},
-      {"rejected_ratios_count_next_time", easy, {twelve, six}, {-1000, 125}},
-      {"but_only_next_time", easy, {twelve, kSilence, six}, {-1000, -1000, -1000}},
-      {"two_full_hit_ratios", easy, {six, six}, {-1000, 125}},
-      {"folded", with(kUsual, scope, 2000), {{{0, kWindow, 96}}}, {246}},  // (1991 - 1500) Hz of 1991 Hz
-      {"not_folded", with(kUsual, scope, 2000), {kTone}, {251}},
-      {"negative_span", with(kUsual, scope, -4000), {kTone}, {1125}},
-      {"floor_rounds_the_span", with(kUsual, &zeto_tx_param::UltraHz_floor, kMax), {kTone}, {122}},  // 4096 Hz
+      {"silence above", false, {{db, -151}}, {kSilence}, {3}},
+      {"silence at threshold", false, {{db, -150}}, {kSilence}, {-1000}},
+      {"no gain is silence", false, {{gain, 0}, {db, -151}}, {kTone}, {3}},
+      {"ratios at threshold", false, {{spread, 100}}, {kTone}, {125}},
+      {"candidate ratio above one", false, {{ratio, 101}}, {kTone}, {-1000}},
+      {"spread ratio above one", false, {{spread, 101}}, {kTone}, {-1000}},
+      {"nothing at all is accepted once", true, {}, {kTone, kSilence, kSilence}, {125, 0, -1000}},
+      {"nothing at all is rejected", true, {{ratio, 1}}, {kTone, kSilence}, {125, -1000}},
+      {"even median, at 406 Hz", true, {}, {kTone, gap}, {125, 101}},
+      {"hit ratio is all or nothing", true, {{ratio, 1}}, {kTone, gap}, {125, -1000}},
+      {"within tolerance", false, {}, {third_43}, {125}},
+      {"beyond tolerance", false, {}, {third_44}, {-1000}},
+      {"rejected ratios count next time", true, {}, {twelve, six}, {-1000, 125}},
+      {"but only next time", true, {}, {twelve, kSilence, six}, {-1000, -1000, -1000}},
+      {"two full hit ratios", true, {}, {six, six}, {-1000, 125}},
+      {"folded", false, {{scope, 2000}}, {at_1500}, {246}},  // (1991 - 1500) Hz of 1991 Hz
+      {"not folded", false, {{scope, 2000}}, {kTone}, {251}},
+      {"negative span", false, {{scope, -4000}}, {kTone}, {1125}},
+      {"floor rounds the span", false, {{low, kMax}}, {kTone}, {122}},  // 4096 Hz
       // Plus infinity shows as the low half of 2^31 - 1; times a weight of 0 it is undefined until the next rejection.
-      {"no_span", with(with(kUsual, scope, 10), period, -1000), {kTone, kTone, kSilence, kTone}, {-1, 0, -1000, -1}},
-      {"no_span_downward", with(kUsual, scope, -10), {kTone}, {0}},
-      {"low_16_bits", with(kUsual, period, 2000000), {kTone}, {250438 - 4 * 65536}},
-      {"start_is_not_analysed", easy, {kTone, {{0, 200, 32}}}, {125, 0}},
-      {"end_of_the_start", easy, {kTone, {{400, 1400, 32}}}, {125, 125}},
+      {"no span", false, {{scope, 10}, {period, -1000}}, {kTone, kTone, kSilence, kTone}, {-1, 0, -1000, -1}},
+      {"no span downward", false, {{scope, -10}}, {kTone}, {0}},
+      {"low 16 bits", false, {{period, 2000000}}, {kTone}, {250438 - 4 * 65536}},
+      {"the start is not analysed", true, {}, {kTone, start}, {125, 0}},
+      {"the end of the start is", true, {}, {kTone, end_of_start}, {125, 125}},
       // The low-pass rings at 4000 Hz, which folds to -7 Hz of 3993 Hz.
-      {"filters_ring_on", deep, {kTone, kSilence}, {125, -1}},
-      {"filters_have_rung_out", deep, {{{0, 9000, 32}}, kSilence, kSilence}, {125, 0, -1000}},
+      {"filters ring on", true, deep, {kTone, kSilence}, {125, -1}},
+      {"filters have rung out", true, deep, {to_9000, kSilence, kSilence}, {125, 0, -1000}},
   };
-}
-INSTANTIATE_TEST_SUITE_P(Detector, Decision, testing::ValuesIn(decisions()), by_name);
-
-TEST(Detector, HoldsItsOutputBetweenAnalyses) {
-  Core core;
-  Audio want(kWindow, 0);
-  for (const auto& [window, shown] : {std::pair{kTone, 125}, {kSilence, -1000}, {kTone, 125}}) {
-    std::fill(want.end() - kBlock, want.end(), int16_t(shown));
-    core.feed(window);
-    EXPECT_EQ(core.out, want);
-    want.assign(kWindow, int16_t(shown));
+  for (const Case& c : cases) {
+    zeto_tx_param param = c.easy ? lenient() : kUsual;
+    for (const auto& [field, value] : c.changes) param.*field = value;
+    Core core(param);
+    Shown shown;
+    for (const Window& window : c.windows) shown.push_back(core.feed(window));
+    EXPECT_EQ(shown, c.shown) << c.what;
   }
-  EXPECT_EQ(core.state()->frame_count, 60);
-  EXPECT_EQ(core.state()->analysis_count, 3);
+}
+
+// Noise in one call, against the plain model block by block: the output holds between analyses.
+TEST(Detector, TakesManyBlocksAtOnce) {
+  zeto_tx_param param = lenient();
+  param.UltraHz_smooth = 30;
+  Core core(param);
+  plain::Detector model;
+  model.set(&param.UltraHz_floor);
+  std::mt19937 random(5);
+  Audio a(6 * kWindow), b(a.size()), want(a.size());
+  for (Audio* audio : {&a, &b})
+    for (int16_t& x : *audio) x = int16_t(random() % 65536 - 32768);
+  for (size_t at = 0; at < a.size(); at += kBlock) model.block(&a[at], &b[at], &want[at]);
+  core.feed(a, b, 0, a.size() / kBlock);
+  EXPECT_EQ(core.out, want);
+  EXPECT_EQ(core.state()->result_value, model.result);
+  EXPECT_EQ(core.state()->analysis_count, 6);
 }
 
 // The reference plays during the first 20 blocks only, its beat in all later ones: they meet where the first input is
 // 20 blocks late.
-struct DelayCase {
-  int32_t delay_ms;
-  std::vector<int> shown;  // after 20, 40, ... blocks
-};
-void PrintTo(const DelayCase& c, std::ostream* os) {
-  *os << c.delay_ms << " ms";
-}
-class Delay : public testing::TestWithParam<DelayCase> {};
-
-TEST_P(Delay, HoldsTheFirstInputBack) {
-  zeto_tx_param param = kUsual;
-  param.UltraHz_delay_ms = GetParam().delay_ms;
-  Core core(param);
+TEST(Detector, HoldsTheFirstInputBack) {
+  const std::pair<int32_t, Shown> cases[] = {{INT32_MIN, {-1000, -1000, -1000}},
+                                             {9, {-1000, -1000, -1000}},
+                                             {10, {-1000, 125, -1000}},
+                                             {199, {-1000, 125, -1000}},
+                                             {200, {0, 125, -1000}},
+                                             {210, {0, 125, -1000}},
+                                             {1199, {0, 0, 0, 0, 0, -1000, 125, -1000}},
+                                             {kMax, {0, 0, 0}}};
   const Audio silence = beating(kSilence);
-  std::vector<int> shown = {core.feed(reference(), silence)};
-  while (shown.size() < GetParam().shown.size()) shown.push_back(core.feed(silence, beating(kTone)));
-  EXPECT_EQ(shown, GetParam().shown);
+  for (const auto& [delay_ms, want] : cases) {
+    zeto_tx_param param = kUsual;
+    param.UltraHz_delay_ms = delay_ms;
+    Core core(param);
+    Shown shown = {core.feed(reference(), silence)};  // after 20, 40, ... blocks
+    while (shown.size() < want.size()) shown.push_back(core.feed(silence, beating(kTone)));
+    EXPECT_EQ(shown, want) << delay_ms;
+  }
 }
-INSTANTIATE_TEST_SUITE_P(Detector, Delay,
-                         testing::Values(DelayCase{-2147483647 - 1, {-1000, -1000, -1000}},
-                                         DelayCase{9, {-1000, -1000, -1000}}, DelayCase{10, {-1000, 125, -1000}},
-                                         DelayCase{55, {-1000, 125, -1000}}, DelayCase{199, {-1000, 125, -1000}},
-                                         DelayCase{200, {0, 125, -1000}}, DelayCase{210, {0, 125, -1000}},
-                                         DelayCase{1000, {0, 0, 0, 0, 0, 125, -1000}},
-                                         DelayCase{1199, {0, 0, 0, 0, 0, -1000, 125, -1000}},
-                                         DelayCase{kMax, {0, 0, 0}}));
 
 // Blocks that the start-up delay drops leave the histories as the last analysis filtered them: they beat once more.
 TEST(Detector, DelaySwitchedOnLateLeavesOldSlots) {

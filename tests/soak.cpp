@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -58,28 +59,13 @@ class HostBuffer {
 
   char* at(size_t n) { return &data_[n * bytes_]; }
   void put(const Samples& from) {
-    for (size_t n = 0; n < kSecond; ++n) {
-      const int32_t wide = from[n] * (format_ == 2 ? 256 : 65536);
-      const float share = static_cast<float>(from[n]) / 32768.0f;
-      const void* const sample[] = {nullptr, &from[n], &wide, &wide, &share};
-      std::memcpy(at(n), sample[format_], bytes_);
-    }
+    for (size_t n = 0; n < kSecond; ++n) support::store_sample(format_, from[n], at(n));
   }
   int16_t get(size_t n) {
-    int16_t narrow;
-    int32_t wide;
-    float share;
-    switch (format_) {
-      case 1:
-        std::memcpy(&narrow, at(n), sizeof narrow);
-        return narrow;
-      case 4:
-        std::memcpy(&share, at(n), sizeof share);
-        return static_cast<int16_t>(share * 32768.0f);
-      default:
-        std::memcpy(&wide, at(n), sizeof wide);
-        return static_cast<int16_t>(wide >> (format_ == 2 ? 8 : 16));
-    }
+    uint32_t word = 0;
+    std::memcpy(&word, at(n), bytes_);
+    if (format_ == 4) return static_cast<int16_t>(std::bit_cast<float>(word) * 32768.0f);
+    return static_cast<int16_t>(word >> (format_ == 1 ? 0 : format_ == 2 ? 8 : 16));
   }
 
  private:
@@ -89,16 +75,11 @@ class HostBuffer {
 };
 
 // Processor time of a second of uplink: the least that each second of a scene ever took, ns.
-class BestTimes {
- public:
-  static constexpr int kSeconds = 5;
-  BestTimes() { std::fill(best_, best_ + kSeconds, 1e18); }
-  void take(int second, double ns) { best_[second] = std::min(best_[second], ns); }
-  double most() const { return *std::max_element(best_, best_ + kSeconds); }
-  double mean() const { return std::accumulate(best_, best_ + kSeconds, 0.0) / kSeconds; }
-
- private:
-  double best_[kSeconds];
+constexpr int kStay = 5;
+struct BestTimes {
+  double best[kStay] = {1e18, 1e18, 1e18, 1e18, 1e18};
+  double most() const { return *std::max_element(best, best + kStay); }
+  double mean() const { return std::accumulate(best, best + kStay, 0.0) / kStay; }
 };
 
 double now_ns(clockid_t clock) {
@@ -130,7 +111,10 @@ class Phone {
     listen();
     stay(Room::kGaps);
     listen();
-    turn_every_knob();
+    knobs_ = true;
+    stay(Room::kEcho);
+    knobs_ = false;
+    restart();
     listen();
     switch_off_and_on();
     listen();
@@ -138,8 +122,6 @@ class Phone {
   }
 
  private:
-  static constexpr int kStay = BestTimes::kSeconds;
-
   void restart() {
     downlink_.set(kChirp);
     uplink_.set(kListen);
@@ -153,37 +135,24 @@ class Phone {
     noise_ = 0;
     restart();
     support::Sum sum;
-    for (const Room room : {Room::kSilent, Room::kEcho, Room::kEcho}) {
-      second(room);
-      if (room == Room::kEcho) sum.add(out_.at(0), kSecond * support::sample_bytes(format_));
-      if (room == Room::kEcho) sum.add(mic_.at(0), kSecond * support::sample_bytes(format_));
+    second(Room::kSilent);
+    for (int repeated = 0; repeated < 2; ++repeated) {
+      second(Room::kEcho);
+      for (HostBuffer* buffer : {&out_, &mic_}) sum.add(buffer->at(0), kSecond * support::sample_bytes(format_));
     }
     if (calibration_ == 0) calibration_ = sum.value();
     findings_.changed += calibration_ != sum.value();
   }
 
-  // The first second may still hold what was before; from then on all must be true.
-  void listen(BestTimes* times = nullptr) {
-    for (int s = 0; s < kStay; ++s) {
-      const double ns = second(Room::kEcho);
-      if (times != nullptr) times->take(s, ns);
-      if (s > 0) check_measurements();
-    }
-  }
-
-  void stay(Room room, BestTimes* times = nullptr) {
+  void stay(Room room, BestTimes* times = nullptr, bool check = false) {
     for (int s = 0; s < kStay; ++s) {
       const double ns = second(room);
-      if (times != nullptr) times->take(s, ns);
+      if (times != nullptr) times->best[s] = std::min(times->best[s], ns);
+      if (check && s > 0) check_measurements();
     }
   }
-
-  void turn_every_knob() {
-    knobs_ = true;
-    stay(Room::kEcho);
-    knobs_ = false;
-    restart();
-  }
+  // The first second may still hold what was before; from then on all must be true.
+  void listen(BestTimes* times = nullptr) { stay(Room::kEcho, times, true); }
 
   void switch_off_and_on() {
     zeto_rx_param off = kChirp;

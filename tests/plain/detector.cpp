@@ -25,7 +25,6 @@ float Filter::step(float x) {
 
 namespace {
 
-constexpr int kBlock = 480;
 constexpr int kSlots = 20;
 constexpr int kHistory = kBlock * kSlots;
 constexpr int kFft = 512;

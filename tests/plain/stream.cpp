@@ -1,5 +1,6 @@
 #include "tests/plain/stream.hpp"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstring>
@@ -8,11 +9,11 @@
 namespace plain {
 
 Ring::Ring(int32_t width, int32_t samples) : bit_width(width), capacity(samples) {
-  data.resize(size_t(samples) * bytes());
+  data.resize(size_t(std::max(samples, 0)) * bytes());
 }
 
 void Ring::write(const void* source, int32_t n) {
-  if (!known()) return;
+  if (!takes_part()) return;
   for (int32_t i = 0; i < n; ++i) {
     std::memcpy(&data[size_t(write_pos) * bytes()], static_cast<const char*>(source) + size_t(i) * bytes(), bytes());
     write_pos = (write_pos + 1) % capacity;
@@ -25,7 +26,7 @@ void Ring::write(const void* source, int32_t n) {
 }
 
 void Ring::read(void* destination, int32_t n) {
-  if (!known()) return;
+  if (!takes_part()) return;
   for (int32_t i = 0; i < n; ++i) {
     char* slot = static_cast<char*>(destination) + size_t(i) * bytes();
     if (count > 0) {
