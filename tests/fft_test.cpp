@@ -1,81 +1,22 @@
-// What stands beside the fuzz target's sums: the record, its messages, the passes on their own, and the same bits from
-// all forms of the transform.
+// What the fuzz target does not see of the transform: what its record holds, its messages, the passes on their own.
 #include "zeto/fft.h"
 
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cmath>
-#include <random>
 #include <string>
 #include <vector>
 
-#include "fft/driver.hpp"
-#include "tests/plain/transform.hpp"
 #include "tests/support/seeded.hpp"
 
 namespace {
 
 using Floats = std::vector<float>;
 
-Floats noise(size_t count, uint32_t seed) {
-  support::Seeded seeded(seed);
-  Floats x(count);
-  for (float& v : x) v = seeded.unit();
-  return x;
-}
-
 zeto_drft_lookup ready(int32_t n) {
   zeto_drft_lookup lookup = {};
   zeto_drft_init(&lookup, n);
   return lookup;
-}
-
-TEST(Fft, LanesGiveTheBitsOfTheFloatForm) {
-  using zeto::fft::Lanes4;
-  std::vector<Lanes4> data(ZETO_FFT_LEN_MAX), scratch(ZETO_FFT_LEN_MAX);
-  for (int32_t n = 1; n <= ZETO_FFT_LEN_MAX; ++n) {
-    const size_t count = static_cast<size_t>(n);
-    zeto_drft_lookup lookup = ready(n);
-    for (const bool back : {false, true}) {
-      Floats lanes[4];
-      for (uint32_t lane = 0; lane < 4; ++lane) {
-        lanes[lane] = noise(count, 4 * static_cast<uint32_t>(n) + lane);
-        lanes[lane][count / 2] = lane % 2 ? -0.0f : 1e30f;
-        for (size_t i = 0; i < count; ++i) data[i][lane] = lanes[lane][i];
-      }
-      (back ? zeto::fft::backward<Lanes4> : zeto::fft::forward<Lanes4>)(lookup, data.data(), scratch.data());
-      for (size_t lane = 0; lane < 4; ++lane) {
-        (back ? zeto_drft_backward : zeto_drft_forward)(&lookup, lanes[lane].data());
-        for (size_t i = 0; i < count; ++i)
-          ASSERT_EQ(std::bit_cast<uint32_t>(float{data[i][lane]}), std::bit_cast<uint32_t>(lanes[lane][i])) << n;
-      }
-    }
-  }
-}
-
-// From denormal to large, or all of one size, which cancels; from no zeros to nothing else, of either sign.
-TEST(Fft, HasTheBitsOfThePlainModel) {
-  std::mt19937 random(1);
-  for (int n : {4, 8, 32, 128, 256, 512}) {
-    plain::Transform transform(n);
-    zeto_drft_lookup lookup = ready(n);
-    for (int round = 0; round < 500; ++round) {
-      Floats want(size_t(n) + 2);
-      const int scale = int(random() % 250) - 145;
-      const bool one_size = random() % 2 == 0;
-      const auto zeros = random() % 9;
-      for (int i = 0; i < n; ++i) {
-        const float x = std::ldexp(float(int32_t(random())), scale - 31);
-        want[size_t(i)] = std::copysign(random() % 8 < zeros ? 0.0f : one_size ? 1.0f : x, x);
-      }
-      Floats got = want;
-      transform.forward(want.data());
-      zeto_rfft_float(&lookup, got.data());
-      for (size_t i = 0; i < want.size(); ++i)
-        ASSERT_EQ(std::bit_cast<uint32_t>(got[i]), std::bit_cast<uint32_t>(want[i])) << n << ", round " << round;
-    }
-  }
 }
 
 TEST(Fft, FactorsComeInTheBackwardOrder) {
@@ -132,11 +73,13 @@ TEST(Fft, BackwardPassUndoesForwardPass) {
     int32_t ip, ido, l1;
   } const shapes[] = {{2, 1, 3}, {2, 2, 2}, {2, 5, 3}, {2, 8, 1}, {4, 1, 3}, {4, 2, 2}, {4, 5, 3}, {4, 8, 1},
                       {3, 1, 2}, {3, 7, 3}, {5, 1, 2}, {5, 7, 3}, {7, 1, 1}, {7, 3, 2}, {9, 5, 1}};
+  support::Seeded seeded(3);
   for (const auto& [ip, ido, l1] : shapes) {
     SCOPED_TRACE(testing::Message() << ip << ", ido " << ido);
     const size_t size = size_t(ido * ip * l1);
-    const Floats x = noise(size, 3);
-    Floats wa(size_t((ip - 1) * ido)), a = x, b(size), third(size), other(size);
+    Floats x(size), b(size), third(size), other(size), wa(size_t((ip - 1) * ido));
+    for (float& v : x) v = seeded.unit();
+    Floats a = x;
     for (size_t i = 0; i + 1 < wa.size(); ++i) {
       const size_t place = i % size_t(ido);  // the pairs start with each block, whether its length is even or odd
       const float angle = float(i - place % 2) * 0.37f;

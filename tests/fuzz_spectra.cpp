@@ -7,6 +7,8 @@
 #include <numbers>
 #include <vector>
 
+#include "fft/driver.hpp"
+#include "tests/plain/transform.hpp"
 #include "tests/support/fuzz_input.hpp"
 #include "zeto/fft.h"
 #include "zeto/kernels.h"
@@ -16,6 +18,7 @@ namespace {
 
 using Floats = std::vector<float>;
 using Doubles = std::vector<double>;
+using Lanes = zeto::fft::Lanes4;
 using support::FuzzInput;
 using support::require;
 
@@ -103,6 +106,15 @@ void fuzz_transform(FuzzInput& input) {
       zeto_fft_init(&lookup, 512);
       continue;
     }
+    // Every lane of four side by side has the bits of the float form.
+    std::vector<Lanes> lanes(n), scratch(n);
+    const uint32_t lane = input.below(4), there = input.below(2);
+    for (size_t i = 0; i < n; ++i) lanes[i][lane] = (there ? x : packed)[i], lanes[i][(lane + 1) % 4] = x[n - 1 - i];
+    (there ? zeto::fft::forward<Lanes> : zeto::fft::backward<Lanes>)(lookup, lanes.data(), scratch.data());
+    Floats of_lane(n);
+    for (size_t i = 0; i < n; ++i) of_lane[i] = lanes[i][lane];
+    if (!any) require(same_bits(of_lane, there ? packed : back), "a lane is a transform of its own");
+
     const float share = 1.0f / static_cast<float>(n);
     const Floats scaled = again(zeto_spx_fft, x), samples = again(zeto_spx_ifft, packed);
     Floats padded = x, interleaved = {packed[0], 0.0f}, restored = made(zeto_drft_backward, times(packed, share));
@@ -116,6 +128,10 @@ void fuzz_transform(FuzzInput& input) {
     require(same_bits(samples, back), "both ways back are the same");
     require(same_bits(spectrum, interleaved), "interleaved and packed spectrum are the same");
     require(same_bits(inverse, restored), "and so are their inverses");
+    if (n >= 4 && std::has_single_bit(n)) {
+      plain::Transform(static_cast<int>(n)).forward(padded.data());
+      require(same_bits(spectrum, padded), "a power of two has the bits of the plain model");
+    }
     // Factors above 5 turn by a recurrence that loses precision with the square of the factor.
     const int32_t largest = n == 1 ? 1 : *std::max_element(lookup.factors + 2, lookup.factors + 2 + lookup.factors[1]);
     const double bound = 3.5e-7 + (largest > 5 ? 1e-8 * largest * largest : 0.0);

@@ -44,29 +44,16 @@ struct Rx {
   using Library = support::Downlink;
   using Plain = plain::Downlink;
   using Param = zeto_rx_param;
-  static constexpr size_t kBuffers = 1;
   static Param sensible(FuzzInput& in) {
     const auto any = [&](int from, uint32_t n) { return from + static_cast<int32_t>(in.below(n)); };
     return {any(17000, 5000), any(-6000, 12000), any(0, 300), any(0, 3000), any(0, 5000), !in.one_in(4)};
   }
-  static void get(Library& on, int32_t* words) { zeto_rx_wrapper_get_parameter(on.handle, words); }
-  static void set_core(Library& on, const Param& param) { zeto_rx_set_param(on.handle->core, &param); }
-  static void set_core(Plain& on, const Param& param) { on.chirp.set(param); }
-  static void restart(Library& on, uint32_t rate) { zeto_rx_reinit(on.handle->core, rate); }
-  static void restart(Plain& on, uint32_t rate) { on.chirp.restart(rate); }
-  template <typename Handle>
-  static void process(Handle& on, const Buffers& host, size_t bytes) {
-    on.process(host[0], bytes);
-  }
-  static void compare(const Library&, const Plain&) {}
-  static void end(const Plain&, size_t) {}
 };
 
 struct Tx {
   using Library = support::Uplink;
   using Plain = plain::Uplink;
   using Param = zeto_tx_param;
-  static constexpr size_t kBuffers = 3;
   static Param sensible(FuzzInput& in) {
     const auto any = [&](int from, uint32_t n) { return from + static_cast<int32_t>(in.below(n)); };
     const int32_t quiet = any(30, 18);  // among the levels of the phases of a beat near 4000 Hz
@@ -82,32 +69,38 @@ struct Tx {
             9,
             in.pick({0, 0, 0, 9, 10, 70, 200, 210, 330})};
   }
-  static void get(Library& on, int32_t* words) {
-    zeto_tx_wrapper_get_parameter(on.handle, reinterpret_cast<uint32_t*>(words));
-  }
-  static void set_core(Library& on, const Param& param) { zeto_tx_set_param(on.handle->core, &param); }
-  static void set_core(Plain& on, const Param& param) { on.detector.set(&param.UltraHz_floor); }
-  static void restart(Library& on, uint32_t rate) { zeto_tx_reinit(on.handle->core, static_cast<int32_t>(rate)); }
-  static void restart(Plain& on, uint32_t) { on.detector.restart(); }
-  template <typename Handle>
-  static void process(Handle& on, const Buffers& host, size_t bytes) {
+};
+
+void set_core(support::Uplink& on, const zeto_tx_param& param) {
+  zeto_tx_set_param(on.handle->core, &param);
+}
+void set_core(plain::Uplink& on, const zeto_tx_param& param) {
+  on.detector.set(&param.UltraHz_floor);
+}
+void restart(support::Uplink& on) {
+  zeto_tx_reinit(on.handle->core, 16000);
+}
+void restart(plain::Uplink& on) {
+  on.detector.restart();
+}
+
+template <typename Handle>
+void process(Handle& on, const Buffers& host, size_t bytes) {
+  if constexpr (requires { on.process(host[0], bytes); }) {
+    on.process(host[0], bytes);
+  } else {
     on.process(host[0], host[1], host[2], bytes);
   }
-  // The output shows whole numbers only; inside, everything is the same to the last bit.
-  static void compare(const Library& library, const Plain& plain) {
-    const zeto_tx_state& state = *library.handle->core;
-    const plain::Detector& model = plain.detector;
-    require(std::bit_cast<uint32_t>(state.result_value) == std::bit_cast<uint32_t>(model.result) ||
-                (std::isnan(state.result_value) && std::isnan(model.result)),
-            "the measurements are the same");
-    require(std::equal(model.positions.begin(), model.positions.end(), state.cand_freq), "and the positions");
-    require(std::equal(model.levels.begin(), model.levels.end(), state.cand_level), "and the levels");
-  }
-  static void end(const Plain& plain, size_t samples) {
-    for (size_t i = 0; i < seen.size(); ++i) seen[i] += plain.detector.seen[i];
-    long_lives += samples >= 60 * plain::kBlock;
-  }
-};
+}
+
+// The output shows whole numbers only; inside, everything is the same to the last bit.
+void compare(const zeto_tx_state& state, const plain::Detector& model) {
+  require(std::bit_cast<uint32_t>(state.result_value) == std::bit_cast<uint32_t>(model.result) ||
+              (std::isnan(state.result_value) && std::isnan(model.result)),
+          "the measurements are the same");
+  require(std::equal(model.positions.begin(), model.positions.end(), state.cand_freq), "and the positions");
+  require(std::equal(model.levels.begin(), model.levels.end(), state.cand_level), "and the levels");
+}
 
 template <typename Side>
 typename Side::Param take_param(FuzzInput& input) {
@@ -222,6 +215,7 @@ size_t live(FuzzInput& input, size_t samples) {
   const int32_t format = static_cast<int32_t>(input.below(4)) + 1;
   const size_t bytes = support::sample_bytes(format);
   const bool slices = input.one_in(4);
+  constexpr bool kUplink = std::is_same_v<Side, Tx>;
   typename Side::Library whole(format), single(format);
   typename Side::Plain plain(format);
   Scene scene;
@@ -233,12 +227,12 @@ size_t live(FuzzInput& input, size_t samples) {
     const uint32_t call = input.below(64);
     if (call == 0) break;
     if (call == 1) set(take_param<Side>(input));
-    if (call == 2) all([&, param = take_param<Side>(input)](auto& on) { Side::set_core(on, param); });
-    if (call == 3) all([&, rate = input.pick({48000u, 16000u})](auto& on) { Side::restart(on, rate); });
-    if (call == 4) {
-      std::array<int32_t, 11> a = {}, b = {};
-      Side::get(whole, a.data());
-      Side::get(single, b.data());
+    if constexpr (kUplink) {
+      if (call == 2) all([param = take_param<Side>(input)](auto& on) { set_core(on, param); });
+      if (call == 3) all([](auto& on) { restart(on); });
+      std::array<uint32_t, 11> a, b;
+      zeto_tx_wrapper_get_parameter(whole.handle, a.data());
+      zeto_tx_wrapper_get_parameter(single.handle, b.data());
       require(a == b, "both handles have the same parameters");
     }
     const size_t n = 1 + input.below(input.pick({1u, 100u, 480u, 3000u, 10000u}));
@@ -246,15 +240,18 @@ size_t live(FuzzInput& input, size_t samples) {
     Host host = {{}, {0, same == 1 ? 0u : 1u, same == 2 ? 0u : same == 3 ? 1u : 2u}};
     fill(input, format, n, scene, host);
     Host one_by_one = host, model = host;
-    Side::process(whole, host.at(0), n * bytes);
-    Side::process(plain, model.at(0), n * bytes);
+    process(whole, host.at(0), n * bytes);
+    process(plain, model.at(0), n * bytes);
     require(host.storage == model.storage, "the plain model gives the same bytes");
-    Side::compare(whole, plain);
-    for (size_t i = 0; i < n && slices; ++i) Side::process(single, one_by_one.at(i * bytes), bytes);
+    if constexpr (kUplink) compare(*whole.handle->core, plain.detector);
+    for (size_t i = 0; i < n && slices; ++i) process(single, one_by_one.at(i * bytes), bytes);
     require(!slices || host.storage == one_by_one.storage, "single-sample buffers give the same bytes");
     done += n;
   }
-  Side::end(plain, done);
+  if constexpr (kUplink) {
+    for (size_t i = 0; i < seen.size(); ++i) seen[i] += plain.detector.seen[i];
+    long_lives += done >= 60 * plain::kBlock;
+  }
   return done;
 }
 

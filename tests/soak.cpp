@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdio>
@@ -37,11 +38,9 @@ constexpr zeto_tx_param kListen = {19605, 4000, 1000, -40, 100, 50, 10, 0, 0, 0,
 
 using Samples = std::vector<int16_t>;
 
-class Random : public support::Seeded {
- public:
+struct Random : support::Seeded {
   Random() : Seeded(1) {}
   uint32_t below(uint32_t n) { return bits() % n; }
-  int32_t word() { return static_cast<int32_t>(bits() << 16 ^ bits()); }
 };
 
 // Everything that could go wrong, over all phones.
@@ -166,22 +165,13 @@ class Phone {
   }
 
   // Sets either side at random: mostly near what is usual, now and then any words at all.
-  void turn_a_knob() {
-    zeto_rx_param chirp = kChirp;
-    zeto_tx_param listen = kListen;
-    const auto disturb = [this](auto& param) {
-      int32_t words[sizeof param / 4];
-      std::memcpy(words, &param, sizeof param);
-      for (int32_t& word : words) {
-        if (random_.below(4) == 0)
-          word = random_.below(2) == 0 ? random_.word() : static_cast<int32_t>(random_.below(400));
-      }
-      std::memcpy(&param, words, sizeof param);
-    };
-    disturb(chirp);
-    disturb(listen);
-    if (random_.below(2) == 0) chirp.enable = random_.below(2) == 0;
-    random_.below(2) == 0 ? downlink_.set(chirp) : uplink_.set(listen);
+  template <typename Handle, typename Param>
+  void turn_a_knob(Handle& handle, const Param& usual) {
+    auto words = std::bit_cast<std::array<uint32_t, sizeof usual / 4>>(usual);
+    for (uint32_t& word : words)
+      if (random_.below(4) == 0)
+        word = random_.below(2) == 0 ? random_.bits() << 16 ^ random_.bits() : random_.below(400);
+    handle.set(std::bit_cast<Param>(words));
     steady_ = 0;
   }
 
@@ -190,7 +180,8 @@ class Phone {
   void slice(bool any_length, Process process) {
     for (size_t at = 0; at < kSecond;) {
       const size_t length = std::min(kSecond - at, any_length ? 1 + random_.below(2000) : size_t{480});
-      if (knobs_ && random_.below(20) == 0) turn_a_knob();
+      if (knobs_ && random_.below(20) == 0)
+        random_.below(2) == 0 ? turn_a_knob(downlink_, kChirp) : turn_a_knob(uplink_, kListen);
       process(at, length * support::sample_bytes(format_));
       at += length;
     }

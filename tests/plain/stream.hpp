@@ -12,6 +12,9 @@ namespace plain {
 
 inline constexpr int32_t kBlock = 480;
 
+// Toward zero, saturating; not a number is 0.
+int32_t saturated(double x);
+
 // A ring of `capacity` samples of 2 bytes (width 16) or 4 bytes (widths 32 and 48); any other width ignores all
 // traffic, and so does a ring without capacity.
 struct Ring {
