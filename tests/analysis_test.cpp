@@ -1,4 +1,4 @@
-// The steps of an analysis, worked out by hand.
+// The steps of an analysis with signals that only they themselves can be given, beside the plain model.
 #include "detector/analysis.hpp"
 
 #include <gtest/gtest.h>
@@ -75,40 +75,18 @@ TEST(FindPeaks, TakesAnyNumbersAsThePlainModel) {
   }
 }
 
-// Whatever moves up is truncated, which changes medians and counts; tolerances are open.
-TEST(Agree, FindsMediansAndCounts) {
-  struct Case {
-    std::vector<float> positions, levels;
-    float position, level;
-    int hits, level_hits;
-  } cases[] = {{{}, {}, 0, 0, 0, 0},
-               {{500, 500}, {40.7f, 35.2f}, 500, 37.6f, 2, 2},
-               {{500, 500}, {-20.25f, -20.75f}, 500, -20.375f, 2, 2},
-               {{500, 500}, {40.75f, 40.75f}, 500, 40.75f, 2, 2},
-               {{1, 1, 1}, {40.75f, 40.5f, 41.25f}, 1, 40.0f, 3, 3},
-               {{314, 500, 686}, {10, 20, 30}, 500, 20, 1, 1},
-               {{315, 500, 685}, {10.5f, 20, 29.5f}, 500, 20, 3, 3},
-               {std::vector<float>(17, 500), {30, 50, 41.05f, 41.5f}, 500, 41, 17, 16}};
-  for (Case& c : cases) {
-    c.levels.resize(c.positions.size(), 41);
-    const auto got = zeto::detector::agree(c.positions.data(), c.levels.data(), int(c.positions.size()));
-    SCOPED_TRACE(&c - cases);
-    EXPECT_EQ(got.position, c.position);
-    EXPECT_EQ(got.level, c.level);
-    EXPECT_EQ(got.hits, c.hits);
-    EXPECT_EQ(got.level_hits, c.level_hits);
-    EXPECT_EQ(got.hit_ratio, 0.0f);
-    EXPECT_EQ(got.level_ratio, float(c.level_hits) / 18.0f);
-  }
-}
-
-TEST(Measure, MapsPositionsToPeriods) {
-  using zeto::detector::measure;
-  EXPECT_EQ(measure(99, 0, 198, 1000), 500.0f);                     // not beyond half: not folded
-  EXPECT_EQ(measure(100, 0, 208, 198), 98.0f);                      // 208 counts as 198
-  EXPECT_EQ(measure(33, 16777216, 99, 99), 33.0f * 99.0f / 98.0f);  // 16777222 + 99 is 16777320 in a float
-  EXPECT_EQ(measure(5, 0, -10, 7), -INFINITY);
-  EXPECT_TRUE(std::isnan(measure(0, 0, 10, 7)));
+// Whatever moves up loses its fraction, and 31 is not near 41: the order of the segments decides how many agree.
+TEST(Agree, TruncatesWhatMovesUp) {
+  const auto level_hits = [](float first, float second, float third) {
+    std::vector<float> positions(18, 9), levels(18, second);
+    std::fill_n(levels.begin(), 6, first);
+    std::fill_n(levels.begin() + 12, 6, third);
+    return zeto::detector::agree(positions.data(), levels.data(), 18).level_hits;
+  };
+  EXPECT_EQ(level_hits(10, 31.95f, 41.05f), 12);
+  EXPECT_EQ(level_hits(41.05f, 31.95f, 10), 6);
+  EXPECT_EQ(level_hits(31, 41, 21), 6);  // ten apart
+  EXPECT_EQ(level_hits(40.75f, 31.25f, 31.25f), 18);
 }
 
 }  // namespace

@@ -77,7 +77,7 @@ TEST(Fft, BackwardPassUndoesForwardPass) {
   for (const auto& [ip, ido, l1] : shapes) {
     SCOPED_TRACE(testing::Message() << ip << ", ido " << ido);
     const size_t size = size_t(ido * ip * l1);
-    Floats x(size), b(size), third(size), other(size), wa(size_t((ip - 1) * ido));
+    Floats x(size), b(size), wa(size_t((ip - 1) * ido));
     for (float& v : x) v = seeded.unit();
     Floats a = x;
     for (size_t i = 0; i + 1 < wa.size(); ++i) {
@@ -96,14 +96,14 @@ TEST(Fft, BackwardPassUndoesForwardPass) {
     } else {
       if (ido == 1) std::swap(cc, ch);  // input in the second array
       dradfg(ido, ip, l1, ido * l1, cc, cc, cc, ch, ch, w1);
-      third.assign(cc, cc + size);
-      dradbg(ido, ip, l1, ido * l1, cc, cc, cc, ch, ch, w1);
+      if (ip == 3) {
+        dradb3(ido, l1, cc, ch, w1, w2);
+        a.assign(ch, ch + size);
+      } else {
+        dradbg(ido, ip, l1, ido * l1, cc, cc, cc, ch, ch, w1);
+      }
     }
-    if (ip == 3) dradb3(ido, l1, third.data(), other.data(), w1, w2);
-    for (size_t i = 0; i < size; ++i) {
-      EXPECT_NEAR(a[i], float(ip) * x[i], 1e-6f * float(ip)) << i;
-      EXPECT_NEAR(other[i], ip != 3 ? 0.0f : ido == 1 ? ch[i] : cc[i], 3e-6f);
-    }
+    for (size_t i = 0; i < size; ++i) EXPECT_NEAR(a[i], float(ip) * x[i], 1e-6f * float(ip)) << i;
   }
 }
 

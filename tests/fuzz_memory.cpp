@@ -23,12 +23,14 @@ uint64_t mask_of(int32_t alignment) {
   return ~uint64_t{0} << shift;
 }
 
-// Any addresses, none of them touched.
+// Any addresses, none of them touched; or those of a block, which malloc_buffer clears.
 void fuzz_arena(FuzzInput& input) {
-  const auto slot = input.take<int32_t>();
+  const auto slot = input.take<int32_t>() % 3;
   const uint64_t limit = slot == 0 ? 130000 : 50000;
+  std::vector<char> block(input.below(2) == 0 ? limit + 7 : 0, 'x');
+  const bool real = !block.empty();
+  const uint64_t base = real ? reinterpret_cast<uintptr_t>(block.data()) + input.below(8) : input.take<uint64_t>();
   const auto pointer = [](uint64_t number) { return reinterpret_cast<void*>(static_cast<uintptr_t>(number)); };
-  const uint64_t base = input.take<uint64_t>();
   uint64_t current = (base + 7) & ~uint64_t{7}, mark = current;
   zeto_set_malloc_addr(slot, pointer(base));
   zeto_get_curr_ptr(slot);
@@ -42,43 +44,26 @@ void fuzz_arena(FuzzInput& input) {
       zeto_get_curr_ptr(slot);
       mark = current;
     } else {
-      const int32_t alignment = call < 6 ? 4 << input.below(12) : input.take<int32_t>();
+      const bool clears = real && input.below(2) == 0;
+      const int32_t alignment = real || call < 6 ? 4 << input.below(12) : input.take<int32_t>();
       const uint32_t size = call == 7   ? input.take<uint32_t>()
                             : call == 6 ? static_cast<uint32_t>(base + limit - current) + input.below(3) - 1
                                         : input.take<uint16_t>();
-      void* want = nullptr;
-      if (alignment % 4 == 0) {
-        current = (current + static_cast<uint64_t>(int64_t{alignment} - 1)) & mask_of(alignment);
+      uint64_t want = 0;
+      if (clears || alignment % 4 == 0) {
+        if (!clears) current = (current + static_cast<uint64_t>(int64_t{alignment} - 1)) & mask_of(alignment);
         const bool fits = current + size - base <= limit;
-        want = pointer(fits ? current : 0);
+        want = fits ? current : 0;
         current += fits ? size : 0;
       }
-      require(align_malloc(slot, alignment, size) == want, "align_malloc returns the rounded address");
+      char* const got = static_cast<char*>(clears ? malloc_buffer(slot, size) : align_malloc(slot, alignment, size));
+      require(got == pointer(want), "what is handed out is the rounded address, or nothing");
+      if (clears && got != nullptr) {
+        require(std::all_of(got, got + size, [](char c) { return c == 0; }), "and zero");
+        std::fill(got, got + size, 'y');
+      }
     }
     require(zeto_get_use_size(slot) == static_cast<int64_t>(current - mark), "the arena counts what it hands out");
-  }
-}
-
-// A real block: what is handed out lies inside, in order, and zero where promised.
-void fuzz_arena_memory(FuzzInput& input) {
-  const int32_t slot = static_cast<int32_t>(input.below(2));
-  const uint32_t limit = slot == 0 ? 130000 : 50000;
-  std::vector<char> block(limit + 7, 'x');
-  char* const base = block.data() + input.below(8);
-  block.resize(static_cast<size_t>(base - block.data()) + limit);
-  zeto_set_malloc_addr(slot, base);
-  const char* free_from = base;
-  for (uint32_t calls = input.below(32); calls > 0; --calls) {
-    const bool aligned = input.below(2) == 0;
-    const uint32_t alignment = 4u << input.below(9), size = input.take<uint16_t>();
-    void* const got = aligned ? align_malloc(slot, static_cast<int32_t>(alignment), size) : malloc_buffer(slot, size);
-    if (got == nullptr) continue;
-    char* const bytes = static_cast<char*>(got);
-    require(bytes >= free_from && bytes + size <= base + limit, "what is handed out was free and inside");
-    require(!aligned || reinterpret_cast<uintptr_t>(got) % alignment == 0, "and aligned");
-    require(aligned || std::all_of(bytes, bytes + size, [](char c) { return c == 0; }), "and zero");
-    std::fill(bytes, bytes + size, 'y');
-    free_from = bytes + size;
   }
 }
 
@@ -183,7 +168,6 @@ void fuzz_builders(FuzzInput& input) {
 
 constexpr void (*kSubjects[])(FuzzInput&) = {
     fuzz_arena,
-    fuzz_arena_memory,
     fuzz_builders<int16_t, zeto_frame_short_load>,
     fuzz_builders<float, zeto_frame_float_load>,
     fuzz_conversion<float, float, zeto_frame_float_copy_to_float, [](float x) { return x; }>,

@@ -203,29 +203,28 @@ int16_t narrowed(int32_t width, T x) {
 
 TEST(Format, ConvertsTheEdges) {
   constexpr int32_t kMin = INT32_MIN, kMax = INT32_MAX;
-  constexpr struct {
-    int32_t x, block, before, after;  // a 24-bit sample of a block; a call's first and last pass
-  } kInts[] = {{8388607, 32767, 32768, 2147483392},
-               {8388480, 32767, 32768, 2147450880},
-               {8388608, 32767, 32768, kMax},
-               {127, 0, 0, 32512},
-               {128, 1, 1, 32768},
-               {-128, 0, 0, -32768},
-               {-129, -1, -1, -33024},
-               {-8388608, -32768, -32768, kMin},
-               {-8388609, -32768, -32768, kMin},
-               {2147483519, 32767, 8388607, kMax},
-               {2147483520, -32768, 8388607, kMax},
-               {2147483263, 32767, 8388606, kMax},
-               {kMax, -32768, 8388607, kMax},
-               {kMin, -32768, -8388608, kMin}};
-  for (const auto& c : kInts) {
-    EXPECT_EQ(narrowed(32, c.x), c.block) << c.x;
-    int32_t before = c.x, after = c.x;
-    zeto::pcm32_to_pcm24(&before, 1);
-    zeto::pcm24_to_pcm32(&after, 1);
-    EXPECT_EQ(before, c.before) << c.x;
-    EXPECT_EQ(after, c.after) << c.x;
+  // A host's sample; what becomes of it as a 24-bit one in a block, and in a call's first and last pass.
+  constexpr int32_t kInts[][4] = {{8388607, 32767, 32768, 2147483392},
+                                  {8388480, 32767, 32768, 2147450880},
+                                  {8388608, 32767, 32768, kMax},
+                                  {127, 0, 0, 32512},
+                                  {128, 1, 1, 32768},
+                                  {-128, 0, 0, -32768},
+                                  {-129, -1, -1, -33024},
+                                  {-8388608, -32768, -32768, kMin},
+                                  {-8388609, -32768, -32768, kMin},
+                                  {2147483519, 32767, 8388607, kMax},
+                                  {2147483520, -32768, 8388607, kMax},
+                                  {2147483263, 32767, 8388606, kMax},
+                                  {kMax, -32768, 8388607, kMax},
+                                  {kMin, -32768, -8388608, kMin}};
+  for (const auto& [x, block, before, after] : kInts) {
+    int32_t first = x, last = x;
+    zeto::pcm32_to_pcm24(&first, 1);
+    zeto::pcm24_to_pcm32(&last, 1);
+    EXPECT_EQ(narrowed(32, x), block) << x;
+    EXPECT_EQ(first, before) << x;
+    EXPECT_EQ(last, after) << x;
   }
   constexpr float kFloats[][2] = {{1.0f, 32767},   {-1.0f, -32767},    {2.0f, 32767},       {-2.0f, -32768},
                                   {1e30f, 32767},  {NAN, 0},           {-INFINITY, -32768}, {0.5f, 16383},
