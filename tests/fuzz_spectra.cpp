@@ -76,7 +76,9 @@ bool is_near(const Got& got, const Wanted& want, double scale, double bound) {
 void fuzz_transform(FuzzInput& input) {
   zeto_drft_lookup lookup = {};
   for (uint32_t turns = input.below(6) + 1; turns > 0; --turns) {
-    const auto asked = static_cast<int32_t>(input.below(32) == 0 ? input.take<uint32_t>() : input.below(800));
+    const auto asked = static_cast<int32_t>(input.one_in(32)  ? input.take<uint32_t>()
+                                            : input.one_in(8) ? input.below(4)
+                                                              : input.below(800));
     const bool reused = input.below(2) == 0;
     (reused ? zeto_fft_reinit : zeto_fft_init)(&lookup, asked);
     if (lookup.n < 1) continue;

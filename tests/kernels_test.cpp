@@ -63,7 +63,7 @@ TEST(Kernels, HaveTheBitsOfTheirPlainRendering) {
             fill(a, n, wild, n);
             fill(b, n, wild, n + 1000);
             std::vector<uint32_t> want;
-            for (uint32_t i = 0; i < n; ++i) want.push_back(bits(map.plain(double{a[i]}, double{b[i]})));
+            for (uint32_t i = 0; i < n; ++i) want.push_back(bits(map.plain(double(a[i]), double(b[i]))));
             const Fenced& out = onto == 0 ? apart : onto == 1 ? a : b;
             map.run(a.get(), b.get(), n, out.get());
             for (uint32_t i = 0; i < n; ++i) ASSERT_EQ(bits(out[i]), want[i]) << map.name << ", " << n << " samples";

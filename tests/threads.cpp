@@ -63,11 +63,11 @@ uint64_t use_downlinks() {
 
 int main() {
   if (std::freopen("/dev/null", "w", stdout) == nullptr) return 1;  // the cores' lines
-  constexpr uint64_t (*kUse[])() = {use_uplinks, use_downlinks, use_uplinks, use_downlinks};
+  static constexpr uint64_t (*kUse[])() = {use_uplinks, use_downlinks, use_uplinks, use_downlinks};
   const uint64_t alone[] = {use_uplinks(), use_downlinks()};
   uint64_t sums[4];
   std::vector<std::thread> threads;
-  for (size_t i = 0; i < 4; ++i) threads.emplace_back([&sums, i, kUse] { sums[i] = kUse[i](); });
+  for (size_t i = 0; i < 4; ++i) threads.emplace_back([&sums, i] { sums[i] = kUse[i](); });
   for (std::thread& thread : threads) thread.join();
   for (size_t i = 0; i < 4; ++i) {
     if (sums[i] == alone[i % 2]) continue;

@@ -38,7 +38,7 @@ void truncating_sort(std::vector<float>& list) {
     for (size_t j = 0; j < pairs; ++j) {
       if (!(list[j] > list[j + 1])) continue;
       std::swap(list[j], list[j + 1]);
-      list[j + 1] = static_cast<float>(saturated(double{list[j + 1]}));
+      list[j + 1] = static_cast<float>(saturated(double(list[j + 1])));
     }
 }
 
@@ -69,7 +69,7 @@ float span_of(const Settings& settings) {
 }
 
 bool folds(float span, float position) {
-  return double{span} * 0.5 < double{position};
+  return double(span) * 0.5 < double(position);
 }
 
 float measure(const Settings& settings, float position, float before) {
@@ -134,7 +134,7 @@ void Detector::block(const int16_t* a, const int16_t* b, int16_t* out) {
     store(b, hist_b_, s);
     if (s == kSlots - 1) analyse();
   }
-  const auto bits = static_cast<uint32_t>(saturated(double{result}));
+  const auto bits = static_cast<uint32_t>(saturated(double(result)));
   std::fill(out, out + kBlock, static_cast<int16_t>(static_cast<uint16_t>(bits & 0xffffu)));
 }
 

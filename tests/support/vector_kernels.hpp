@@ -43,24 +43,23 @@ inline constexpr VectorMap kVectorMaps[] = {
     {"sub_vf", ZETO_CALL(zeto_vf_sub_vf(a, b, n, out)), ZETO_PLAIN(p - q)},
     {"dot_mult_vf", ZETO_CALL(zeto_vf_dot_mult_vf(a, b, int32_t(n), out)), ZETO_PLAIN(p* q)},
     {"dot_div", ZETO_CALL(zeto_vf_dot_div(a, b, n, out, 1e-6f)),
-     ZETO_PLAIN(double{to_float(p * std::copysign(1, q))} *
-                double{to_float(1 / highest(std::fabs(q), double{1e-6f}))})},
-    {"add_scalar", ZETO_CALL(zeto_vf_add_scalar(a, n, out, 0.7f)), ZETO_PLAIN(p + double{0.7f})},
-    {"mult_scalar", ZETO_CALL(zeto_vf_mult_scalar(a, n, out, 0.7f)), ZETO_PLAIN(p* double{0.7f})},
+     ZETO_PLAIN(double(to_float(p* std::copysign(1, q))) * double(to_float(1 / highest(std::fabs(q), double(1e-6f)))))},
+    {"add_scalar", ZETO_CALL(zeto_vf_add_scalar(a, n, out, 0.7f)), ZETO_PLAIN(p + double(0.7f))},
+    {"mult_scalar", ZETO_CALL(zeto_vf_mult_scalar(a, n, out, 0.7f)), ZETO_PLAIN(p* double(0.7f))},
     {"maxim_limit", ZETO_CALL(zeto_vf_maxim_limit(a, n, out, -0.0f)), ZETO_PLAIN(lowest(p, -0.0))},
     {"minim_limit", ZETO_CALL(zeto_vf_minim_limit(a, n, out, 0.0f)), ZETO_PLAIN(highest(p, 0.0))},
     {"smooth", ZETO_CALL((zeto_vf_copy(b, n, out), zeto_vf_smooth(a, int32_t(n), out, 0.3f))),  // it works in place
-     ZETO_PLAIN(p + double{to_float(double{to_float(q - p)} * double{0.3f})}), false}};
+     ZETO_PLAIN(p + double(to_float(double(to_float(q - p)) * double(0.3f)))), false}};
 
 // Adds up every `step`-th product, in single precision.
 inline float sum_of_products(const float* a, const float* b, uint32_t from, uint32_t to, uint32_t step, float sum = 0) {
   for (uint32_t i = from; i < to; i += step)
-    sum = to_float(double{sum} + double{to_float(double{a[i]} * double{b[i]})});
+    sum = to_float(double(sum) + double(to_float(double(a[i]) * double(b[i]))));
   return sum;
 }
 inline float plain_sum(const float* x, uint32_t n) {
   float sum = 0;
-  for (uint32_t i = 0; i < n; ++i) sum = to_float(double{sum} + double{x[i]});
+  for (uint32_t i = 0; i < n; ++i) sum = to_float(double(sum) + double(x[i]));
   return sum;
 }
 inline void plain_extreme(const float* x, uint32_t n, float sign, float* out) {
@@ -75,11 +74,11 @@ inline constexpr VectorReduction kVectorReductions[] = {
      ZETO_CALL(*out = sum_of_products(a, b, 0, n, 1))},
     {"dot_power_get_sum", ZETO_CALL(*out = zeto_vf_dot_power_get_sum(a, n)),
      ZETO_CALL(*out =
-                   to_float(double{sum_of_products(a, a, 1, n - n % 16, 2)} +
-                            double{sum_of_products(a, a, n - n % 16, n, 1, sum_of_products(a, a, 0, n - n % 16, 2))}))},
+                   to_float(double(sum_of_products(a, a, 1, n - n % 16, 2)) +
+                            double(sum_of_products(a, a, n - n % 16, n, 1, sum_of_products(a, a, 0, n - n % 16, 2)))))},
     {"get_sum", ZETO_CALL(*out = zeto_vf_get_sum(a, n)), ZETO_CALL(*out = plain_sum(a, n))},
     {"get_mean", ZETO_CALL(*out = zeto_vf_get_mean(a, n)),
-     ZETO_CALL(*out = to_float(double{plain_sum(a, n)} / static_cast<double>(n)))},
+     ZETO_CALL(*out = to_float(double(plain_sum(a, n)) / static_cast<double>(n)))},
     {"get_max", ZETO_CALL(search(zeto_vf_get_max, a, n, out)), ZETO_CALL(plain_extreme(a, n, 1, out))},
     {"get_min", ZETO_CALL(search(zeto_vf_get_min, a, n, out)), ZETO_CALL(plain_extreme(a, n, -1, out))}};
 #undef ZETO_CALL
