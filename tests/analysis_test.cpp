@@ -1,4 +1,4 @@
-// The steps of an analysis, worked out by hand.
+// The steps of an analysis with signals that only they themselves can be given, beside the plain model.
 #include "detector/analysis.hpp"
 
 #include <gtest/gtest.h>
@@ -7,23 +7,15 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <random>
 #include <vector>
 
 #include "detector/filter_inputs.hpp"
 #include "kernels/rounding.hpp"
 #include "tests/plain/detector.hpp"
-#include "tests/support/by_name.hpp"
 #include "zeto/tables.h"
 
 namespace {
-
-using zeto::detector::agree;
-using zeto::detector::is_accepted;
-using zeto::detector::measure;
-using zeto::detector::RatioHistory;
-using zeto_test::by_name;
 
 // Two high-passes, the product and the low-pass, against the plain filters one after the other, over two calls. The
 // first input nearly cancels what the memory holds, so that the order of the sum shows in the output. Signals end, one or
@@ -148,71 +140,18 @@ TEST(FindPeaks, TakesAnyNumbersAsThePlainModel) {
   }
 }
 
-constexpr float kThird = 6 / 18.0f, kTwoThirds = 12 / 18.0f;
-
-struct AgreeCase {
-  const char* name;
-  std::vector<float> positions, levels;
-  float position, level;
-  int hits, level_hits;
-};
-void PrintTo(const AgreeCase& c, std::ostream* os) {
-  *os << c.name;
-}
-class Agree : public testing::TestWithParam<AgreeCase> {};
-
-TEST_P(Agree, FindsMediansAndCounts) {
-  AgreeCase c = GetParam();
-  const auto got = agree(c.positions.data(), c.levels.data(), int(c.positions.size()));
-  EXPECT_EQ(got.position, c.position);
-  EXPECT_EQ(got.level, c.level);
-  EXPECT_EQ(got.hits, c.hits);
-  EXPECT_EQ(got.level_hits, c.level_hits);
-  EXPECT_EQ(got.hit_ratio, c.hits == 18 ? 1.0f : 0.0f);
-  EXPECT_EQ(got.level_ratio, float(c.level_hits) / 18.0f);
-}
-
-std::vector<float> runs(std::initializer_list<std::pair<int, float>> list) {
-  std::vector<float> all;
-  for (const auto& [count, value] : list) all.insert(all.end(), size_t(count), value);
-  return all;
-}
-INSTANTIATE_TEST_SUITE_P(
-    Lists, Agree,
-    testing::Values(AgreeCase{"none", {}, {}, 0, 0, 0, 0}, AgreeCase{"one", {500}, {40.7f}, 500, 40.7f, 1, 1},
-                    AgreeCase{"moved_up_is_truncated", {500, 500}, {40.7f, 35.2f}, 500, 37.6f, 2, 2},
-                    AgreeCase{"toward_zero", {500, 500}, {-20.25f, -20.75f}, 500, -20.375f, 2, 2},
-                    AgreeCase{"equal_stay", {500, 500}, {40.75f, 40.75f}, 500, 40.75f, 2, 2},
-                    AgreeCase{"truncated_below_its_neighbour", {1, 1, 1}, {40.75f, 40.5f, 41.25f}, 1, 40.0f, 3, 3},
-                    AgreeCase{"tolerances_are_open", {314, 500, 686}, {10, 20, 30}, 500, 20, 1, 1},
-                    AgreeCase{"tolerances_just_inside", {315, 500, 685}, {10.5f, 20, 29.5f}, 500, 20, 3, 3},
-                    AgreeCase{"seventeen", runs({{17, 500}}), runs({{17, 40}}), 500, 40, 17, 17},
-                    AgreeCase{"eighteen", runs({{18, 500}}), runs({{18, 40}}), 500, 40, 18, 18},
-                    AgreeCase{"eighteen_but_one", runs({{17, 500}, {1, 686}}), runs({{18, 40}}), 500, 40, 17, 18},
-                    AgreeCase{"rising", runs({{18, 9}}), runs({{6, 10}, {6, 31.95f}, {6, 41.05f}}), 9, 31.95f, 18, 12},
-                    AgreeCase{"falling", runs({{18, 9}}), runs({{6, 41.05f}, {6, 31.95f}, {6, 10}}), 9, 31, 18, 6}),
-    by_name);
-
-TEST(Decide, AcceptsFromASumOfTwo) {
-  const RatioHistory first{0, 1}, second{1, 0}, both{1, 1}, none{0, 0};
-  EXPECT_TRUE(is_accepted({0, 0}, first, {3 / 18.0f, 15 / 18.0f}));
-  EXPECT_TRUE(is_accepted({0, 0}, second, {kThird, kTwoThirds}));
-  EXPECT_FALSE(is_accepted({0, 0}, first, {3 / 18.0f, 14 / 18.0f}));
-  EXPECT_TRUE(is_accepted({0, 0}, both, none));
-  EXPECT_TRUE(is_accepted({0, 0}, none, {1, 1}));
-  EXPECT_FALSE(is_accepted({0.01f, 0}, second, {1, 1}));
-  EXPECT_FALSE(is_accepted({0, 0.67f}, both, {1, kTwoThirds}));
-  EXPECT_TRUE(is_accepted({-1, kTwoThirds}, both, {0, kTwoThirds}));
-}
-
-TEST(Measure, MapsPositionsToPeriods) {
-  EXPECT_EQ(measure(150, 0, 198, 198), 48.0f);  // folded
-  EXPECT_EQ(measure(99, 0, 198, 1000), 500.0f);
-  EXPECT_EQ(measure(100, 0, 208, 198), 98.0f);                      // 208 counts as 198
-  EXPECT_EQ(measure(33, 16777216, 99, 99), 33.0f * 99.0f / 98.0f);  // 16777222 + 99 is 16777320 in a float
-  EXPECT_EQ(measure(5, 0, 10, -7), std::numeric_limits<float>::infinity());
-  EXPECT_EQ(measure(5, 0, -10, 7), -std::numeric_limits<float>::infinity());
-  EXPECT_TRUE(std::isnan(measure(0, 0, 10, 7)));
+// Whatever moves up loses its fraction, and 31 is not near 41: the order of the segments decides how many agree.
+TEST(Agree, TruncatesWhatMovesUp) {
+  const auto level_hits = [](float first, float second, float third) {
+    std::vector<float> positions(18, 9), levels(18, second);
+    std::fill_n(levels.begin(), 6, first);
+    std::fill_n(levels.begin() + 12, 6, third);
+    return zeto::detector::agree(positions.data(), levels.data(), 18).level_hits;
+  };
+  EXPECT_EQ(level_hits(10, 31.95f, 41.05f), 12);
+  EXPECT_EQ(level_hits(41.05f, 31.95f, 10), 6);
+  EXPECT_EQ(level_hits(31, 41, 21), 6);  // ten apart
+  EXPECT_EQ(level_hits(40.75f, 31.25f, 31.25f), 18);
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -36,18 +38,16 @@ constexpr zeto_tx_param kListen = {19605, 4000, 1000, -40, 100, 50, 10, 0, 0, 0,
 
 using Samples = std::vector<int16_t>;
 
-class Random : public support::Seeded {
- public:
+struct Random : support::Seeded {
   Random() : Seeded(1) {}
   uint32_t below(uint32_t n) { return bits() % n; }
-  int32_t word() { return static_cast<int32_t>(bits() << 16 ^ bits()); }
 };
 
 // Everything that could go wrong, over all phones.
 struct Findings {
-  long measurements = 0, untrue = 0, late = 0, unsteady = 0, changed = 0;
+  long measurements = 0, untrue = 0, late = 0, unsteady = 0;
   double worst_ms = 0;
-  bool any() const { return untrue + late + unsteady + changed > 0; }
+  bool any() const { return untrue + late + unsteady > 0; }
 };
 
 // One second of a stream in a host's format.
@@ -58,28 +58,13 @@ class HostBuffer {
 
   char* at(size_t n) { return &data_[n * bytes_]; }
   void put(const Samples& from) {
-    for (size_t n = 0; n < kSecond; ++n) {
-      const int32_t wide = from[n] * (format_ == 2 ? 256 : 65536);
-      const float share = static_cast<float>(from[n]) / 32768.0f;
-      const void* const sample[] = {nullptr, &from[n], &wide, &wide, &share};
-      std::memcpy(at(n), sample[format_], bytes_);
-    }
+    for (size_t n = 0; n < kSecond; ++n) support::store_sample(format_, from[n], at(n));
   }
   int16_t get(size_t n) {
-    int16_t narrow;
-    int32_t wide;
-    float share;
-    switch (format_) {
-      case 1:
-        std::memcpy(&narrow, at(n), sizeof narrow);
-        return narrow;
-      case 4:
-        std::memcpy(&share, at(n), sizeof share);
-        return static_cast<int16_t>(share * 32768.0f);
-      default:
-        std::memcpy(&wide, at(n), sizeof wide);
-        return static_cast<int16_t>(wide >> (format_ == 2 ? 8 : 16));
-    }
+    uint32_t word = 0;
+    std::memcpy(&word, at(n), bytes_);
+    if (format_ == 4) return static_cast<int16_t>(std::bit_cast<float>(word) * 32768.0f);
+    return static_cast<int16_t>(word >> (format_ == 1 ? 0 : format_ == 2 ? 8 : 16));
   }
 
  private:
@@ -89,16 +74,11 @@ class HostBuffer {
 };
 
 // Processor time of a second of uplink: the least that each second of a scene ever took, ns.
-class BestTimes {
- public:
-  static constexpr int kSeconds = 5;
-  BestTimes() { std::fill(best_, best_ + kSeconds, 1e18); }
-  void take(int second, double ns) { best_[second] = std::min(best_[second], ns); }
-  double most() const { return *std::max_element(best_, best_ + kSeconds); }
-  double mean() const { return std::accumulate(best_, best_ + kSeconds, 0.0) / kSeconds; }
-
- private:
-  double best_[kSeconds];
+constexpr int kStay = 5;
+struct BestTimes {
+  double best[kStay] = {1e18, 1e18, 1e18, 1e18, 1e18};
+  double most() const { return *std::max_element(best, best + kStay); }
+  double mean() const { return std::accumulate(best, best + kStay, 0.0) / kStay; }
 };
 
 double now_ns(clockid_t clock) {
@@ -118,7 +98,6 @@ class Phone {
 
   // A minute in this phone's life; returns its seconds.
   long live() {
-    calibrate();
     delay_ = 960 + random_.below(6240);
     gain_ = 0.1f + 0.8f * static_cast<float>(random_.below(1000)) / 1000.0f;
     noise_ = static_cast<int32_t>(random_.below(20));
@@ -130,7 +109,10 @@ class Phone {
     listen();
     stay(Room::kGaps);
     listen();
-    turn_every_knob();
+    knobs_ = true;
+    stay(Room::kEcho);
+    knobs_ = false;
+    restart();
     listen();
     switch_off_and_on();
     listen();
@@ -138,52 +120,21 @@ class Phone {
   }
 
  private:
-  static constexpr int kStay = BestTimes::kSeconds;
-
   void restart() {
     downlink_.set(kChirp);
     uplink_.set(kListen);
     steady_ = 0;
   }
 
-  // After a restart, whatever came before: the same bytes every time.
-  void calibrate() {
-    delay_ = 4800;
-    gain_ = 0.5f;
-    noise_ = 0;
-    restart();
-    support::Sum sum;
-    for (const Room room : {Room::kSilent, Room::kEcho, Room::kEcho}) {
-      second(room);
-      if (room == Room::kEcho) sum.add(out_.at(0), kSecond * support::sample_bytes(format_));
-      if (room == Room::kEcho) sum.add(mic_.at(0), kSecond * support::sample_bytes(format_));
-    }
-    if (calibration_ == 0) calibration_ = sum.value();
-    findings_.changed += calibration_ != sum.value();
-  }
-
-  // The first second may still hold what was before; from then on all must be true.
-  void listen(BestTimes* times = nullptr) {
-    for (int s = 0; s < kStay; ++s) {
-      const double ns = second(Room::kEcho);
-      if (times != nullptr) times->take(s, ns);
-      if (s > 0) check_measurements();
-    }
-  }
-
-  void stay(Room room, BestTimes* times = nullptr) {
+  void stay(Room room, BestTimes* times = nullptr, bool check = false) {
     for (int s = 0; s < kStay; ++s) {
       const double ns = second(room);
-      if (times != nullptr) times->take(s, ns);
+      if (times != nullptr) times->best[s] = std::min(times->best[s], ns);
+      if (check && s > 0) check_measurements();
     }
   }
-
-  void turn_every_knob() {
-    knobs_ = true;
-    stay(Room::kEcho);
-    knobs_ = false;
-    restart();
-  }
+  // The first second may still hold what was before; from then on all must be true.
+  void listen(BestTimes* times = nullptr) { stay(Room::kEcho, times, true); }
 
   void switch_off_and_on() {
     zeto_rx_param off = kChirp;
@@ -197,22 +148,13 @@ class Phone {
   }
 
   // Sets either side at random: mostly near what is usual, now and then any words at all.
-  void turn_a_knob() {
-    zeto_rx_param chirp = kChirp;
-    zeto_tx_param listen = kListen;
-    const auto disturb = [this](auto& param) {
-      int32_t words[sizeof param / 4];
-      std::memcpy(words, &param, sizeof param);
-      for (int32_t& word : words) {
-        if (random_.below(4) == 0)
-          word = random_.below(2) == 0 ? random_.word() : static_cast<int32_t>(random_.below(400));
-      }
-      std::memcpy(&param, words, sizeof param);
-    };
-    disturb(chirp);
-    disturb(listen);
-    if (random_.below(2) == 0) chirp.enable = random_.below(2) == 0;
-    random_.below(2) == 0 ? downlink_.set(chirp) : uplink_.set(listen);
+  template <typename Handle, typename Param>
+  void turn_a_knob(Handle& handle, const Param& usual) {
+    auto words = std::bit_cast<std::array<uint32_t, sizeof usual / 4>>(usual);
+    for (uint32_t& word : words)
+      if (random_.below(4) == 0)
+        word = random_.below(2) == 0 ? random_.bits() << 16 ^ random_.bits() : random_.below(400);
+    handle.set(std::bit_cast<Param>(words));
     steady_ = 0;
   }
 
@@ -221,7 +163,8 @@ class Phone {
   void slice(bool any_length, Process process) {
     for (size_t at = 0; at < kSecond;) {
       const size_t length = std::min(kSecond - at, any_length ? 1 + random_.below(2000) : size_t{480});
-      if (knobs_ && random_.below(20) == 0) turn_a_knob();
+      if (knobs_ && random_.below(20) == 0)
+        random_.below(2) == 0 ? turn_a_knob(downlink_, kChirp) : turn_a_knob(uplink_, kListen);
       process(at, length * support::sample_bytes(format_));
       at += length;
     }
@@ -301,7 +244,6 @@ class Phone {
   bool knobs_ = false;
   long seconds_ = 0;
   int steady_ = 0;  // seconds since the chirp was last touched
-  uint64_t calibration_ = 0;
 };
 
 struct Memory {
@@ -344,8 +286,7 @@ int main(int argc, char** argv) {
   std::fprintf(report, "%ld s of audio in %.0f s\n", lived, (now_ns(CLOCK_MONOTONIC) - start) / 1e9);
   std::fprintf(report, "%ld measurements, %ld untrue; the worst is %.2f ms off\n", findings.measurements,
                findings.untrue, findings.worst_ms);
-  std::fprintf(report, "%ld samples out of place, %ld unsteady sweeps, %ld calibrations changed\n", findings.late,
-               findings.unsteady, findings.changed);
+  std::fprintf(report, "%ld samples out of place, %ld unsteady sweeps\n", findings.late, findings.unsteady);
   bool slow = false;
   for (int32_t format = 1; format <= 4; ++format) {
     const Phone& phone = *phones[static_cast<size_t>(format - 1)];

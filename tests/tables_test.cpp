@@ -7,12 +7,11 @@
 #include <numbers>
 #include <numeric>
 #include <ostream>
-
-#include "tests/support/by_name.hpp"
+#include <string>
 
 namespace {
 
-using zeto_test::by_name;
+constexpr auto by_name = [](const auto& test) { return std::string(test.param.name); };
 
 constexpr double kRounding = 6e-8;  // half a unit in the last place of a float just below 1
 

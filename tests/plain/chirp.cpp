@@ -1,5 +1,6 @@
 #include "tests/plain/chirp.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -7,18 +8,7 @@ namespace plain {
 namespace {
 
 int16_t to_block(double v) {
-  const float y = float(v * 32768.0) + 0.5f;
-  if (std::isnan(y)) return 0;
-  if (y > 32767.0f) return 32767;
-  if (y < -32768.0f) return -32768;
-  return int16_t(y);
-}
-
-int32_t truncate_saturated(double x) {
-  if (std::isnan(x)) return 0;
-  if (x >= 2147483647.0) return INT32_MAX;
-  if (x <= -2147483648.0) return INT32_MIN;
-  return int32_t(x);
+  return int16_t(std::clamp(saturated(double(float(v * 32768.0) + 0.5f)), -32768, 32767));
 }
 
 }  // namespace
@@ -58,7 +48,7 @@ void Chirp::frame(int16_t* out) {
   const double f0 = df * std::round(start_hz / df);
   const float a0 = float(amp_start_milli) / 1000.0f;
   const float a1 = float(amp_end_milli) / 1000.0f;
-  const int32_t steps = truncate_saturated(span_hz / df);
+  const int32_t steps = saturated(span_hz / df);
   const double T = fs * period_s;
   const double slope = double(a1 - a0) / T;
   const uint32_t P = uint32_t(period_s) * 100u;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
+#include <utility>
 
 #include "zeto/tables.h"
 
@@ -25,42 +25,21 @@ float Filter::step(float x) {
 
 namespace {
 
-constexpr int kBlock = 480;
 constexpr int kSlots = 20;
 constexpr int kHistory = kBlock * kSlots;
 constexpr int kFft = 512;
-constexpr int kBins = 257;
 constexpr int kSegments = 18;
 constexpr int kDecimation = 6;
 constexpr int kFirstStretch = 384;
 
-float* slot(std::vector<float>& line, int index) {
-  return line.data() + index * kBlock;
-}
-
-void copy_block(const float* from, float* to) {
-  std::copy(from, from + kBlock, to);
-}
-
-// Toward zero, saturating; not a number is 0.
-int32_t saturated(float x) {
-  if (std::isnan(x)) return 0;
-  if (x >= 2147483648.0f) return std::numeric_limits<int32_t>::max();
-  if (x <= -2147483648.0f) return std::numeric_limits<int32_t>::min();
-  return static_cast<int32_t>(x);
-}
-
 // An element that moves up loses its fraction.
 void truncating_sort(std::vector<float>& list) {
-  for (size_t pairs = list.size(); pairs-- > 1;) {
+  for (size_t pairs = list.size(); pairs-- > 1;)
     for (size_t j = 0; j < pairs; ++j) {
-      if (list[j] > list[j + 1]) {
-        const int32_t larger = saturated(list[j]);
-        list[j] = list[j + 1];
-        list[j + 1] = static_cast<float>(larger);
-      }
+      if (!(list[j] > list[j + 1])) continue;
+      std::swap(list[j], list[j + 1]);
+      list[j + 1] = static_cast<float>(saturated(double(list[j + 1])));
     }
-  }
 }
 
 float median(const std::vector<float>& sorted) {
@@ -90,7 +69,7 @@ float span_of(const Settings& settings) {
 }
 
 bool folds(float span, float position) {
-  return static_cast<double>(span) * 0.5 < static_cast<double>(position);
+  return double(span) * 0.5 < double(position);
 }
 
 float measure(const Settings& settings, float position, float before) {
@@ -103,17 +82,13 @@ float measure(const Settings& settings, float position, float before) {
 }  // namespace
 
 Peak peak_of(const float* spectrum) {
-  float level[kBins];
-  for (int bin = 0; bin < kBins; ++bin) {
-    const float re = spectrum[2 * bin];
-    const float im = spectrum[2 * bin + 1];
-    level[bin] = 10.0f * std::log10(re * re + im * im + 1e-15f);
+  Peak best = {};
+  for (int bin = 1; bin <= kFft / 2; ++bin) {
+    const float re = spectrum[2 * bin], im = spectrum[2 * bin + 1];
+    const float level = 10.0f * std::log10(re * re + im * im + 1e-15f);
+    if (bin == 1 || level > best.level) best = {bin, level};
   }
-  int best = 1;
-  for (int bin = 2; bin < kBins; ++bin) {
-    if (level[bin] > level[best]) best = bin;
-  }
-  return {best, level[best]};
+  return best;
 }
 
 Detector::Detector()
@@ -144,30 +119,22 @@ void Detector::set(const int32_t* words) {
 }
 
 void Detector::block(const int16_t* a, const int16_t* b, int16_t* out) {
-  float block_a[kBlock];
-  float block_b[kBlock];
-  for (int i = 0; i < kBlock; ++i) {
-    block_a[i] = static_cast<float>(a[i]) / 32768.0f;
-    block_b[i] = static_cast<float>(b[i]) / 32768.0f;
-  }
-
+  const auto store = [](const int16_t* samples, std::vector<float>& ring, int slot) {
+    for (int i = 0; i < kBlock; ++i) ring[size_t(slot * kBlock + i)] = static_cast<float>(samples[i]) / 32768.0f;
+  };
   ++frame_count_;
   const int s = (frame_count_ + kSlots - 1) % kSlots;
   const bool delayed = settings_.delay_ms >= 10;
   if (delayed && warmup_index_ <= settings_.delay_ms / 10) {
-    if (warmup_index_ <= kSlots) copy_block(block_a, slot(delay_line_, warmup_index_ - 1));
+    if (warmup_index_ <= kSlots) store(a, delay_line_, warmup_index_ - 1);
     ++warmup_index_;
   } else {
-    if (delayed) {
-      copy_block(slot(delay_line_, s), slot(hist_a_, s));
-      copy_block(block_a, slot(delay_line_, s));
-    } else {
-      copy_block(block_a, slot(hist_a_, s));
-    }
-    copy_block(block_b, slot(hist_b_, s));
+    if (delayed) std::copy_n(&delay_line_[size_t(s * kBlock)], kBlock, &hist_a_[size_t(s * kBlock)]);
+    store(a, delayed ? delay_line_ : hist_a_, s);
+    store(b, hist_b_, s);
     if (s == kSlots - 1) analyse();
   }
-  const uint32_t bits = static_cast<uint32_t>(saturated(result));
+  const auto bits = static_cast<uint32_t>(saturated(double(result)));
   std::fill(out, out + kBlock, static_cast<int16_t>(static_cast<uint16_t>(bits & 0xffffu)));
 }
 
@@ -182,13 +149,12 @@ void Detector::analyse() {
   for (int segment = 0; segment < kSegments; ++segment) {
     const int start = kFirstStretch + segment / kDecimation * kDecimation * kFft + segment % kDecimation;
     float spectrum[kFft + 2] = {};
-    for (int t = 0; t < kFft; ++t) spectrum[t] = mixed.data()[start + kDecimation * t] * 6.0f;
+    for (int t = 0; t < kFft; ++t) spectrum[t] = mixed[size_t(start + kDecimation * t)] * 6.0f;
     transform_.forward(spectrum);
     const Peak peak = peak_of(spectrum);
     if (!(peak.level > static_cast<float>(settings_.cand_db))) continue;
     const uint32_t hz = 48000u * static_cast<uint32_t>(peak.bin) / kFft;
-    const uint32_t position = hz / kDecimation;
-    positions.push_back(static_cast<float>(position));
+    positions.push_back(static_cast<float>(hz / kDecimation));
     levels.push_back(peak.level);
   }
   std::vector<float> untouched = levels;

@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "tests/plain/stream.hpp"
 #include "tests/plain/transform.hpp"
+#include "zeto/cores.h"
 
 namespace plain {
 
@@ -45,7 +47,7 @@ class Detector {
  public:
   Detector();
   void restart();
-  void set(const int32_t* words);
+  void set(const int32_t* words);                                // as they stand in a zeto_tx_param
   void block(const int16_t* a, const int16_t* b, int16_t* out);  // 480 samples each
 
   // How often analyses came through the rarer branches, for tests that must not miss them.
@@ -64,6 +66,24 @@ class Detector {
   Filter high_a_, high_b_, low_;
   Ratios hits_, level_hits_;
   Transform transform_;
+};
+
+// An uplink handle: the detector behind three streams.
+struct Uplink {
+  Detector detector;
+  Streams streams;
+
+  explicit Uplink(int32_t format_type)
+      : streams(format_type, 3, [this](int16_t* const* blocks) { detector.block(blocks[1], blocks[0], blocks[2]); }) {}
+  Uplink(const Uplink&) = delete;
+  void set(const zeto_tx_param& param) {
+    detector.set(&param.UltraHz_floor);
+    detector.restart();
+  }
+  void process(void* in1, void* in2, void* out, uint64_t byte_count) {
+    void* const buffers[] = {in2, in1, out};
+    streams.process(buffers, byte_count);
+  }
 };
 
 }  // namespace plain

@@ -1,5 +1,6 @@
 #include "tests/plain/stream.hpp"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstring>
@@ -7,12 +8,17 @@
 
 namespace plain {
 
+int32_t saturated(double x) {
+  if (std::isnan(x)) return 0;
+  return int32_t(std::clamp(x, -2147483648.0, 2147483647.0));
+}
+
 Ring::Ring(int32_t width, int32_t samples) : bit_width(width), capacity(samples) {
-  data.resize(size_t(samples) * bytes());
+  data.resize(size_t(std::max(samples, 0)) * bytes());
 }
 
 void Ring::write(const void* source, int32_t n) {
-  if (!known()) return;
+  if (!takes_part()) return;
   for (int32_t i = 0; i < n; ++i) {
     std::memcpy(&data[size_t(write_pos) * bytes()], static_cast<const char*>(source) + size_t(i) * bytes(), bytes());
     write_pos = (write_pos + 1) % capacity;
@@ -25,7 +31,7 @@ void Ring::write(const void* source, int32_t n) {
 }
 
 void Ring::read(void* destination, int32_t n) {
-  if (!known()) return;
+  if (!takes_part()) return;
   for (int32_t i = 0; i < n; ++i) {
     char* slot = static_cast<char*>(destination) + size_t(i) * bytes();
     if (count > 0) {
@@ -42,8 +48,7 @@ void Ring::read(void* destination, int32_t n) {
 
 int16_t block_from_24(int32_t x) {
   const int32_t t = int32_t(uint32_t(x) + 128u);  // wraps, so that the largest inputs come out as the smallest
-  if (t >= -8388608 && t <= 8388607) return int16_t(t >> 8);
-  return t < 0 ? int16_t{-32768} : int16_t{32767};
+  return int16_t(std::clamp(t, -8388608, 8388607) >> 8);
 }
 
 int32_t host_24(int16_t s) {
@@ -51,11 +56,7 @@ int32_t host_24(int16_t s) {
 }
 
 int16_t block_from_float(float x) {
-  const float p = x * 32767.0f;
-  if (std::isnan(p)) return 0;
-  if (p >= 32767.0f) return 32767;
-  if (p <= -32768.0f) return -32768;
-  return int16_t(p);
+  return int16_t(saturated(double(std::clamp(x * 32767.0f, -32768.0f, 32767.0f))));
 }
 
 float host_float(int16_t s) {
@@ -64,12 +65,11 @@ float host_float(int16_t s) {
 
 int32_t before_call(int32_t x) {
   const double q = std::floor((double(x) + 128.0) / 256.0);  // exact
-  return q > 8388607.0 ? 8388607 : int32_t(q);
+  return int32_t(std::min(q, 8388607.0));
 }
 
 int32_t after_call(int32_t x) {
-  if (x >= -8388608 && x <= 8388607) return x * 256;
-  return x > 0 ? INT32_MAX : INT32_MIN;
+  return saturated(double(x) * 256.0);
 }
 
 Streams::Streams(int32_t format_type, size_t count, Core core)

@@ -12,8 +12,11 @@ namespace plain {
 
 inline constexpr int32_t kBlock = 480;
 
+// Toward zero, saturating; not a number is 0.
+int32_t saturated(double x);
+
 // A ring of `capacity` samples of 2 bytes (width 16) or 4 bytes (widths 32 and 48); any other width ignores all
-// traffic.
+// traffic, and so does a ring without capacity.
 struct Ring {
   int32_t bit_width = 0, capacity = 0, count = 0, read_pos = 0, write_pos = 0;
   std::vector<unsigned char> data;
@@ -23,7 +26,7 @@ struct Ring {
   void read(void* destination, int32_t n);
 
  private:
-  bool known() const { return bit_width == 16 || bit_width == 32 || bit_width == 48; }
+  bool takes_part() const { return capacity > 0 && (bit_width == 16 || bit_width == 32 || bit_width == 48); }
   size_t bytes() const { return bit_width == 16 ? 2 : 4; }
 };
 

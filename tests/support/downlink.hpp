@@ -1,7 +1,9 @@
 // A downlink handle of the library, with the face of plain::Downlink.
 #pragma once
 
+#include <bit>
 #include <cstdint>
+#include <cstring>
 
 #include "zeto/cores.h"
 #include "zeto/wrappers.h"
@@ -9,9 +11,10 @@
 namespace support {
 
 // A parameter block at the length that the wrappers read.
+template <typename Param>
 union ParamBlock {
   uint8_t bytes[ZETO_PARAM_BLOCK_BYTES];
-  zeto_rx_param param;
+  Param param;
 };
 
 struct Downlink {
@@ -21,7 +24,7 @@ struct Downlink {
   ~Downlink() { zeto_rx_wrapper_deinit(handle); }
   Downlink(const Downlink&) = delete;
   void set(const zeto_rx_param& param) {
-    ParamBlock block = {};
+    ParamBlock<zeto_rx_param> block = {};
     block.param = param;
     zeto_rx_wrapper_set_parameters(handle, &block.param);
   }
@@ -30,6 +33,16 @@ struct Downlink {
 
 constexpr size_t sample_bytes(int32_t format_type) {
   return format_type == 1 ? 2 : 4;
+}
+
+// A 16-bit sample in the host's format; of format 1, the lower half.
+inline uint32_t host_sample(int32_t format_type, int32_t sample) {
+  if (format_type == 4) return std::bit_cast<uint32_t>(static_cast<float>(sample) / 32768.0f);
+  return static_cast<uint32_t>(sample) << (format_type == 1 ? 0 : format_type == 2 ? 8 : 16);
+}
+inline void store_sample(int32_t format_type, int32_t sample, void* to) {
+  const uint32_t word = host_sample(format_type, sample);
+  std::memcpy(to, &word, sample_bytes(format_type));
 }
 
 }  // namespace support

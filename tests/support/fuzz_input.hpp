@@ -7,8 +7,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+// Where a target has it, looks back on a whole seed corpus: it must have come through everything worth coming through.
+[[gnu::weak]] void look_back();
 
 namespace support {
 
@@ -33,6 +36,11 @@ class FuzzInput {
   }
   // 0 to n - 1.
   uint32_t below(uint32_t n) { return (n > 256 ? take<uint32_t>() : take<uint8_t>()) % n; }
+  bool one_in(uint32_t n) { return below(n) == 0; }
+  template <typename T>
+  T pick(std::initializer_list<T> list) {
+    return list.begin()[below(static_cast<uint32_t>(list.size()))];
+  }
 
  private:
   const uint8_t* at_;

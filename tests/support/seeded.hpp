@@ -8,17 +8,12 @@
 namespace support {
 
 // FNV-1a, 64 bits.
-inline uint64_t add_to_sum(uint64_t sum, const void* data, size_t bytes) {
-  const unsigned char* p = static_cast<const unsigned char*>(data);
-  for (size_t i = 0; i < bytes; ++i) sum = (sum ^ p[i]) * 0x100000001b3u;
-  return sum;
-}
-inline constexpr uint64_t kEmptySum = 0xcbf29ce484222325u;
-
 class Sum {
  public:
-  void add(const void* data, size_t bytes) { value_ = add_to_sum(value_, data, bytes); }
-  void add(float value) { add(&value, sizeof value); }
+  void add(const void* data, size_t bytes) {
+    const unsigned char* p = static_cast<const unsigned char*>(data);
+    for (size_t i = 0; i < bytes; ++i) value_ = (value_ ^ p[i]) * 0x100000001b3u;
+  }
   template <typename T, size_t n>
   void add(const T (&values)[n]) {
     add(values, sizeof values);
@@ -26,7 +21,7 @@ class Sum {
   uint64_t value() const { return value_; }
 
  private:
-  uint64_t value_ = kEmptySum;
+  uint64_t value_ = 0xcbf29ce484222325u;
 };
 
 // A linear congruential generator: integers only, so that no library's arithmetic comes in.

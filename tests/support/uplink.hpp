@@ -1,11 +1,7 @@
 // An uplink handle of the library.
 #pragma once
 
-#include <cstdint>
-#include <cstring>
-
-#include "zeto/cores.h"
-#include "zeto/wrappers.h"
+#include "tests/support/downlink.hpp"
 
 namespace support {
 
@@ -16,10 +12,7 @@ struct Uplink {
   ~Uplink() { zeto_tx_wrapper_deinit(handle); }
   Uplink(const Uplink&) = delete;
   void set(const zeto_tx_param& param) {
-    union {
-      uint8_t bytes[ZETO_PARAM_BLOCK_BYTES];
-      zeto_tx_param param;
-    } block = {};
+    ParamBlock<zeto_tx_param> block = {};
     block.param = param;
     zeto_tx_wrapper_set_parameters(handle, &block.param);
   }
