@@ -116,6 +116,7 @@ AudioReader::AudioReader(std::string path, int channels)
     if (!std::filesystem::is_regular_file(status)) fail("not a regular file");
   }
   if (!std::ifstream(path_)) fail(std::strerror(errno));
+  remember_input(path_);
   SF_INFO info{};
   file_.reset(sf_open(path_.c_str(), SFM_READ, &info));
   if (!file_) fail(std::string("not an audio file (") + sf_strerror(nullptr) + ")");

@@ -144,8 +144,6 @@ def save(figure: Any, path: str) -> None:
 
 def draw(kind: str, capture: str, options: Sequence[str] = (), zeto: Optional[str] = None) -> Any:
     seen = explain(capture, ["--spectra", *options] if kind == "spectra" else options, zeto)
-    if not seen["analyses"]:
-        raise ValueError("no analysis ends in that time")
     if kind == "spectrogram":
         return spectrogram(capture, seen)
     return spectra(seen) if kind == "spectra" else measurement(seen)
@@ -181,6 +179,8 @@ def main() -> int:
         if not options.out.endswith(ENDINGS):
             raise ValueError(f"{options.out}: pictures are written as .png or .svg")
         figure = draw(options.kind, options.capture, handed, options.zeto)
+        if os.path.exists(options.out) and os.path.samefile(options.out, options.capture):
+            raise ValueError(f"cannot write {options.out}: it is read as well")
         figure.suptitle(os.path.basename(options.capture))
         figure.tight_layout()
         save(figure, options.out)
