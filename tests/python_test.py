@@ -65,7 +65,7 @@ class PythonTest(unittest.TestCase):
                     before = microphone.copy()
                     out = detector.process(reference, microphone)
                     np.testing.assert_array_equal(microphone, before)
-                    self.assertEqual(list(zeto.measurements(detector, out)), want, f"{number!r} {options}")
+                self.assertEqual(list(zeto.measurements(detector, out)), want, f"{number!r} {options}")
 
     def test_reads_parameters_back(self):
         with zeto.Emitter(period_ms=2500) as emitter, zeto.Detector(UltraHz_cand_dB=-31) as detector:
