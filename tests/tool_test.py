@@ -228,7 +228,7 @@ class ToolTest(unittest.TestCase):
         for name in defaults:
             self.assertRegex(run("params").stdout, rf"(?m)^{name} +{defaults[name]} ")
             if name not in ("span_hz", "UltraHz_scope", "UltraHz_cand_dB"):
-                self.assertIn(f"no {name}", run("-v", "params", "--params", "tuning.json").stderr)
+                self.assertIn(f"no {name}", run("params", "--params", "tuning.json", "-v").stderr)
         run("simulate", "-s", 1, "-d", 60, "--wav", "capture.wav")  # --params reaches each verb
         file = ["--params", "tuning.json"]
         self.assertEqual(run("sense", "capture.wav", *file).stdout,

@@ -59,6 +59,7 @@ int run(int argc, char** argv) {
   CLI::App app{"Ultrasonic sensing in a phone's voice path: makes the chirp, looks at it and measures its echo.",
                "zeto"};
   app.require_subcommand(0, 1);  // none: told below, better than CLI11 does
+  app.fallthrough();             // --verbose may stand behind the verb too
   app.formatter(std::make_shared<Formatter>());
   app.get_formatter()->column_width(28);
   app.set_version_flag("--version", "zeto " ZETO_VERSION);
