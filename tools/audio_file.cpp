@@ -129,6 +129,7 @@ AudioReader::AudioReader(std::string path, int channels)
     fail("cut short, " + std::to_string(*missing) + " bytes of samples are missing");
   }
   if (info.frames < 1) fail("it holds no samples");
+  if (info.frames == SF_COUNT_MAX) fail("its length cannot be told; damaged or cut short");
   frames_ = info.frames;
   encoding_ = encoding_name(info.format);
   host_format_ = host_format_of(info.format).value_or(HostFormat::kPcm16);
