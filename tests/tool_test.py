@@ -228,7 +228,7 @@ class ToolTest(unittest.TestCase):
         for name in defaults:
             self.assertRegex(run("params").stdout, rf"(?m)^{name} +{defaults[name]} ")
             if name not in ("span_hz", "UltraHz_scope", "UltraHz_cand_dB"):
-                self.assertIn(f"no {name}", run("-v", "params", "--params", "tuning.json").stderr)
+                self.assertIn(f"no {name}", run("params", "--params", "tuning.json", "-v").stderr)
         run("simulate", "-s", 1, "-d", 60, "--wav", "capture.wav")  # --params reaches each verb
         file = ["--params", "tuning.json"]
         self.assertEqual(run("sense", "capture.wav", *file).stdout,
@@ -280,7 +280,9 @@ class ToolTest(unittest.TestCase):
             (["simulate", "-d", 5, "--gain", "inf"], "--gain"), (["simulate", "-d", 5, "-e", "5;1"], "--echo"),
             (["simulate", "-d", 5, "--snr-db", "nan"], "--snr-db"), (["simulate", "-d", 5, "-s", 0.1], "--seconds"),
             (["simulate", "-d", 5, "--gain", 0, "--snr-db", 3], "silent"), (["simulate"], "--delay-ms"),
-            (["emit", "-s", 0], "--seconds"), (["measure"], "measure"), ([], "no verb"),
+            (["emit", "-s", 0], "--seconds"), (["measure", "-x"], "unknown verb measure"), ([], "no verb"),
+            (["simulate", "-d", 5, "--UltraHz-scop", 3], "unknown option --UltraHz-scop (see"),
+            (["explain", "good.wav", "--from", 2], "no analysis"),
         ]
         for args, said in files_at_fault + others:
             target = {"sense": ["-o", "new.wav"], "simulate": ["--wav", "new.wav"], "emit": ["-o", "new.wav"]}
@@ -289,6 +291,20 @@ class ToolTest(unittest.TestCase):
             self.assertEqual((result.returncode, result.stdout, result.stderr.count("\n")), (status, "", 1), args)
             self.assertIn(said, result.stderr)
             self.assertEqual(sorted(os.listdir()), before, args)
+
+    def test_what_is_read_is_not_replaced(self):
+        run("simulate", "-s", 1, "-d", 60, "--wav", "capture.wav")
+        run("emit", "-s", 1, "-o", "chirp.wav")
+        with open("tuning.json", "w") as file:
+            file.write("{}")
+        os.symlink("capture.wav", "link.wav")
+        for args, name in [
+            (["sense", "capture.wav", "-o"], "link.wav"), (["emit", "-i", "chirp.wav", "-o"], "./chirp.wav"),
+            (["simulate", "-s", 1, "-d", 60, "--params", "tuning.json", "-w"], "tuning.json"),
+        ]:
+            before = os.stat(name).st_ino
+            self.assertIn("read as well", run(*args, name).stderr)
+            self.assertEqual(os.stat(name).st_ino, before)
 
 
 if __name__ == "__main__":

@@ -116,6 +116,7 @@ AudioReader::AudioReader(std::string path, int channels)
     if (!std::filesystem::is_regular_file(status)) fail("not a regular file");
   }
   if (!std::ifstream(path_)) fail(std::strerror(errno));
+  remember_input(path_);
   SF_INFO info{};
   file_.reset(sf_open(path_.c_str(), SFM_READ, &info));
   if (!file_) fail(std::string("not an audio file (") + sf_strerror(nullptr) + ")");
@@ -128,6 +129,7 @@ AudioReader::AudioReader(std::string path, int channels)
     fail("cut short, " + std::to_string(*missing) + " bytes of samples are missing");
   }
   if (info.frames < 1) fail("it holds no samples");
+  if (info.frames == SF_COUNT_MAX) fail("its length cannot be told; damaged or cut short");
   frames_ = info.frames;
   encoding_ = encoding_name(info.format);
   host_format_ = host_format_of(info.format).value_or(HostFormat::kPcm16);

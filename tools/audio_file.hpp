@@ -28,7 +28,7 @@ float to_float(double value);
 using SoundFile = std::unique_ptr<sf_private_tag, int (*)(sf_private_tag*)>;
 
 /// Reads a file from its start. Every fault is a FileError that names the file: missing, no audio, another rate,
-/// another number of channels, cut short.
+/// another number of channels, cut short (in the formats that tell).
 class AudioReader {
  public:
   AudioReader(std::string path, int channels);

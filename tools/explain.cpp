@@ -1,5 +1,4 @@
 // zeto explain: what each analysis of a recording saw, and why it was accepted or rejected.
-#include <cmath>
 #include <cstdio>
 #include <limits>
 
@@ -37,13 +36,15 @@ std::vector<Explained> explain_file(const ExplainOptions& options) {
   const Observing observing(options.spectra, [&](Observation&& seen) {
     ++index;
     constexpr double kHalfBlock = 0.005;
-    if (seen.end_s < options.from - kHalfBlock || seen.end_s > options.to + kHalfBlock) return;
-    wanted.push_back({index, std::move(seen)});
+    if (seen.end_s >= options.from - kHalfBlock && seen.end_s <= options.to + kHalfBlock) {
+      wanted.push_back({index, std::move(seen)});
+    }
   });
   SensingOptions sensing{reader.host_format(), SensingOptions{}.buffer, options.param};
   const auto sensed = sense(
       sensing, reader.frames(), [&](std::span<double> out) { reader.read(out); }, nullptr);
   if (sensed.size() != index) throw std::logic_error("analyses were missed");
+  if (wanted.empty()) throw UserError("--from, --to: no analysis ends in that time");
   return wanted;
 }
 
@@ -166,7 +167,7 @@ void add_explain(CLI::App& app) {
   verb->add_option("--from", options->from, "Only analyses that end at this time or later")->type_name("S");
   verb->add_option("--to", options->to, "Only analyses that end at this time or before")->type_name("S");
   verb->add_flag("--brief", options->brief, "Leave the spectra's peaks out");
-  verb->add_flag("--json", options->json, "JSON, as docs/tool.md describes it");
+  verb->add_flag("--json", options->json, "JSON, as docs/tool.md describes it")->excludes("--brief");
   verb->add_flag("--spectra", options->spectra, "With --json: all levels of all spectra too")->needs("--json");
   add_parameter_options(*verb, options->param);
   verb->footer(

@@ -17,6 +17,7 @@ std::mutex library_or_results;
 void print(const std::string& text) {
   const std::lock_guard alone(library_or_results);
   std::fwrite(text.data(), 1, text.size(), stdout);
+  std::fflush(stdout);  // first written to as /dev/null, it is not line-buffered on a terminal either
 }
 
 LibrarySpeaks::LibrarySpeaks() : alone_(library_or_results) {

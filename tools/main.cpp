@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -28,9 +29,19 @@ struct Formatter : CLI::Formatter {
   }
 };
 
+/// Of the words that found no place the one that most likely put the others out of theirs.
+std::string misplaced(const CLI::App& app) {
+  const auto words = app.remaining(true);
+  if (app.get_subcommands().empty() && !words.front().starts_with('-')) return "unknown verb " + words.front();
+  const auto option = std::find_if(words.begin(), words.end(), [](const auto& word) { return word.starts_with('-'); });
+  return option != words.end() ? "unknown option " + *option : words.front() + " was not expected";
+}
+
 int parse_and_do(CLI::App& app, int argc, char** argv) {
   try {
     app.parse(argc, argv);
+  } catch (const CLI::ExtrasError&) {
+    return fail(app, misplaced(app) + " (see --help)");
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
     return fail(app, std::string(error.what()) + " (see --help)");
@@ -48,6 +59,7 @@ int run(int argc, char** argv) {
   CLI::App app{"Ultrasonic sensing in a phone's voice path: makes the chirp, looks at it and measures its echo.",
                "zeto"};
   app.require_subcommand(0, 1);  // none: told below, better than CLI11 does
+  app.fallthrough();             // --verbose may stand behind the verb too
   app.formatter(std::make_shared<Formatter>());
   app.get_formatter()->column_width(28);
   app.set_version_flag("--version", "zeto " ZETO_VERSION);

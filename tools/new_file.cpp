@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
+#include <set>
 #include <utility>
 
 #include "error.hpp"
@@ -27,6 +29,14 @@ extern "C" void remove_and_end(int signal_number) {
   std::raise(signal_number);
 }
 
+std::mutex inputs_guard;
+std::set<std::pair<dev_t, ino_t>> inputs;
+
+bool is_input(const struct stat& status) {
+  const std::lock_guard alone(inputs_guard);
+  return inputs.contains({status.st_dev, status.st_ino});
+}
+
 mode_t current_umask() {
   const mode_t mask = umask(0);
   umask(mask);
@@ -34,6 +44,13 @@ mode_t current_umask() {
 }
 
 }  // namespace
+
+void remember_input(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return;
+  const std::lock_guard alone(inputs_guard);
+  inputs.emplace(status.st_dev, status.st_ino);
+}
 
 void remove_unfinished_on_signals() {
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
@@ -55,6 +72,7 @@ NewFile::NewFile(std::string path) : path_(std::move(path)) {
     if (S_ISDIR(status.st_mode)) fail(EISDIR);
     // Renaming onto a device would replace it.
     if (!S_ISREG(status.st_mode)) throw UserError("cannot write " + path_ + ": not a regular file");
+    if (is_input(status)) throw UserError("cannot write " + path_ + ": it is read as well");
     if (access(path_.c_str(), W_OK) != 0) fail(errno);
   } else if (errno != ENOENT) {
     fail(errno);

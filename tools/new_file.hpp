@@ -7,7 +7,7 @@ namespace zeto::tool {
 /// Opens a temporary file beside the target. commit() puts it in the target's place; without it, it is removed.
 class NewFile {
  public:
-  /// Throws UserError where the target cannot be written.
+  /// Throws UserError where the target cannot be written, or is read as well.
   explicit NewFile(std::string path);
   ~NewFile();
   NewFile(const NewFile&) = delete;
@@ -26,6 +26,9 @@ class NewFile {
   std::string temporary_;
   int descriptor_ = -1;
 };
+
+/// Remembers a file that is read, from any thread: a NewFile does not take its place.
+void remember_input(const std::string& path);
 
 /// Has signals that end the process remove the unfinished file first.
 void remove_unfinished_on_signals();

@@ -1,5 +1,6 @@
 // Watches the detector's analyses from inside. The program holds the library's own objects and defines their one
-// observed function itself: what is seen is the computation that made the result, not a second one.
+// observed function itself: what is seen is the computation that made the result, not a second one. What that does not
+// keep (levels of bins other than the peaks', the value of a rejected analysis) the library's own functions form again.
 #pragma once
 #include <cstdint>
 #include <functional>

@@ -13,6 +13,7 @@
 #include "error.hpp"
 #include "json.hpp"
 #include "library_output.hpp"
+#include "new_file.hpp"
 
 namespace zeto::tool {
 namespace {
@@ -60,6 +61,7 @@ Json parse(const std::string& path) {
   std::string text;
   if (file) text.assign(std::istreambuf_iterator<char>(file), {});
   if (!file || file.bad()) fail(std::strerror(errno));
+  remember_input(path);
   std::set<std::string> keys;
   const Json::parser_callback_t watch = [&](int depth, Json::parse_event_t event, Json& parsed) {
     if (depth == 1 && event == Json::parse_event_t::key && !keys.insert(parsed.get<std::string>()).second) {

@@ -80,6 +80,11 @@ void sense_files(const SenseOptions& options) {
   bool headed = false;
   Progress progress;
   const auto work = [&](size_t i) { return outcome_of(options, options.files[i], sensed); };
+  const auto show_progress = [&] {
+    const auto minutes = static_cast<double>(sensed) / kSampleRate / 60.0;
+    progress.show(
+        text("%zu of %zu recordings, %zu failed; %.1f min of audio", done, options.files.size(), failed, minutes));
+  };
   const auto use = [&](size_t i, const Outcome& outcome) {
     progress.clear();
     ++done;
@@ -87,17 +92,13 @@ void sense_files(const SenseOptions& options) {
       ++failed;
       complain("zeto sense", *outcome.fault);
       print(report.of_failure(options.files[i], *outcome.fault));
-      return;
+    } else {
+      print((headed ? "" : report.heading()) + report.of(options.files[i], outcome.analyses));
+      headed = true;
     }
-    print((headed ? "" : report.heading()) + report.of(options.files[i], outcome.analyses));
-    headed = true;
+    show_progress();  // short recordings leave no time for it between them
   };
-  const auto idle = [&] {
-    const auto minutes = static_cast<double>(sensed) / kSampleRate / 60.0;
-    progress.show(
-        text("%zu of %zu recordings, %zu failed; %.1f min of audio", done, options.files.size(), failed, minutes));
-  };
-  in_order(options.files.size(), jobs_of(options), work, use, idle);
+  in_order(options.files.size(), jobs_of(options), work, use, show_progress);
   if (failed > 0) throw SomeFilesFailed();
 }
 

@@ -6,7 +6,8 @@
         heard = np.roll(played, 2400) // 2
         print(zeto.measurements(detector, detector.process(played, heard)))
 
-The library is the file that the environment variable ZETO_LIBRARY names, else the system's libzeto.
+The library is the file that the environment variable ZETO_LIBRARY names, else the one that was installed with this
+module, else the system's libzeto.
 
 Parameters have the names, units and order of zeto/cores.h. Their defaults here are the command-line tool's, which fit
 each other. (The library's own measure nothing: the emitter starts with a period of 0, the detector with all zeros.)

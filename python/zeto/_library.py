@@ -228,7 +228,7 @@ class Detector(_Handle):
 def measurements(detector: Detector, samples: NDArray[Sample]) -> NDArray[np.int32]:
     """One value per analysis, REJECTED where it did not agree, from all that a fresh detector returned (pieces
     together): analysis k shows from sample 9600 k - 1, where the last of its own samples goes in."""
-    delay_ms = detector.parameters["UltraHz_delay_ms"]
+    delay_ms = detector._set["UltraHz_delay_ms"]  # it may be closed by now
     first = 1 if delay_ms < 10 else delay_ms // 10 // 20 + 1  # the start-up delay goes without analyses
     shown = samples[first * ANALYSIS - 1 :: ANALYSIS].astype(np.float64)
     return (shown * (2.0**15 / detector.format.full_scale)).astype(np.int32)

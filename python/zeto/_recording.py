@@ -1,6 +1,7 @@
 """Recordings, read by libsndfile as the command-line tool does: what one understands the other does too."""
 import ctypes
 import ctypes.util
+import os
 
 import numpy as np
 from numpy.typing import NDArray
@@ -24,7 +25,7 @@ def read(path: str) -> NDArray[np.float64]:
     library.sf_readf_double.restype = ctypes.c_int64
     library.sf_close.argtypes = [ctypes.c_void_p]
     info = _Info()
-    file = library.sf_open(path.encode(), 0x10, info)  # SFM_READ
+    file = library.sf_open(os.fsencode(path), 0x10, info)  # SFM_READ
     if not file:
         raise OSError(f"cannot read {path}: not an audio file")
     samples = np.zeros((info.frames, info.channels))

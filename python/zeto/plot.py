@@ -43,6 +43,12 @@ def explain(capture: str, options: Sequence[str] = (), zeto: Optional[str] = Non
     return seen
 
 
+def received(analysis: Dict[str, Any]) -> float:
+    """What the host receives of the result, its whole part; not a number where it is infinite or undefined."""
+    result: Optional[float] = analysis["result"]
+    return float("nan") if result is None else int(result)
+
+
 def spectrogram(capture: str, seen: Dict[str, Any]) -> Any:
     """The 200 ms of each analysis, from the first to the last."""
     first, last = (round(seen["analyses"][i]["time_s"] * SAMPLE_RATE) for i in (0, -1))
@@ -83,7 +89,7 @@ def spectra(seen: Dict[str, Any], most: int = 6) -> Any:
             peaks = [s for s in analysis["segments"] if s["candidate"] == candidate and s["level_db"] is not None]
             axis.plot([s["position_hz"] for s in peaks], [s["level_db"] for s in peaks], mark, color=color, ms=5)
         axis.axhline(threshold, color="k", ls="--", lw=0.8)
-        result = str(int(analysis["result"])) if analysis["accepted"] else "rejected"
+        result = str(received(analysis)) if analysis["accepted"] else "rejected"
         axis.set_title(
             f"{analysis['time_s']:g} s: {result}", color=GOOD if analysis["accepted"] else BAD, fontsize=10
         )
@@ -106,7 +112,7 @@ def measurement(seen: Dict[str, Any]) -> Any:
     analyses: List[Dict[str, Any]] = seen["analyses"]
     figure, (upper, lower) = plt.subplots(2, 1, sharex=True, figsize=(9, 4.6), height_ratios=(2, 1))
     good = [a for a in analyses if a["accepted"]]
-    upper.plot([a["time_s"] for a in good], [int(a["result"]) for a in good], "o", color=GOOD, ms=4, label="accepted")
+    upper.plot([a["time_s"] for a in good], [received(a) for a in good], "o", color=GOOD, ms=4, label="accepted")
     bad = [a["time_s"] for a in analyses if not a["accepted"]]
     for number, time in enumerate(bad):
         upper.axvspan(time - 0.2, time, color=BAD, alpha=0.2, lw=0, label=None if number else "rejected")
@@ -144,8 +150,6 @@ def save(figure: Any, path: str) -> None:
 
 def draw(kind: str, capture: str, options: Sequence[str] = (), zeto: Optional[str] = None) -> Any:
     seen = explain(capture, ["--spectra", *options] if kind == "spectra" else options, zeto)
-    if not seen["analyses"]:
-        raise ValueError("no analysis ends in that time")
     if kind == "spectrogram":
         return spectrogram(capture, seen)
     return spectra(seen) if kind == "spectra" else measurement(seen)
@@ -181,6 +185,8 @@ def main() -> int:
         if not options.out.endswith(ENDINGS):
             raise ValueError(f"{options.out}: pictures are written as .png or .svg")
         figure = draw(options.kind, options.capture, handed, options.zeto)
+        if os.path.exists(options.out) and os.path.samefile(options.out, options.capture):
+            raise ValueError(f"cannot write {options.out}: it is read as well")
         figure.suptitle(os.path.basename(options.capture))
         figure.tight_layout()
         save(figure, options.out)
