@@ -71,8 +71,9 @@ struct Findings {
   bool accepted;
 };
 
-// All of it, on the histories as they stand. `observe(state, findings)` is called last. This is the one point from which
-// an analysis can be watched: the library itself does so with an observer that does nothing and leaves no code behind.
+// All of it, on the histories as they stand. `observe(state, findings)` is called last. This is the one point from
+// which an analysis can be watched: the library itself does so with an observer that does nothing and leaves no code
+// behind.
 template <typename Observer>
 void analyse(zeto_tx_state& state, Observer&& observe) noexcept {
   float mixed[kWindowLen];

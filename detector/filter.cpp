@@ -10,8 +10,8 @@ constexpr size_t kChunk = kFilterChunk;
 constexpr size_t kPairs = kChunk / 2;
 
 // A chunk through the high-passes, and the chunk before it through the low-pass: while the newest output of one is on
-// its way, the other's sums are formed. Either may have nothing to do. Nothing is lost where the outputs turn out not to
-// be in the range: it can be done again.
+// its way, the other's sums are formed. Either may have nothing to do. Nothing is lost where the outputs turn out not
+// to be in the range: it can be done again.
 template <Range kRange>
 bool step_all(HighPasses* high, LowPass* low) noexcept {
   if (high != nullptr && low != nullptr) {

@@ -34,8 +34,8 @@ inline f64x2 largest_magnitude(const f64x2* outputs, size_t n) noexcept {
   return most;
 }
 
-// What the next chunk is likely to be like, by the largest of a signal's last ten outputs. These filters lose at most 26
-// bits a chunk, so what decays from above the upper limit stays above 2^-61, and the product of two such is still
+// What the next chunk is likely to be like, by the largest of a signal's last ten outputs. These filters lose at most
+// 26 bits a chunk, so what decays from above the upper limit stays above 2^-61, and the product of two such is still
 // normal. Where a guess is wrong, the chunk is done again: that costs time, but no bit.
 inline Range likely_range(double most) noexcept {
   if (most >= 0x1p-35) return Range::kNormal;

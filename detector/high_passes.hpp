@@ -8,9 +8,9 @@
 
 namespace zeto {
 
-// One signal in each lane. Chunk by chunk: enter() takes the inputs, step() makes the outputs of one place, leave() hands
-// the chunk on, once its outputs are known to be in the range that they were made for. keep() stores the memory at the
-// end.
+// One signal in each lane. Chunk by chunk: enter() takes the inputs, step() makes the outputs of one place, leave()
+// hands the chunk on, once its outputs are known to be in the range that they were made for. keep() stores the memory
+// at the end.
 class HighPasses {
  public:
   HighPasses(const FilterBank& bank, float gain, float* a, float* b, size_t n) noexcept

@@ -21,8 +21,8 @@ struct Peak {
 };
 
 // The mixed signal (kWindowLen samples) is cut into kSegments interleaved 8000 Hz views: three stretches of kDecimation
-// phases each, ending where the signal ends. They are worked on in groups, a segment in each lane: two pairs of adjacent
-// phases. The last group has but two; they fill the other lanes, too.
+// phases each, ending where the signal ends. They are worked on in groups, a segment in each lane: two pairs of
+// adjacent phases. The last group has but two; they fill the other lanes, too.
 constexpr int kLanes = 4;
 constexpr int kGroups = 5;
 constexpr int kSegmentOf[kGroups][kLanes] = {

@@ -70,9 +70,9 @@ inline f64x2 through_float(f64x2 v) noexcept {
   return to_double(to_float(v));
 }
 
-// To 16-bit integers, toward zero, saturating; not a number gives 0. With SSE2's own instructions, which no compiler finds
-// in the general form, a third of the operations are left: the conversion turns what is far below into the least integer,
-// and packing saturates.
+// To 16-bit integers, toward zero, saturating; not a number gives 0. With SSE2's own instructions, which no compiler
+// finds in the general form, a third of the operations are left: the conversion turns what is far below into the least
+// integer, and packing saturates.
 inline i16x4 saturate_int16(f32x4 v) noexcept {
 #if defined(__SSE2__)
   const __m128 number = _mm_and_ps(v, _mm_cmpord_ps(v, v));

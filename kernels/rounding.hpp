@@ -14,8 +14,8 @@ struct Rounded {
   f32x2 narrow;
 };
 
-// Where all results are 2^-125 or more: to nearest, ties to even, by adding to the bits. It takes half of the time of two
-// conversions. Below 2^-126 it keeps a bit too many, which may show in a result of 2^-126 itself.
+// Where all results are 2^-125 or more: to nearest, ties to even, by adding to the bits. It takes half of the time of
+// two conversions. Below 2^-126 it keeps a bit too many, which may show in a result of 2^-126 itself.
 inline Rounded round_normal(f64x2 v) noexcept {
   constexpr int kDropped = 52 - 23;
   constexpr uint64_t kBelowHalf = (uint64_t{1} << (kDropped - 1)) - 1;
@@ -63,8 +63,8 @@ inline Rounded round_any(f64x2 v) noexcept {
           reinterpret_cast<f32x2>(narrow | reinterpret_cast<i32x2>(to_float(normal)))};
 }
 
-// True where round_normal is right for all of 2 n floats: their exponents are not 0 (zero, denormal), 1 or 255 (infinite,
-// not a number).
+// True where round_normal is right for all of 2 n floats: their exponents are not 0 (zero, denormal), 1 or 255
+// (infinite, not a number).
 // @param n  even.
 inline bool are_normal(const f32x2* v, size_t n) noexcept {
   constexpr uint32_t kOne = uint32_t{1} << 23;  // of the exponent

@@ -18,10 +18,9 @@
 namespace {
 
 // Two high-passes, the product and the low-pass, against the plain filters one after the other, over two calls. The
-// first input nearly cancels what the memory holds, so that the order of the sum shows in the output. Signals end, one or
-// both, long enough for the filters to ring in denormal numbers, and begin again amid a chunk.
-// Every fourth trial takes coefficients whose sums are often halfway between two floats, and samples of all sizes, some
-// of which overflow.
+// first input nearly cancels what the memory holds, so that the order of the sum shows in the output. Signals end, one
+// or both, long enough for the filters to ring in denormal numbers, and begin again amid a chunk. Every fourth trial
+// takes coefficients whose sums are often halfway between two floats, and samples of all sizes, some of which overflow.
 TEST(FilterAndMix, IsThePlainModelToTheBit) {
   constexpr size_t kCall = 12 * zeto::kFilterChunk;
   constexpr double kCoarseB[11] = {1.5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1.5}, kCoarseA[11] = {1, 0.5};
