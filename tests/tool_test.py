@@ -167,7 +167,7 @@ class ToolTest(unittest.TestCase):
 
     def explain(self, *args):
         result = run("explain", "--json", "capture.wav", *args)
-        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(result.returncode, 0, result.stderr)
         return json.loads(result.stdout)["analyses"]
 
     def test_explain_tells_what_sense_results_from(self):
@@ -215,20 +215,21 @@ class ToolTest(unittest.TestCase):
     def test_parameter_files_stand_between_defaults_and_options(self):
         def effective(*args):
             result = run("params", "--json", *args)
-            self.assertEqual((result.returncode, result.stderr), (0, ""), args)
+            self.assertEqual((result.returncode, result.stderr), (0, unset if args else ""), args)
             return {name: described["value"] for name, described in json.loads(result.stdout).items()}
 
+        unset = ""
         defaults = effective()
         self.assertEqual((len(defaults), defaults["UltraHz_cand_dB"], defaults["span_hz"]), (17, -20, 4000))
         with open("tuning.json", "w") as file:
             json.dump({"span_hz": 2000, "UltraHz_scope": {"value": 3000}, "UltraHz_cand_dB": -2147483648}, file)
+        unset = ", ".join(name for name in defaults if name not in ("span_hz", "UltraHz_scope", "UltraHz_cand_dB"))
+        unset = f"tuning.json: does not set {unset}\n"
         tuned = {**defaults, "span_hz": 2000, "UltraHz_scope": 3000, "UltraHz_cand_dB": -2147483648}
         self.assertEqual(effective("--params", "tuning.json"), tuned)
         self.assertEqual(effective("--UltraHz-scope", 5, "--params", "tuning.json"), {**tuned, "UltraHz_scope": 5})
         for name in defaults:
             self.assertRegex(run("params").stdout, rf"(?m)^{name} +{defaults[name]} ")
-            if name not in ("span_hz", "UltraHz_scope", "UltraHz_cand_dB"):
-                self.assertIn(f"no {name}", run("params", "--params", "tuning.json", "-v").stderr)
         run("simulate", "-s", 1, "-d", 60, "--wav", "capture.wav")  # --params reaches each verb
         file = ["--params", "tuning.json"]
         self.assertEqual(run("sense", "capture.wav", *file).stdout,

@@ -12,7 +12,6 @@
 
 #include "error.hpp"
 #include "json.hpp"
-#include "library_output.hpp"
 #include "new_file.hpp"
 
 namespace zeto::tool {
@@ -107,11 +106,12 @@ void read_parameters(const std::string& path, const std::vector<Parameter>& para
       if (key == parameter.name) *parameter.value = number;
     }
   }
-  if (!verbose) return;
+  std::string missing;
   for (const Parameter& parameter : parameters) {
     if (json.contains(parameter.name)) continue;
-    complain(path, std::string("no ") + parameter.name + ", it stays " + std::to_string(*parameter.value));
+    missing += (missing.empty() ? "" : ", ") + std::string(parameter.name);
   }
+  if (!missing.empty()) complain(path, "does not set " + missing);
 }
 
 }  // namespace zeto::tool
