@@ -167,7 +167,7 @@ class ToolTest(unittest.TestCase):
 
     def explain(self, *args):
         result = run("explain", "--json", "capture.wav", *args)
-        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
         return json.loads(result.stdout)["analyses"]
 
     def test_explain_tells_what_sense_results_from(self):
@@ -230,6 +230,8 @@ class ToolTest(unittest.TestCase):
         self.assertEqual(effective("--UltraHz-scope", 5, "--params", "tuning.json"), {**tuned, "UltraHz_scope": 5})
         for name in defaults:
             self.assertRegex(run("params").stdout, rf"(?m)^{name} +{defaults[name]} ")
+        with open("tuning.json", "w") as file:
+            json.dump(tuned, file)
         run("simulate", "-s", 1, "-d", 60, "--wav", "capture.wav")  # --params reaches each verb
         file = ["--params", "tuning.json"]
         self.assertEqual(run("sense", "capture.wav", *file).stdout,
