@@ -52,10 +52,11 @@ void run_chunk(HighPasses* high, LowPass* low, f64x2* product) noexcept {
 }  // namespace
 
 void filter_and_mix(const FilterBank& bank, float gain, float* a, float* b, float* mixed, size_t n) noexcept {
+  const size_t chunks = n / kChunk;
+  if (chunks == 0) return;
   HighPasses high(bank, gain, a, b, n);
   LowPass low(bank, mixed);
   f64x2 product[kPairs];
-  const size_t chunks = n / kChunk;
   for (size_t chunk = 0; chunk <= chunks; ++chunk) {
     HighPasses* const to_high = chunk < chunks ? &high : nullptr;
     LowPass* const to_low = chunk > 0 ? &low : nullptr;

@@ -32,7 +32,7 @@ struct FilterBank {
 };
 
 // High-passes a and b in place, multiplies them, scales the product by the gain and low-passes it into `mixed`.
-// @param n  samples of each, a multiple of kFilterChunk, not 0.
+// @param n  samples of each, a multiple of kFilterChunk.
 constexpr size_t kFilterChunk = 160;
 void filter_and_mix(const FilterBank& bank, float gain, float* a, float* b, float* mixed, size_t n) noexcept;
 
