@@ -10,8 +10,8 @@ constexpr size_t kChunk = kFilterChunk;
 constexpr size_t kPairs = kChunk / 2;
 
 // A chunk through the high-passes, and the chunk before it through the low-pass: while the newest output of one is on
-// its way, the other's sums are formed. Either may have nothing to do. Nothing is lost where the outputs turn out not
-// to be in the range: it can be done again.
+// its way, the other's sums are formed. One of them may have nothing to do. Nothing is lost where the outputs turn out
+// not to be in the range: it can be done again.
 template <Range kRange>
 bool step_all(HighPasses* high, LowPass* low) noexcept {
   if (high != nullptr && low != nullptr) {
@@ -22,7 +22,7 @@ bool step_all(HighPasses* high, LowPass* low) noexcept {
     }
   } else if (high != nullptr) {
     for (size_t n = 0; n < kChunk; ++n) high->step<kRange>(n);
-  } else if (low != nullptr) {
+  } else {
     for (size_t n = 0; n < kPairs; ++n) low->step<kRange>(n);
   }
   return (high == nullptr || high->are_outputs_in<kRange>()) && (low == nullptr || low->are_outputs_in<kRange>());

@@ -54,6 +54,7 @@ TEST(FilterAndMix, IsThePlainModelToTheBit) {
       want[n] = model[2].step(product * gain);
     }
     const zeto::FilterBank bank = {high, low, memory[0], memory[1], memory[2]};
+    zeto::filter_and_mix(bank, gain, nullptr, nullptr, nullptr, 0);
     for (size_t at : {size_t{0}, kCall}) zeto::filter_and_mix(bank, gain, &a[at], &b[at], &mixed[at], kCall);
     for (const auto& [got, wanted] : {std::pair{a, want_a}, {b, want_b}, {mixed, want}}) {
       for (size_t n = 0; n < want.size(); ++n) {
