@@ -264,7 +264,7 @@ int main(int argc, char** argv) {
   if (seconds < 1) return std::fputs("usage: soak SECONDS\n", stderr), 2;
   FILE* const report = fdopen(dup(STDOUT_FILENO), "w");
   if (report == nullptr || std::freopen("/dev/null", "w", stdout) == nullptr) return 2;  // the cores talk
-  std::setvbuf(report, nullptr, _IONBF, 0);  // a buffer would count as heap
+  std::setvbuf(report, nullptr, _IONBF, 0);                                              // a buffer would count as heap
 
   const double start = now_ns(CLOCK_MONOTONIC);
   Random random;
