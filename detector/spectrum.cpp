@@ -54,20 +54,21 @@ struct Powers {
 void find_powers(const f32x4* spectrum, Powers& out) noexcept {
   const f32x4 floor = f32x4{} + kPowerFloor;
   out.most = f32x4{};
-  out.has_nan = i32x4{};
+  f32x4 total = {};
   for (int run = 0; run < kBins / Powers::kRun; ++run) {
-    f32x4 most = f32x4{};
+    f32x4 most = {};
     for (int i = run * Powers::kRun; i < (run + 1) * Powers::kRun; ++i) {
       const f32x4 re = spectrum[2 * i + 1];
       const f32x4 im = i + 1 < kBins ? spectrum[2 * i + 2] : f32x4{};
       const f32x4 power = re * re + im * im + floor;
       out.power[i] = power;
-      out.has_nan |= power != power;
-      most = power > most ? power : most;
+      total += power;
+      most = larger(power, most);
     }
     out.most_of_run[run] = most;
-    out.most = most > out.most ? most : out.most;
+    out.most = larger(most, out.most);
   }
+  out.has_nan = total != total;  // none is negative, so infinities do not cancel
 }
 
 // The definition: the largest of all levels, the first among equals.
