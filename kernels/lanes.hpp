@@ -2,7 +2,6 @@
 // of the single value, to the bit; nothing here fuses or reorders.
 #pragma once
 
-#include <math.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <string.h>
@@ -72,9 +71,6 @@ inline f32x4 larger(f32x4 a, f32x4 b) noexcept {
 }
 
 // To the nearest float and back.
-inline double through_float(double v) noexcept {
-  return static_cast<double>(static_cast<float>(v));
-}
 inline f64x2 through_float(f64x2 v) noexcept {
   return to_double(to_float(v));
 }

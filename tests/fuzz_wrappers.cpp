@@ -39,14 +39,18 @@ using Buffers = std::array<char*, kMaxBuffers>;  // in1, in2, out; the downlink 
 std::array<int, plain::kBranches> seen;
 int long_lives;
 
+int32_t any(FuzzInput& in, int from, uint32_t n) {
+  return from + static_cast<int32_t>(in.below(n));
+}
+
 // Both sides under one face.
 struct Rx {
   using Library = support::Downlink;
   using Plain = plain::Downlink;
   using Param = zeto_rx_param;
   static Param sensible(FuzzInput& in) {
-    const auto any = [&](int from, uint32_t n) { return from + static_cast<int32_t>(in.below(n)); };
-    return {any(17000, 5000), any(-6000, 12000), any(0, 300), any(0, 3000), any(0, 5000), !in.one_in(4)};
+    return {any(in, 17000, 5000), any(in, -6000, 12000), any(in, 0, 300),
+            any(in, 0, 3000),     any(in, 0, 5000),      !in.one_in(4)};
   }
 };
 
@@ -55,12 +59,11 @@ struct Tx {
   using Plain = plain::Uplink;
   using Param = zeto_tx_param;
   static Param sensible(FuzzInput& in) {
-    const auto any = [&](int from, uint32_t n) { return from + static_cast<int32_t>(in.below(n)); };
-    const int32_t quiet = any(30, 18);  // among the levels of the phases of a beat near 4000 Hz
-    return {any(19000, 2000),
-            in.pick({4000, 4000, any(300, 6000), any(300, 6000), any(0, 14)}),
-            any(1, 3000),
-            in.pick({-20, -20, -20, quiet, quiet, quiet, quiet - 10, any(-152, 4)}),
+    const int32_t quiet = any(in, 30, 18);  // among the levels of the phases of a beat near 4000 Hz
+    return {any(in, 19000, 2000),
+            in.pick({4000, 4000, any(in, 300, 6000), any(in, 300, 6000), any(in, 0, 14)}),
+            any(in, 1, 3000),
+            in.pick({-20, -20, -20, quiet, quiet, quiet, quiet - 10, any(in, -152, 4)}),
             in.pick({0, 0, 0, 1, 100}),
             in.pick({0, 0, 0, 33, 67, 100}),
             in.pick({10, 10, 10, 5, -300, 2000}),
