@@ -1,8 +1,9 @@
-# The Android log. On Android it is the platform's; on Linux the distribution's liblog where it is installed; elsewhere a
-# stand-in of our own, so that a compiler and CMake alone still build the library. -DZETO_LIBLOG=OFF asks for it.
+# The Android log. On Android it is the platform's; on Linux the distribution's liblog if it is installed; elsewhere a
+# stand-in, libzeto_log, so that a compiler and CMake alone build the library. -DZETO_LIBLOG=OFF asks for the stand-in.
 add_library(zeto_log INTERFACE)
 set(ZETO_LOG_STAND_IN OFF)
 if(ANDROID)
+  set(zeto_log_link -llog)
   target_link_libraries(zeto_log INTERFACE log)
 else()
   find_library(ZETO_LIBLOG log PATH_SUFFIXES android)
@@ -10,13 +11,17 @@ else()
   mark_as_advanced(ZETO_LIBLOG ZETO_LIBLOG_INCLUDE)
   if(ZETO_LIBLOG AND ZETO_LIBLOG_INCLUDE)
     message(STATUS "Android log: ${ZETO_LIBLOG}")
+    get_filename_component(folder ${ZETO_LIBLOG} DIRECTORY)
+    set(zeto_log_link "-L${folder} -llog -Wl,-rpath,${folder}") # the loader does not look there
     target_link_libraries(zeto_log INTERFACE ${ZETO_LIBLOG})
-    target_include_directories(zeto_log SYSTEM INTERFACE ${ZETO_LIBLOG_INCLUDE})
+    target_include_directories(zeto_log SYSTEM INTERFACE $<BUILD_INTERFACE:${ZETO_LIBLOG_INCLUDE}>)
   else()
     message(STATUS "Android log: not installed (Debian: android-liblog-dev), building the stand-in")
     set(ZETO_LOG_STAND_IN ON)
-    add_library(zeto_log_stand_in SHARED ${CMAKE_CURRENT_LIST_DIR}/log_stand_in.c)
-    set_target_properties(zeto_log_stand_in PROPERTIES OUTPUT_NAME log)
-    target_link_libraries(zeto_log INTERFACE $<TARGET_LINKER_FILE:zeto_log_stand_in>)
+    set(zeto_log_link -lzeto_log)
+    add_library(zeto_log_stand_in ${zeto_kind} ${CMAKE_CURRENT_LIST_DIR}/log_stand_in.c)
+    set_target_properties(zeto_log_stand_in PROPERTIES OUTPUT_NAME zeto_log POSITION_INDEPENDENT_CODE ON
+      VERSION ${PROJECT_VERSION} SOVERSION 1)
+    target_link_libraries(zeto_log INTERFACE zeto_log_stand_in)
   endif()
 endif()

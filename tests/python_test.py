@@ -80,9 +80,10 @@ class PythonTest(unittest.TestCase):
         frozen.flags.writeable = False
         for message, call in (
             ("none of 1", lambda: zeto.Emitter(5)),
-            ("nearest is UltraHz_scope", lambda: zeto.Detector(UltraHz_scop=1)),
-            ("whole number", lambda: zeto.Emitter(start_hz=1.5)),
-            ("whole number", lambda: zeto.Emitter(start_hz=2**31)),
+            ("mean UltraHz_scope", lambda: zeto.Detector(UltraHz_scop=1)),
+            ("no parameter gain; there are start_hz, span_hz", lambda: zeto.Emitter(gain=1)),
+            ("start_hz: must be a whole number", lambda: zeto.Emitter(start_hz=1.5)),
+            ("start_hz: 2147483648 does not fit", lambda: zeto.Emitter(start_hz=2**31)),
             ("takes int16", lambda: emitter.process(np.zeros(10))),
             ("NumPy array", lambda: emitter.process([0])),
             ("one behind the other", lambda: emitter.process(np.zeros(10, np.int16)[::2])),
@@ -97,11 +98,30 @@ class PythonTest(unittest.TestCase):
         with self.assertRaisesRegex(zeto.ZetoError, "closed"):
             emitter.process(good)
 
+    def python(self, code, **environment):
+        environment = {**os.environ, "PYTHONPATH": sys.path[0], **environment}
+        return subprocess.run([sys.executable, "-c", code], env=environment, capture_output=True, text=True, timeout=60)
+
     def test_tells_that_the_library_is_missing(self):
-        code = "import zeto; zeto.Emitter()"
-        environment = {**os.environ, "ZETO_LIBRARY": "/nowhere.so", "PYTHONPATH": sys.path[0]}
-        failed = subprocess.run([sys.executable, "-c", code], env=environment, capture_output=True, text=True)
+        failed = self.python("import zeto; zeto.Emitter()", ZETO_LIBRARY="/nowhere.so")
         self.assertIn("ZETO_LIBRARY may name its file", failed.stderr)
+
+    def test_keeps_the_library_out_of_the_programs_output(self):
+        """While other threads print, and with a handle that the interpreter closes at its end."""
+        code = (
+            "import sys, threading, zeto\n"
+            "def work():\n"
+            "    for _ in range(20):\n"
+            "        sys.stdout.write('result '), sys.stdout.flush()\n"
+            "        zeto.Detector().set_parameters(UltraHz_smooth=0)\n"
+            "threads = [threading.Thread(target=work) for _ in range(4)]\n"
+            "for thread in threads: thread.start()\n"
+            "for thread in threads: thread.join()\n"
+            "left = zeto.Emitter()"
+        )
+        self.assertEqual(self.python(code).stdout, 80 * "result ")
+        self.assertIn("version is 2.02.02", self.python("import zeto; zeto.quiet(False); zeto.Emitter()").stdout)
+        self.assertEqual(self.tool("--version"), f"zeto {zeto.__version__}\n")
 
     def test_draws_what_the_tool_measures(self):
         try:

@@ -23,6 +23,7 @@ using support::take_log;
 struct Rx {
   using Handle = support::Downlink;
   using Param = zeto_rx_param;
+  using Block = zeto_rx_param_block;
   static constexpr Param kParam = {19600, -4000, 0x12348765, 160, 1000, 1};
   static constexpr char kName[] = " MERA_OMRU: zeto_rx_wrapper_";
   static constexpr size_t kStreams = 1, kCore = 50000, kWords = 6;
@@ -40,6 +41,7 @@ struct Rx {
 struct Tx {
   using Handle = support::Uplink;
   using Param = zeto_tx_param;
+  using Block = zeto_tx_param_block;
   static constexpr Param kParam = {19600, -4000, 0x12348765, -20, 0, 0, 10, 0, 0, 0, 0};
   static constexpr char kName[] = " MERA_OMRU: zeto_tx_wrapper_";
   static constexpr size_t kStreams = 3, kCore = 130000, kWords = 11;
@@ -99,7 +101,7 @@ TYPED_TEST(Wrapper, HandsParametersThroughAndKeepsTheBlock) {
   typename TypeParam::Handle on(1);
   uint32_t block[20], words[12] = {};
   for (uint32_t i = 0; i < 20; ++i) block[i] = 0x01010101u * i;
-  TypeParam::set(on.handle, reinterpret_cast<typename TypeParam::Param*>(block));
+  TypeParam::set(on.handle, reinterpret_cast<typename TypeParam::Block*>(block));
   EXPECT_EQ(0, std::memcmp(on.handle->params, block, sizeof block));
   TypeParam::get(on.handle, words);
   if (TypeParam::kStreams == 1) block[4] /= 1000;  // ms in, s out
@@ -152,7 +154,7 @@ TYPED_TEST(Wrapper, IgnoresNulls) {
   typename TypeParam::Handle on(1);
   int16_t audio[480] = {5};
   uint32_t words[11];
-  support::ParamBlock<typename TypeParam::Param> block = {};
+  typename TypeParam::Block block = {};
   take_log();
   void* const all[] = {audio, audio, audio};
   TypeParam::process(nullptr, all, sizeof audio);
@@ -162,7 +164,7 @@ TYPED_TEST(Wrapper, IgnoresNulls) {
     some[lacking] = nullptr;
     TypeParam::process(on.handle, some, sizeof audio);
   }
-  TypeParam::set(nullptr, &block.param);
+  TypeParam::set(nullptr, &block);
   TypeParam::get(nullptr, words);
   EXPECT_EQ(audio[0], 5);
   EXPECT_EQ(take_log(), Lines{});

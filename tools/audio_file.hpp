@@ -8,18 +8,24 @@
 #include <vector>
 
 #include "new_file.hpp"
+#include "zeto/wrappers.h"
 
 struct sf_private_tag;
 
 namespace zeto::tool {
 
-constexpr int kSampleRate = 48000;
+constexpr int kSampleRate = ZETO_SAMPLE_RATE;
 
 /// The longest file that a WAV header can describe in every host format, in seconds: six hours.
 constexpr double kMaxSeconds = 21600.0;
 
 /// The host sample formats of the wrappers, by their number there.
-enum class HostFormat : int32_t { kPcm16 = 1, kPcm24 = 2, kPcm32 = 3, kFloat = 4 };
+enum class HostFormat : int32_t {
+  kPcm16 = ZETO_FORMAT_PCM16,
+  kPcm24 = ZETO_FORMAT_PCM24_IN32,
+  kPcm32 = ZETO_FORMAT_PCM32,
+  kFloat = ZETO_FORMAT_FLOAT
+};
 const char* name_of(HostFormat format);
 
 /// Nearest float; values beyond its range, which files of doubles may hold, become the largest.

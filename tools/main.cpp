@@ -7,6 +7,7 @@
 #include "library_output.hpp"
 #include "new_file.hpp"
 #include "verbs.hpp"
+#include "zeto/version.h"
 
 namespace {
 
@@ -62,7 +63,7 @@ int run(int argc, char** argv) {
   app.fallthrough();             // --verbose may stand behind the verb too
   app.formatter(std::make_shared<Formatter>());
   app.get_formatter()->column_width(28);
-  app.set_version_flag("--version", "zeto " ZETO_VERSION);
+  app.set_version_flag("--version", "zeto " ZETO_VERSION_STRING);
   app.add_flag("-v,--verbose", zeto::tool::verbose, "Show the library's own lines on standard error");
   app.footer(
       "Help on one verb: zeto VERB --help\nExit status: 0 done; 1 an audio file could not be read or used; 2 anything "

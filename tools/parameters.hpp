@@ -7,12 +7,8 @@
 
 namespace zeto::tool {
 
-/// The core's own defaults. It has none for the period (it is silent until one is set); a second is the shortest.
-constexpr zeto_rx_param kEmitterDefaults{19600, 4000, 10, 160, 1000, 1};
-
-/// The core itself starts from zeros. These fit the emitter's defaults, with the result in milliseconds; docs/tool.md
-/// says why each.
-constexpr zeto_tx_param kDetectorDefaults{19605, 4000, 1000, -20, 100, 50, 10, 0, 0, 0, 0};
+constexpr zeto_rx_param kEmitterDefaults = ZETO_RX_PARAM_DEFAULTS;
+constexpr zeto_tx_param kDetectorDefaults = ZETO_TX_PARAM_DEFAULTS;
 
 /// One word of a parameter block.
 struct Parameter {

@@ -10,10 +10,10 @@
 namespace zeto::tool {
 namespace {
 
-constexpr int64_t kBlockLen = 480;
+constexpr int64_t kBlockLen = ZETO_BLOCK_LEN;
 constexpr int64_t kRingBlocks = 20;
 constexpr int64_t kAnalysisLen = kRingBlocks * kBlockLen;  // 200 ms
-constexpr int64_t kLatency = kBlockLen - 1;
+constexpr int64_t kLatency = ZETO_LATENCY;
 
 /// Analyses are counted from 1; analysis k comes with block 20 k, unless the start-up delay still lasts then.
 int64_t first_analysis(const zeto_tx_param& param) {

@@ -15,7 +15,7 @@ struct Analysis {
   double end_s;   ///< where in the recording the 200 ms end
   int32_t value;  ///< in the unit of UltraHz_period
 
-  bool accepted() const { return value != -1000; }
+  bool accepted() const { return value != ZETO_REJECTED; }
 };
 
 /// Of the accepted analyses; all 0 where there are none.

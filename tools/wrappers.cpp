@@ -6,13 +6,6 @@
 namespace zeto::tool {
 namespace {
 
-/// set_parameters reads a block of fixed size, longer than the parameters.
-template <class Param>
-struct ParamBlock {
-  Param param;
-  uint8_t rest[ZETO_PARAM_BLOCK_BYTES - sizeof(Param)];
-};
-
 template <class Handle>
 void expect_ready(const Handle& handle) {
   if (!handle || handle->state != 1 || handle->core == nullptr) throw UserError("out of memory");
@@ -24,16 +17,16 @@ Downlink::Downlink(HostFormat format, const zeto_rx_param& param) {
   const LibrarySpeaks elsewhere;
   handle_.reset(zeto_rx_wrapper_init(kSampleRate, static_cast<int32_t>(format)));
   expect_ready(handle_);
-  const ParamBlock<zeto_rx_param> block{param, {}};
-  zeto_rx_wrapper_set_parameters(handle_.get(), &block.param);
+  const zeto_rx_param_block block{param};
+  zeto_rx_wrapper_set_parameters(handle_.get(), &block);
 }
 
 Uplink::Uplink(HostFormat format, const zeto_tx_param& param) {
   const LibrarySpeaks elsewhere;
   handle_.reset(zeto_tx_wrapper_init(kSampleRate, static_cast<int32_t>(format)));
   expect_ready(handle_);
-  const ParamBlock<zeto_tx_param> block{param, {}};
-  zeto_tx_wrapper_set_parameters(handle_.get(), &block.param);
+  const zeto_tx_param_block block{param};
+  zeto_tx_wrapper_set_parameters(handle_.get(), &block);
 }
 
 void Deinit::operator()(zeto_rx_wrapper* handle) const {

@@ -61,12 +61,13 @@ bool is_ready(const Handle* handle) noexcept {
   return handle != nullptr && handle->state != 0;
 }
 
-template <typename Side, typename Param>
-void set_parameters(typename Side::Handle* handle, const Param* param) noexcept {
+template <typename Side, typename Block>
+void set_parameters(typename Side::Handle* handle, const Block* block) noexcept {
+  static_assert(sizeof(Block) == ZETO_PARAM_BLOCK_BYTES && offsetof(Block, param) == 0);
   if (!is_ready(handle)) return;
-  log::parameters(Side::kSet, param);
-  Side::set_core(handle->core, param);
-  memcpy(handle->params, param, sizeof handle->params);
+  log::parameters(Side::kSet, block);
+  Side::set_core(handle->core, &block->param);
+  memcpy(handle->params, block, sizeof handle->params);
   Side::reinit_core(handle->core, handle->sample_rate);
 }
 

@@ -37,8 +37,8 @@ void zeto_rx_wrapper_deinit(zeto_rx_wrapper* handle) {
   zeto::destroy<Downlink>(handle);
 }
 
-void zeto_rx_wrapper_set_parameters(zeto_rx_wrapper* handle, const zeto_rx_param* param) {
-  zeto::set_parameters<Downlink>(handle, param);
+void zeto_rx_wrapper_set_parameters(zeto_rx_wrapper* handle, const zeto_rx_param_block* block) {
+  zeto::set_parameters<Downlink>(handle, block);
 }
 
 void zeto_rx_wrapper_get_parameter(zeto_rx_wrapper* handle, int32_t* out) {

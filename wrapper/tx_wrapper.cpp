@@ -39,8 +39,8 @@ void zeto_tx_wrapper_deinit(zeto_tx_wrapper* handle) {
   zeto::destroy<Uplink>(handle);
 }
 
-void zeto_tx_wrapper_set_parameters(zeto_tx_wrapper* handle, const zeto_tx_param* param) {
-  zeto::set_parameters<Uplink>(handle, param);
+void zeto_tx_wrapper_set_parameters(zeto_tx_wrapper* handle, const zeto_tx_param_block* block) {
+  zeto::set_parameters<Uplink>(handle, block);
 }
 
 void zeto_tx_wrapper_get_parameter(zeto_tx_wrapper* handle, uint32_t* out) {

@@ -1,5 +1,6 @@
 /** @file
- *  Working-memory arena: bump allocation inside the two state blocks of the library.
+ *  Working-memory arena: bump allocation inside the two state blocks of the library. Hosts do not need it; the cores
+ *  register themselves. Its names, some without the zeto_ prefix, are fixed by the interface.
  *
  *  A process-wide registry of two slots. Slot 0 is the uplink core's block (limit 130000 bytes), any other slot value
  *  is the downlink core's (limit 50000 bytes). zeto_tx_init() and zeto_rx_init() register their block here; the cores

@@ -1,9 +1,29 @@
 /** @file
- *  The two processing cores: the emitter (downlink, "rx"), which synthesises the chirp, and the detector (uplink,
- *  "tx"), which turns two inputs into one measurement. Most hosts want the wrappers of zeto/wrappers.h, which own one
- *  of these.
+ *  The two processing cores and their parameters. Mind the names, which are the phone network's and not the
+ *  sensor's:
+ *  - rx, downlink, playback: the *emitter* synthesises the chirp that the loudspeaker plays.
+ *  - tx, uplink, capture: the *detector* compares the microphone with the reference (what the emitter played) and
+ *    measures by how much the echo is late.
+ *
+ *  Most hosts want zeto/wrappers.h, which owns these cores, takes any buffer length and format, and includes this
+ *  header for the parameters. Begin with ZETO_RX_PARAM_DEFAULTS and ZETO_TX_PARAM_DEFAULTS: they fit each other. What
+ *  init leaves does not measure: the emitter's period is 0 (silence), all detector words are 0.
  *
  *  Blocks are 480 samples, 10 ms at 48000 Hz, the only supported rate. Samples are signed 16-bit, full scale 32768.
+ *
+ *  Which parameters work: all six of the emitter's have an effect. Of the detector's eleven, UltraHz_floor has almost
+ *  no effect on the result, UltraHz_spare1 and UltraHz_spare2 have none, and UltraHz_smooth is best left at 0. To tune,
+ *  change UltraHz_cand_dB; to change the sweep, change both sides alike.
+ *
+ *  Standard output: init, reinit, set_param and destroy each print one line, whose text is part of the interface and
+ *  looks odd:
+ *  - "version is 2.02.02" (emitter) and "zeto v1.0.1 build 20221213" (detector) are not the library's version, which is
+ *    ZETO_VERSION_STRING of zeto/version.h.
+ *  - "UltraHz_cand_dB(4294967276)" is -20: words are shown as unsigned 32-bit numbers.
+ *  - "0x0x55d0c0de" is the state block's address. It tells a reader of that stream where the heap lies.
+ *
+ *  To silence them, point standard output elsewhere around these calls (fflush(stdout), dup() and dup2() on descriptor
+ *  1), or write the host's own results elsewhere. Android drops a process's standard output.
  *
  *  Ownership: the caller owns everything. A core lives in a zero-filled state block of the size that its
  *  cal_zeto_*_struct_malloc_size() returns, aligned to 8 bytes; it holds no other memory and may be freed after its
@@ -15,8 +35,7 @@
  *  Threads: one state block, one thread at a time. init registers the block with the arena (zeto/arena.h), slot 0 for
  *  the detector and slot 1 for the emitter; the last one initialised holds the slot.
  *
- *  Real time: the process calls allocate nothing, take no lock, print nothing. init, reinit, set_param and destroy
- *  print one line to standard output.
+ *  Real time: the process calls allocate nothing, take no lock, print nothing. The others print, see above.
  */
 #ifndef ZETO_CORES_H
 #define ZETO_CORES_H
@@ -32,15 +51,34 @@
 extern "C" {
 #endif
 
+/** The only sample rate, Hz. */
+#define ZETO_SAMPLE_RATE 48000
+/** Samples of a block: 10 ms. */
+#define ZETO_BLOCK_LEN 480
+/** The measurement after an analysis without agreement. */
+#define ZETO_REJECTED (-1000)
+
 /** What the emitter sweeps: a linear chirp that starts anew every period. */
 typedef struct zeto_rx_param {
-  int32_t start_hz;        /**< start of the sweep, Hz; rounded to the nearest multiple of 11.71875 Hz; default 19600 */
-  int32_t span_hz;         /**< width of the sweep, Hz; rounded down to a multiple of 11.71875 Hz; default 4000 */
-  int32_t amp_start_milli; /**< amplitude at the start of a period, 1/1000 of full scale; default 10 */
-  int32_t amp_end_milli;   /**< amplitude at the end of a period, 1/1000 of full scale; default 160 */
-  int32_t period_ms;       /**< sweep period, ms; whole seconds count, the rest is dropped; below 1000: silence */
-  int32_t enable;          /**< exactly 1: synthesise; anything else: silence, and the sweep stands still */
+  /** Start of the sweep, Hz; rounded to the nearest multiple of 11.71875 Hz. Typical: 19600. Below 18000 it is heard.
+   *  */
+  int32_t start_hz;
+  /** Width of the sweep, Hz; rounded toward 0 to a multiple of 11.71875 Hz; below 0 the sweep falls. Typical: 4000.
+   *  Beyond 24000 Hz a sweep folds: 24100 Hz sounds as 23900. */
+  int32_t span_hz;
+  /** Amplitude at the start of a period, 1/1000 of full scale. Typical: 10. */
+  int32_t amp_start_milli;
+  /** Amplitude at the end of a period, 1/1000 of full scale. Typical: 160. */
+  int32_t amp_end_milli;
+  /** Length of a sweep, ms; whole seconds count, the rest is dropped; below 1000: silence. Typical: 1000. */
+  int32_t period_ms;
+  /** Exactly 1: synthesise; anything else: silence, and the sweep stands still. */
+  int32_t enable;
 } zeto_rx_param;
+
+/** Initialiser of a zeto_rx_param: 19600 to 23600 Hz in a second. */
+#define ZETO_RX_PARAM_DEFAULTS \
+  { 19600, 4000, 10, 160, 1000, 1 }
 
 /** Head of the emitter's state block, for reading. The bytes behind it belong to arena slot 1. */
 typedef struct zeto_rx_state {
@@ -85,24 +123,47 @@ ZETO_API void zeto_rx_process(zeto_rx_state* state, int16_t* out, int32_t count)
 /** Does nothing; the caller frees the block. */
 ZETO_API void zeto_rx_exit(zeto_rx_state* state);
 
-/** What the detector listens for. Words are scaled integers; none is checked. */
+/** What the detector listens for. Words are scaled integers; none is checked.
+ *
+ *  An echo that is late by tau makes a tone, the beat, of tau times the sweep's slope (its width over its length): 240
+ *  Hz for 60 ms at 4000 Hz/s. An analysis looks for that tone in 18 spectra of the last 200 ms, whose bins are 15.625
+ *  Hz wide (3.9 ms of the default sweep). result = beat * UltraHz_period / UltraHz_scope.
+ */
 typedef struct zeto_tx_param {
-  int32_t UltraHz_floor;   /**< lower frequency of the sweep, Hz; cancels but for rounding */
-  int32_t UltraHz_scope;   /**< width of the sweep, Hz; the beat that maps to a full UltraHz_period; below 11 the
-                                result is infinite or undefined */
-  int32_t UltraHz_period;  /**< the result at a beat of UltraHz_scope; with the sweep's period in ms the result is a
-                                delay in ms, folded at half of it */
-  int32_t UltraHz_cand_dB; /**< level that a spectrum's peak must exceed to count, dB over an unscaled bin power of 1 */
-  int32_t UltraHz_cand_ratio;   /**< least share of peaks agreeing in position, 1/100; above 0 all 18 must agree,
-                                     above 100 no agreement is enough */
-  int32_t UltraHz_spread_ratio; /**< least share of peaks agreeing in level, 1/100 */
-  int32_t UltraHz_mix_gain;     /**< gain on the product of the inputs, 1/10 */
-  int32_t UltraHz_smooth;       /**< weight of the previous result in the new one, 1/100 */
-  int32_t UltraHz_spare1;       /**< carried, not used */
-  int32_t UltraHz_spare2;       /**< carried, not used */
-  int32_t UltraHz_delay_ms; /**< 10 and more: hold the first input back by 20 blocks, after that many ms (10 a block)
-                                 without analysis at the start; below 10: off */
+  /** Lower frequency of the sweep, Hz; almost no effect. Typical: start_hz on the emitter's grid, 19605 for 19600. */
+  int32_t UltraHz_floor;
+  /** Width of the sweep, Hz: the beat that maps to a full UltraHz_period. Below 11 the result is infinite or undefined.
+   *  Typical: 4000, as span_hz. */
+  int32_t UltraHz_scope;
+  /** The result at a beat of UltraHz_scope, and so the result's unit. The sweep's length in ms gives a delay in ms;
+   *  17150 times its length in s gives a distance in cm. Results fold at half of it. Typical: 1000. */
+  int32_t UltraHz_period;
+  /** Level that a spectrum's peak must exceed to count, dB over an unscaled bin power of 1. Typical: -20 for echoes
+   *  down to a quarter of the reference, -40 down to a fiftieth, -60 for all that noise leaves over. (With the default
+   *  sweep an echo of a half reads -15 dB where the sweep starts and +20 dB where it ends, one of a twentieth 20 dB
+   *  less.) */
+  int32_t UltraHz_cand_dB;
+  /** Least share of peaks agreeing in frequency, 1/100. Typical: 100. Above 0 all 18 must agree, at 0 noise is
+   *  accepted, above 100 nothing is. */
+  int32_t UltraHz_cand_ratio;
+  /** Least share of peaks agreeing in level, 1/100. Typical: 50. */
+  int32_t UltraHz_spread_ratio;
+  /** Gain on the product of the inputs, 1/10. Typical: 10, a factor of 1. Ten times as much adds 20 dB to the levels.
+   *  */
+  int32_t UltraHz_mix_gain;
+  /** Weight of the previous result in the new one, 1/100. Typical: 0. Rejections count as -1000 in it: with 50, an echo
+   *  of 60 ms reads -470, -206, -73, -7 after one. */
+  int32_t UltraHz_smooth;
+  int32_t UltraHz_spare1; /**< carried, not used */
+  int32_t UltraHz_spare2; /**< carried, not used */
+  /** 10 and more: hold the first input back by 20 blocks (200 ms), after that many ms (10 a block) without analysis at
+   *  the start; below 10: off. Typical: 0. */
+  int32_t UltraHz_delay_ms;
 } zeto_tx_param;
+
+/** Initialiser of a zeto_tx_param that fits ZETO_RX_PARAM_DEFAULTS. The result is a delay in ms. */
+#define ZETO_TX_PARAM_DEFAULTS \
+  { 19605, 4000, 1000, -20, 100, 50, 10, 0, 0, 0, 0 }
 
 /** The detector's state, at the start of its state block. It begins with the parameters as last set; the last 6992
  * bytes of an 8-aligned block (from byte 123004, rounded up) belong to arena slot 0. */

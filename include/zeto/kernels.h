@@ -1,5 +1,6 @@
 /** @file
- *  Signal kernels over the caller's memory: float vectors, sliding windows, frames, spectral bands.
+ *  Signal kernels over the caller's memory: float vectors, sliding windows, frames, spectral bands. Hosts do not need
+ *  them; the detector uses some. Their names, some without the zeto_ prefix, are fixed by the interface.
  *
  *  Arithmetic is single precision, one rounding per operation, in the order given: the same bits from every compiler
  *  and machine (logf, expf and log10f are the platform's). Denormals count; NaNs and infinities pass through unless

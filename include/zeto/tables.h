@@ -1,5 +1,6 @@
 /** @file
- *  Constant tables: analysis and synthesis windows, overlap gains, filter coefficients, band edges.
+ *  Constant tables: analysis and synthesis windows, overlap gains, filter coefficients, band edges. Hosts do not need
+ *  them; the detector uses the filters. Their names, most without the zeto_ prefix, are fixed by the interface.
  *
  *  All are read-only objects, aligned to their element only. Windows are dimensionless gains, 0 to 1, stored in single
  *  precision; index i counts samples from the oldest of a frame. Names with two numbers belong to a frame length and a

@@ -1,29 +1,94 @@
 /** @file
- *  The host's interface: one handle for playback (downlink, "rx"), one for capture (uplink, "tx").
+ *  The host's interface: it plays an ultrasonic chirp and measures the delay of its strongest echo. Hosts need this
+ *  header and the two parameter records of zeto/cores.h, which it includes.
+ *
+ *  | handle          | side                   | what its process call does                                            |
+ *  |-----------------|------------------------|-----------------------------------------------------------------------|
+ *  | zeto_rx_wrapper | rx, playback, downlink | overwrites what the host wanted to play with the chirp                |
+ *  | zeto_tx_wrapper | tx, capture, uplink    | compares the microphone with the reference and writes the measurement |
+ *
+ *  The reference is what the loudspeaker plays: the samples that zeto_rx_wrapper_process() wrote. Hand a copy of them
+ *  to zeto_tx_wrapper_process(), because that call delays its inputs in place. If playback and capture run on two
+ *  threads, carry the copies over in a queue of the host's. Loudspeaker and microphone must run from one clock.
+ *
+ *  A complete host (its microphone hears the loudspeaker 50 ms late and at half its strength):
+ *
+ *  @code{.c}
+ *  #include <stdio.h>
+ *  #include <string.h>
+ *  #include <zeto/wrappers.h>
+ *
+ *  enum { kBuffer = ZETO_BLOCK_LEN, kEchoBuffers = 5 };  // 10 ms, 50 ms
+ *
+ *  int main(void) {
+ *    zeto_rx_wrapper* emitter = zeto_rx_wrapper_init(ZETO_SAMPLE_RATE, ZETO_FORMAT_PCM16);
+ *    zeto_tx_wrapper* detector = zeto_tx_wrapper_init(ZETO_SAMPLE_RATE, ZETO_FORMAT_PCM16);
+ *    if (!emitter || !emitter->state || !emitter->core) return 1;
+ *    if (!detector || !detector->state || !detector->core) return 1;
+ *    zeto_rx_param_block chirp = {ZETO_RX_PARAM_DEFAULTS};
+ *    zeto_tx_param_block hear = {ZETO_TX_PARAM_DEFAULTS};
+ *    hear.param.UltraHz_cand_dB = -40;  // quieter echoes count as well
+ *    zeto_rx_wrapper_set_parameters(emitter, &chirp);
+ *    zeto_tx_wrapper_set_parameters(detector, &hear);
+ *
+ *    static int16_t air[kEchoBuffers + 1][kBuffer];
+ *    int16_t speaker[kBuffer] = {0}, reference[kBuffer], microphone[kBuffer], result[kBuffer];
+ *    for (int n = 0; n < 100; ++n) {  // a second; in a host, one turn per audio callback
+ *      zeto_rx_wrapper_process(emitter, speaker, sizeof speaker);  // to be played
+ *      memcpy(reference, speaker, sizeof reference);
+ *      memcpy(air[n % (kEchoBuffers + 1)], speaker, sizeof speaker);
+ *      const int16_t* echo = air[(n + 1) % (kEchoBuffers + 1)];
+ *      for (int i = 0; i < kBuffer; ++i) microphone[i] = (int16_t)(echo[i] / 2);
+ *      zeto_tx_wrapper_process(detector, reference, microphone, result, sizeof result);
+ *      if (n % 20 == 19) printf("%d ms\n", result[kBuffer - 1]);  // -1000, 50, 50, 50, 50
+ *    }
+ *    zeto_tx_wrapper_deinit(detector);
+ *    zeto_rx_wrapper_deinit(emitter);
+ *    return 0;
+ *  }
+ *  @endcode
+ *
+ *  The delay is that of the microphone's sample against the reference's sample handed over in the same call. It
+ *  contains the latency of the device's playback and capture, but not the wrappers' own 479 samples.
+ *
+ *  Reading the measurement:
+ *  - A new one comes every 9600 samples (200 ms). Count the samples handed to zeto_tx_wrapper_process() since init,
+ *    from 0: a new measurement is in every sample i of the output with (i + 1) % 9600 == 0, and stays until the next.
+ *    Equal ones may follow each other, so a change of value does not tell. set_parameters does not restart the count.
+ *  - Before the first, the output is 0: nothing yet. While UltraHz_scope, UltraHz_period and UltraHz_smooth have their
+ *    defaults, measured delays are 3 or more, and 0 can only mean that.
+ *  - ZETO_REJECTED, -1000: the analysis found no echo on which all of it agrees. The first measurement usually is a
+ *    rejection, and so is about one of five where the sweep starts over; hold the last accepted one meanwhile. Five
+ *    rejections in a row mean that there is no echo above the threshold.
+ *  - With the defaults the unit is ms and one step of the spectrum is 3.9 ms, 67 cm of distance: expect 2 ms more or
+ *    less. Delays below 4 ms read 3. Delays above 500 ms fold: 600 reads as 400, and nothing tells.
  *
  *  A handle takes the host's buffers of any length in one of four sample formats and runs its core over blocks of 480
- *  samples, 10 ms at 48000 Hz. What comes back is 479 samples late, whatever the buffers' lengths; a fresh handle's
- *  first 479 samples are zero.
+ *  samples, 10 ms at 48000 Hz. Buffers are mono; a host with stereo hands over one channel. What comes back is 479
+ *  samples late, whatever the buffers' lengths; a fresh handle's first 479 samples are zero.
  *
- *  | format_type | host sample                                      | bytes | full scale  |
- *  |-------------|--------------------------------------------------|-------|-------------|
- *  | 1           | signed 16-bit integer                            | 2     | 32768       |
- *  | 2           | signed 24-bit value, sign-extended in 32 bits    | 4     | 8388608     |
- *  | 3           | signed 32-bit integer                            | 4     | 2147483648  |
- *  | 4           | 32-bit float                                     | 4     | 1.0         |
+ *  | format_type               | host sample                                   | bytes | full scale | measurement |
+ *  |---------------------------|-----------------------------------------------|-------|------------|-------------|
+ *  | 1, ZETO_FORMAT_PCM16      | signed 16-bit integer                         | 2     | 32768      | v           |
+ *  | 2, ZETO_FORMAT_PCM24_IN32 | signed 24-bit value, sign-extended in 32 bits | 4     | 8388608    | 256 v       |
+ *  | 3, ZETO_FORMAT_PCM32      | signed 32-bit integer                         | 4     | 2147483648 | 65536 v     |
+ *  | 4, ZETO_FORMAT_FLOAT      | 32-bit float                                  | 4     | 1.0        | v / 32768   |
+ *
+ *  A measurement v survives the format exactly; in format 4 it is (int)(sample * 32768.0f).
  *
  *  Cores work on 16 bits. In: format 2 rounds to nearest, ties up, and saturates, but 2147483520 and above wrap to
  *  -32768; format 3 likewise, without the wrap; format 4 multiplies by 32767, truncates and saturates (NaN gives 0).
  *  Out: formats 2 and 3 multiply by 256 and 65536, format 4 divides by 32768.
  *
- *  Call order: init; set_parameters; process per host buffer, with set_parameters and get_parameter between as wished;
- *  deinit, once, last.
+ *  Call order: init; set_parameters (without it nothing is measured); process per host buffer, with set_parameters and
+ *  get_parameter between as wished; deinit, once, last.
  *
  *  Ownership: init allocates the handle and all it needs, deinit frees it; nothing else is kept. Host buffers and
  *  parameter blocks are used during the call only.
  *
  *  Bad input: a null handle, or one whose `state` is 0, makes every call but deinit do nothing. The process calls also
- *  do nothing on a null buffer or a count of 0. A parameter block is not tested for null.
+ *  do nothing on a null buffer or a count of 0. A parameter block is not tested for null, and parameters are not
+ *  checked.
  *
  *  Must not: call process with a byte count that is not a multiple of the sample's bytes: the call then runs past the
  *  end of the buffers. Create a handle for an unknown format_type and process with it: init accepts it, with state 1,
@@ -33,13 +98,16 @@
  *  the arena (zeto/arena.h).
  *
  *  Real time: process allocates nothing, takes no lock, logs nothing, makes no system call. init, set_parameters and
- *  deinit log to the Android log under the tag "MERA_OMRU" and their cores print to standard output.
+ *  deinit log to the Android log under the tag "MERA_OMRU", and their cores print lines to standard output;
+ *  zeto/cores.h says what these mean and how to silence them.
  */
 #ifndef ZETO_WRAPPERS_H
 #define ZETO_WRAPPERS_H
 
 #include <stddef.h>
 #include <stdint.h>
+
+#include "zeto/cores.h"
 
 #ifndef ZETO_API
 #define ZETO_API __attribute__((visibility("default")))
@@ -49,13 +117,31 @@
 extern "C" {
 #endif
 
-struct zeto_rx_param;
-struct zeto_rx_state;
-struct zeto_tx_param;
-struct zeto_tx_state;
+/** Samples by which everything comes back late, 9.98 ms. */
+#define ZETO_LATENCY 479
+
+/** The host's sample format; see the table above. */
+typedef enum zeto_format {
+  ZETO_FORMAT_PCM16 = 1,      /**< 16-bit integer */
+  ZETO_FORMAT_PCM24_IN32 = 2, /**< 24-bit integer in 32 bits */
+  ZETO_FORMAT_PCM32 = 3,      /**< 32-bit integer */
+  ZETO_FORMAT_FLOAT = 4       /**< 32-bit float */
+} zeto_format;
 
 /** Bytes that set_parameters reads from a parameter block, of which its core uses the first few. */
 #define ZETO_PARAM_BLOCK_BYTES 80
+
+/** What zeto_rx_wrapper_set_parameters() reads: `zeto_rx_param_block chirp = {ZETO_RX_PARAM_DEFAULTS};`. */
+typedef union zeto_rx_param_block {
+  zeto_rx_param param;                   /**< the emitter's words */
+  uint8_t bytes[ZETO_PARAM_BLOCK_BYTES]; /**< all that is read; what lies behind the words has no effect */
+} zeto_rx_param_block;
+
+/** What zeto_tx_wrapper_set_parameters() reads: `zeto_tx_param_block hear = {ZETO_TX_PARAM_DEFAULTS};`. */
+typedef union zeto_tx_param_block {
+  zeto_tx_param param;                   /**< the detector's words */
+  uint8_t bytes[ZETO_PARAM_BLOCK_BYTES]; /**< all that is read; what lies behind the words has no effect */
+} zeto_tx_param_block;
 
 /** A circular buffer of samples that never refuses: writing to a full one drops its oldest samples, reading from an
  *  empty one gives zeros. The record's owner provides the storage and clears the rest: a fresh ring has count and
@@ -90,7 +176,7 @@ typedef struct zeto_stream {
 typedef struct zeto_rx_wrapper {
   int32_t state;                          /**< 1: ready; 0: an allocation failed, only deinit has an effect */
   uint8_t params[ZETO_PARAM_BLOCK_BYTES]; /**< the parameter block last set */
-  struct zeto_rx_state* core;             /**< the emitter; null where its block could not be had */
+  zeto_rx_state* core;                    /**< the emitter; null if its block could not be had */
   int32_t sample_rate;                    /**< Hz, 48000 */
   int32_t format_type;                    /**< 1 to 4; 0: unknown */
   int32_t bit_width;                      /**< the rings' width code */
@@ -101,22 +187,21 @@ typedef struct zeto_rx_wrapper {
 
 /** Creates a downlink handle.
  *  @param sample_rate  Hz; anything but 48000 is logged as an error and gives null.
- *  @param format_type  the host's sample format, see the table above.
- *  @return the handle, or null. Where a buffer could not be had, a handle with state 0. Where only the core's block
+ *  @param format_type  a zeto_format.
+ *  @return the handle, or null. If a buffer could not be had, a handle with state 0. If only the core's block
  *          could not be had, a handle with state 1 whose process calls return the host's own samples, 479 late. */
 ZETO_API zeto_rx_wrapper* zeto_rx_wrapper_init(uint32_t sample_rate, int32_t format_type);
 
-/** Sets the chirp (zeto_rx_param in zeto/cores.h) and restarts it from its beginning. Up to 479 samples of the old one
- *  still come out.
- *  @param param  at the start of ZETO_PARAM_BLOCK_BYTES readable bytes. */
-ZETO_API void zeto_rx_wrapper_set_parameters(zeto_rx_wrapper* handle, const struct zeto_rx_param* param);
+/** Sets the chirp and restarts it from its beginning. Up to 479 samples of the old one still come out.
+ *  @param block  all ZETO_PARAM_BLOCK_BYTES are read and kept. A plain zeto_rx_param is too short. */
+ZETO_API void zeto_rx_wrapper_set_parameters(zeto_rx_wrapper* handle, const zeto_rx_param_block* block);
 
 /** Reads back what was set, as zeto_rx_get_param() does: the period in whole seconds.
  *  @param out  room for six words. */
 ZETO_API void zeto_rx_wrapper_get_parameter(zeto_rx_wrapper* handle, int32_t* out);
 
 /** Replaces the host's samples by the chirp, in place; nothing is mixed.
- *  @param buffer      consecutive samples in the handle's format, aligned to a sample; channels are not told apart.
+ *  @param buffer      consecutive samples in the handle's format, aligned to a sample; one channel.
  *  @param byte_count  its length in bytes, a multiple of the sample's bytes, below 2^32. */
 ZETO_API void zeto_rx_wrapper_process(zeto_rx_wrapper* handle, void* buffer, uint64_t byte_count);
 
@@ -127,7 +212,7 @@ ZETO_API void zeto_rx_wrapper_deinit(zeto_rx_wrapper* handle);
 typedef struct zeto_tx_wrapper {
   int32_t state;                          /**< 1: ready; 0: an allocation failed, only deinit has an effect */
   uint8_t params[ZETO_PARAM_BLOCK_BYTES]; /**< the parameter block last set */
-  struct zeto_tx_state* core;             /**< the detector; null where its block could not be had */
+  zeto_tx_state* core;                    /**< the detector; null if its block could not be had */
   int32_t sample_rate;                    /**< Hz, 48000 */
   int32_t format_type;                    /**< 1 to 4; 0: unknown */
   int32_t bit_width;                      /**< the rings' width code */
@@ -142,21 +227,19 @@ typedef struct zeto_tx_wrapper {
  *  late. */
 ZETO_API zeto_tx_wrapper* zeto_tx_wrapper_init(uint32_t sample_rate, int32_t format_type);
 
-/** Sets the detector (zeto_tx_param in zeto/cores.h) and starts a fresh measurement. Up to 479 samples of the old one
- *  still come out.
- *  @param param  at the start of ZETO_PARAM_BLOCK_BYTES readable bytes. */
-ZETO_API void zeto_tx_wrapper_set_parameters(zeto_tx_wrapper* handle, const struct zeto_tx_param* param);
+/** Sets the detector and starts a fresh measurement. Up to 479 samples of the old one still come out.
+ *  @param block  all ZETO_PARAM_BLOCK_BYTES are read and kept. A plain zeto_tx_param is too short. */
+ZETO_API void zeto_tx_wrapper_set_parameters(zeto_tx_wrapper* handle, const zeto_tx_param_block* block);
 
 /** Reads back the eleven words last set; the measurement comes through zeto_tx_wrapper_process().
  *  @param out  room for eleven words. */
 ZETO_API void zeto_tx_wrapper_get_parameter(zeto_tx_wrapper* handle, uint32_t* out);
 
-/** Measures. The inputs come back as they were, 479 samples late and after one trip through 16 bits (format 4: scaled
- *  by 32767/32768); `out` comes back as the measurement, the same in every sample of a block, whatever the host put in.
- *  A measurement v reads v, 256 v, 65536 v and v / 32768 in formats 1 to 4. It is 0 before the first 200 ms have been
- *  analysed and -1000 after a rejected analysis. The buffers are mono, one run of consecutive samples each, in the
- *  handle's format, aligned to a sample. They may be one and the same buffer, but must not overlap in part.
- *  @param in1         the reference: usually what the emitter plays.
+/** Measures, in place. `out` receives the measurement, the same in every sample of a block; what it held does not
+ *  matter. The inputs receive their own samples of 479 earlier, after one trip through 16 bits (format 4: scaled by
+ *  32767/32768); most hosts have no use for them. Each buffer is one run of consecutive samples of the handle's format,
+ *  aligned to a sample. They may be one and the same buffer, but must not overlap in part.
+ *  @param in1         the reference: a copy of what the emitter plays.
  *  @param in2         the microphone.
  *  @param byte_count  length of each buffer in bytes, a multiple of the sample's bytes, below 2^32. */
 ZETO_API void zeto_tx_wrapper_process(zeto_tx_wrapper* handle, void* in1, void* in2, void* out, uint64_t byte_count);

@@ -9,14 +9,14 @@
 The library is the file that the environment variable ZETO_LIBRARY names, else the one that was installed with this
 module, else the system's libzeto.
 
-Parameters have the names, units and order of zeto/cores.h. Their defaults here are the command-line tool's, which fit
-each other. (The library's own measure nothing: the emitter starts with a period of 0, the detector with all zeros.)
+Parameters have the names, units, order and defaults of zeto/cores.h (ZETO_RX_PARAM_DEFAULTS, ZETO_TX_PARAM_DEFAULTS).
 
-Standard output: creating a handle, setting its parameters and closing it let the library print a line each, through
-C's standard output and so past sys.stdout. Programs whose output is read by others redirect file descriptor 1.
+Standard output: the library's cores print a line when a handle is created, set or closed. The module drops these lines;
+zeto.quiet(False) shows them.
 
 A handle is for one thread at a time; different handles are independent. Calls release the interpreter's lock.
 """
+from ._defaults import __version__
 from ._library import (
     BLOCK,
     DETECTOR_DEFAULTS,
@@ -29,6 +29,7 @@ from ._library import (
     Format,
     ZetoError,
     measurements,
+    quiet,
 )
 
 __all__ = [
@@ -42,5 +43,7 @@ __all__ = [
     "Emitter",
     "Format",
     "ZetoError",
+    "__version__",
     "measurements",
+    "quiet",
 ]

@@ -1,45 +1,22 @@
 """The exported functions, and the two handles around them."""
+import contextlib
 import ctypes
 import ctypes.util
 import difflib
 import enum
 import functools
 import os
+import threading
 from types import TracebackType
-from typing import Any, Dict, Mapping, Optional, Type, TypeVar, Union
+from typing import Any, Dict, Iterator, Mapping, Optional, Tuple, Type, TypeVar, Union
 
 import numpy as np
 from numpy.typing import NDArray
 
+from ._defaults import BLOCK, DETECTOR_DEFAULTS, EMITTER_DEFAULTS, LATENCY, REJECTED, SAMPLE_RATE
 from ._paths import LIBRARY
 
-SAMPLE_RATE = 48000  # Hz, the only one
-BLOCK = 480  # samples, 10 ms
-LATENCY = 479  # samples by which everything comes back late
 ANALYSIS = 20 * BLOCK  # samples, 200 ms
-REJECTED = -1000  # what the detector gives after an analysis without agreement
-
-EMITTER_DEFAULTS: Mapping[str, int] = {
-    "start_hz": 19600,
-    "span_hz": 4000,
-    "amp_start_milli": 10,
-    "amp_end_milli": 160,
-    "period_ms": 1000,
-    "enable": 1,
-}
-DETECTOR_DEFAULTS: Mapping[str, int] = {
-    "UltraHz_floor": 19605,
-    "UltraHz_scope": 4000,
-    "UltraHz_period": 1000,
-    "UltraHz_cand_dB": -20,
-    "UltraHz_cand_ratio": 100,
-    "UltraHz_spread_ratio": 50,
-    "UltraHz_mix_gain": 10,
-    "UltraHz_smooth": 0,
-    "UltraHz_spare1": 0,
-    "UltraHz_spare2": 0,
-    "UltraHz_delay_ms": 0,
-}
 
 
 class ZetoError(Exception):
@@ -98,13 +75,54 @@ def _library() -> ctypes.CDLL:
     return library
 
 
+_shows_lines = False
+_one_at_a_time = threading.RLock()  # a handle may be closed by the garbage collector amid another's call
+
+
+def quiet(on: bool = True) -> None:
+    """Whether the lines that the library's cores print are dropped, as they are from the start, or go to C's standard
+    output. (With a C library other than glibc they cannot be dropped.)"""
+    global _shows_lines
+    _shows_lines = not on
+
+
+@functools.lru_cache(maxsize=None)
+def _streams() -> Optional[Tuple[ctypes.c_void_p, int]]:
+    """C's variable `stdout`, to which glibc's printf writes, and a stream that leads nowhere."""
+    c = ctypes.CDLL(None)
+    if not hasattr(c, "gnu_get_libc_version"):
+        return None
+    c.fopen.restype = ctypes.c_void_p
+    nowhere = c.fopen(b"/dev/null", b"we")
+    return (ctypes.c_void_p.in_dll(c, "stdout"), nowhere) if nowhere else None
+
+
+@contextlib.contextmanager
+def _silence() -> Iterator[None]:
+    """Standard output itself stays as it is: what other threads and Python write there is not lost."""
+    with _one_at_a_time:
+        streams = None if _shows_lines else _streams()
+        if streams is None:
+            yield
+            return
+        stdout, nowhere = streams
+        kept, stdout.value = stdout.value, nowhere
+        try:
+            yield
+        finally:
+            stdout.value = kept
+
+
 def _merged(defaults: Mapping[str, int], changes: Mapping[str, int]) -> Dict[str, int]:
     for name, value in changes.items():
         if name not in defaults:
-            nearest = difflib.get_close_matches(name, defaults, 1, 0.0)[0]
-            raise TypeError(f"there is no parameter {name}; the nearest is {nearest}")
-        if not isinstance(value, (int, np.integer)) or not -(2**31) <= value < 2**31:
-            raise ValueError(f"{name}: {value!r} is not a whole number of 32 bits")
+            nearest = difflib.get_close_matches(name, defaults, 1)
+            hint = f"did you mean {nearest[0]}?" if nearest else "there are " + ", ".join(defaults)
+            raise TypeError(f"there is no parameter {name}; {hint}")
+        if not isinstance(value, (int, np.integer)):
+            raise TypeError(f"{name}: must be a whole number, not {value!r}")
+        if not -(2**31) <= value < 2**31:
+            raise ValueError(f"{name}: {value!r} does not fit into 32 bits")
     return {name: int(changes.get(name, value)) for name, value in defaults.items()}
 
 
@@ -165,7 +183,11 @@ class _Handle:
             self.close()
 
     def _call(self, verb: str, *arguments: object) -> Any:
-        return getattr(_library(), f"zeto_{self._side}_wrapper_{verb}")(*arguments)
+        function = getattr(_library(), f"zeto_{self._side}_wrapper_{verb}")
+        if verb in ("process", "get_parameter"):  # these print nothing
+            return function(*arguments)
+        with _silence():
+            return function(*arguments)
 
     def _open(self) -> "ctypes._Pointer[_Head]":
         if self._handle is None:

@@ -10,13 +10,6 @@
 
 namespace support {
 
-// A parameter block at the length that the wrappers read.
-template <typename Param>
-union ParamBlock {
-  uint8_t bytes[ZETO_PARAM_BLOCK_BYTES];
-  Param param;
-};
-
 struct Downlink {
   zeto_rx_wrapper* const handle;
 
@@ -24,9 +17,8 @@ struct Downlink {
   ~Downlink() { zeto_rx_wrapper_deinit(handle); }
   Downlink(const Downlink&) = delete;
   void set(const zeto_rx_param& param) {
-    ParamBlock<zeto_rx_param> block = {};
-    block.param = param;
-    zeto_rx_wrapper_set_parameters(handle, &block.param);
+    const zeto_rx_param_block block = {param};
+    zeto_rx_wrapper_set_parameters(handle, &block);
   }
   void process(void* buffer, uint64_t byte_count) { zeto_rx_wrapper_process(handle, buffer, byte_count); }
 };

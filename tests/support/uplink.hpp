@@ -12,9 +12,8 @@ struct Uplink {
   ~Uplink() { zeto_tx_wrapper_deinit(handle); }
   Uplink(const Uplink&) = delete;
   void set(const zeto_tx_param& param) {
-    ParamBlock<zeto_tx_param> block = {};
-    block.param = param;
-    zeto_tx_wrapper_set_parameters(handle, &block.param);
+    const zeto_tx_param_block block = {param};
+    zeto_tx_wrapper_set_parameters(handle, &block);
   }
   void process(void* in1, void* in2, void* out, uint64_t byte_count) {
     zeto_tx_wrapper_process(handle, in1, in2, out, byte_count);
