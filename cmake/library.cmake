@@ -6,7 +6,8 @@ target_compile_options(zeto_objects PRIVATE ${zeto_freestanding_options})
 
 # A project around this one that names no kind of build would get a library that is ten times slower.
 set(zeto_optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES AND NOT " ${CMAKE_CXX_FLAGS}" MATCHES " -O")
+get_directory_property(zeto_given COMPILE_OPTIONS)
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES AND NOT " ${CMAKE_CXX_FLAGS};${zeto_given}" MATCHES "[ ;]-O")
   target_compile_options(zeto_objects PRIVATE -O3)
   set(zeto_optimised 1)
 endif()

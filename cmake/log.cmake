@@ -20,6 +20,9 @@ else()
     set(ZETO_LOG_STAND_IN ON)
     set(zeto_log_link -lzeto_log)
     add_library(zeto_log_stand_in ${zeto_kind} ${CMAKE_CURRENT_LIST_DIR}/log_stand_in.c)
+    if(NOT ZETO_SHARED)  # inside a host's own library it is no one else's
+      set_target_properties(zeto_log_stand_in PROPERTIES C_VISIBILITY_PRESET hidden)
+    endif()
     set_target_properties(zeto_log_stand_in PROPERTIES OUTPUT_NAME zeto_log POSITION_INDEPENDENT_CODE ON
       VERSION ${PROJECT_VERSION} SOVERSION 1)
     target_link_libraries(zeto_log INTERFACE zeto_log_stand_in)

@@ -20,7 +20,6 @@ int main(void) {
   const int ready = made && emitter->core && detector->core;
   zeto_rx_param_block chirp = {ZETO_RX_PARAM_DEFAULTS};
   zeto_tx_param_block hear = {ZETO_TX_PARAM_DEFAULTS};
-  hear.param.UltraHz_cand_dB = -40;  // the sweep starts quietly
   if (ready) zeto_rx_wrapper_set_parameters(emitter, &chirp);
   if (ready) zeto_tx_wrapper_set_parameters(detector, &hear);
   static float air[kEcho + kTotal];  // begins with 50 ms of silence, so air[t] is what is heard at sample t

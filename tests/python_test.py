@@ -106,6 +106,23 @@ class PythonTest(unittest.TestCase):
         failed = self.python("import zeto; zeto.Emitter()", ZETO_LIBRARY="/nowhere.so")
         self.assertIn("ZETO_LIBRARY may name its file", failed.stderr)
 
+    def test_children_of_a_busy_program_make_handles(self):
+        code = (
+            "import os, threading, zeto\n"
+            "def work():\n"
+            "    while True: zeto.Detector().close()\n"
+            "for _ in range(2): threading.Thread(target=work, daemon=True).start()\n"
+            "left = zeto.Detector()\n"
+            "for _ in range(5):\n"
+            "    child = os.fork()\n"
+            "    if child == 0:\n"
+            "        zeto.Emitter().close()\n"
+            "        os._exit(0)\n"
+            "    os.waitpid(child, 0)\n"
+            "print('done')"
+        )
+        self.assertEqual(self.python(code).stdout, "done\n")
+
     def test_keeps_the_library_out_of_the_programs_output(self):
         """While other threads print, and with a handle that the interpreter closes at its end."""
         code = (

@@ -7,6 +7,9 @@ set_target_properties(zeto_tool PROPERTIES
   INSTALL_RPATH "$ORIGIN/${library_from_tool}" INSTALL_RPATH_USE_LINK_PATH ON) # for liblog, as in libzeto.so
 install(TARGETS zeto_tool OPTIONAL)
 
+if(NOT ZETO_SHARED)  # the module loads the shared library
+  return()
+endif()
 set(module /prefix/${ZETO_PYTHON_DIR}/zeto)
 file(RELATIVE_PATH library ${module} /prefix/${CMAKE_INSTALL_LIBDIR}/libzeto.so.1)
 file(RELATIVE_PATH tool ${module} /prefix/${CMAKE_INSTALL_BINDIR}/zeto)

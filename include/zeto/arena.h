@@ -51,8 +51,9 @@ ZETO_API int64_t zeto_get_use_size(int32_t slot);
 ZETO_API void* malloc_buffer(int32_t slot, uint32_t size);
 
 /** Takes `size` bytes at the current address rounded up to `alignment` bytes, not zero-filled.
- *  @param alignment  a power of two from 4. Multiples of 4 that are not powers of two are accepted, but then round with
- *                    the nearest power of two's mask after adding alignment - 1 (0 and below: no mask), so the result
+ *  @param alignment  a power of two from 4. Typical: 16. Multiples of 4 that are not powers of two are accepted, but
+ *                    then round with the nearest power of two's mask after adding alignment - 1 (0 and below: no
+ *                    mask), so the result
  *                    may lie below the current address. Anything else is refused before the slot is touched.
  *  @return the bytes, or null. A request beyond the limit leaves the current address at its rounded value. */
 ZETO_API void* align_malloc(int32_t slot, int32_t alignment, uint32_t size);

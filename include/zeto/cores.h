@@ -11,9 +11,9 @@
  *
  *  Blocks are 480 samples, 10 ms at 48000 Hz, the only supported rate. Samples are signed 16-bit, full scale 32768.
  *
- *  Which parameters work: all six of the emitter's have an effect. Of the detector's eleven, UltraHz_floor has almost
- *  no effect on the result, UltraHz_spare1 and UltraHz_spare2 have none, and UltraHz_smooth is best left at 0. To tune,
- *  change UltraHz_cand_dB; to change the sweep, change both sides alike.
+ *  What each parameter is good for: all six of the emitter's have an effect. Of the detector's eleven, UltraHz_floor
+ *  has almost no effect on the result, UltraHz_spare1 and UltraHz_spare2 have none, and UltraHz_smooth is best left at
+ *  0. To tune, change UltraHz_cand_dB; to change the sweep, change both sides alike.
  *
  *  Standard output: init, reinit, set_param and destroy each print one line, whose text is part of the interface and
  *  looks odd:
@@ -35,7 +35,8 @@
  *  Threads: one state block, one thread at a time. init registers the block with the arena (zeto/arena.h), slot 0 for
  *  the detector and slot 1 for the emitter; the last one initialised holds the slot.
  *
- *  Real time: the process calls allocate nothing, take no lock, print nothing. The others print, see above.
+ *  Real time: the process calls allocate nothing, take no lock, print nothing. init, reinit,
+ *  set_param and destroy print, see above.
  */
 #ifndef ZETO_CORES_H
 #define ZETO_CORES_H
@@ -139,7 +140,8 @@ typedef struct zeto_tx_param {
    *  17150 times its length in s gives a distance in cm. Results fold at half of it. Typical: 1000. */
   int32_t UltraHz_period;
   /** Level that a spectrum's peak must exceed to count, dB over an unscaled bin power of 1. Typical: -20 for echoes
-   *  down to a quarter of the reference, -40 down to a fiftieth, -60 for all that noise leaves over. (With the default
+   *  down to a quarter of the reference, -40 down to a fiftieth, -60 leaves the choice to the
+   *  agreement alone. (With the default
    *  sweep an echo of a half reads -15 dB where the sweep starts and +20 dB where it ends, one of a twentieth 20 dB
    *  less.) */
   int32_t UltraHz_cand_dB;

@@ -1,7 +1,7 @@
 /** @file
  *  Real Fourier transform of 1 to 512 samples, single precision, any length, in place. Hosts do not need it; it is the
  *  detector's, exported. Its names, some without the zeto_ prefix, are fixed by the interface. Typical: zeto_fft_init()
- *  once, then zeto_rfft_float() on 512 samples.
+ *  once, then zeto_rfft_float() on 512 samples in a buffer of 514 floats.
  *
  *  Spectrum order ("packed", n floats), with X_k = sum over j of x_j exp(-2 pi i j k / n), no scaling: [0] Re X_0;
  *  [2k-1] Re X_k and [2k] Im X_k for k = 1 .. (n-1)/2;  [n-1] Re X_(n/2), for even n only. "Interleaved" order (n + 2

@@ -27,7 +27,6 @@
  *    if (!detector || !detector->state || !detector->core) return 1;
  *    zeto_rx_param_block chirp = {ZETO_RX_PARAM_DEFAULTS};
  *    zeto_tx_param_block hear = {ZETO_TX_PARAM_DEFAULTS};
- *    hear.param.UltraHz_cand_dB = -40;  // quieter echoes count as well
  *    zeto_rx_wrapper_set_parameters(emitter, &chirp);
  *    zeto_tx_wrapper_set_parameters(detector, &hear);
  *
@@ -54,14 +53,15 @@
  *  Reading the measurement:
  *  - A new one comes every 9600 samples (200 ms). Count the samples handed to zeto_tx_wrapper_process() since init,
  *    from 0: a new measurement is in every sample i of the output with (i + 1) % 9600 == 0, and stays until the next.
- *    Equal ones may follow each other, so a change of value does not tell. set_parameters does not restart the count.
- *  - Before the first, the output is 0: nothing yet. While UltraHz_scope, UltraHz_period and UltraHz_smooth have their
- *    defaults, measured delays are 3 or more, and 0 can only mean that.
+ *    Equal ones may follow each other, so a change of value does not tell.
+ *  - Before the first the output is 0: nothing yet. After set_parameters it is 0 again until the next one; the count
+ *    goes on. A measured 0 is rare but possible, so the count is what tells.
  *  - ZETO_REJECTED, -1000: the analysis found no echo on which all of it agrees. The first measurement usually is a
- *    rejection, and so is about one of five where the sweep starts over; hold the last accepted one meanwhile. Five
- *    rejections in a row mean that there is no echo above the threshold.
+ *    rejection, and about one in five, where the sweep starts over, is rejected too; hold the last accepted one
+ *    meanwhile. Many in a row mean no echo, one below the threshold, or too much noise.
  *  - With the defaults the unit is ms and one step of the spectrum is 3.9 ms, 67 cm of distance: expect 2 ms more or
- *    less. Delays below 4 ms read 3. Delays above 500 ms fold: 600 reads as 400, and nothing tells.
+ *    less. Delays up to 5 ms read 3, and a delay of exactly 0 (a loopback) is mostly rejected. Delays above 500 ms fold
+ *    without notice: 600 reads as 400.
  *
  *  A handle takes the host's buffers of any length in one of four sample formats and runs its core over blocks of 480
  *  samples, 10 ms at 48000 Hz. Buffers are mono; a host with stereo hands over one channel. What comes back is 479
@@ -120,13 +120,13 @@ extern "C" {
 /** Samples by which everything comes back late, 9.98 ms. */
 #define ZETO_LATENCY 479
 
-/** The host's sample format; see the table above. */
-typedef enum zeto_format {
+/** Values of format_type; see the table above. */
+enum zeto_format {
   ZETO_FORMAT_PCM16 = 1,      /**< 16-bit integer */
   ZETO_FORMAT_PCM24_IN32 = 2, /**< 24-bit integer in 32 bits */
   ZETO_FORMAT_PCM32 = 3,      /**< 32-bit integer */
   ZETO_FORMAT_FLOAT = 4       /**< 32-bit float */
-} zeto_format;
+};
 
 /** Bytes that set_parameters reads from a parameter block, of which its core uses the first few. */
 #define ZETO_PARAM_BLOCK_BYTES 80
@@ -134,13 +134,13 @@ typedef enum zeto_format {
 /** What zeto_rx_wrapper_set_parameters() reads: `zeto_rx_param_block chirp = {ZETO_RX_PARAM_DEFAULTS};`. */
 typedef union zeto_rx_param_block {
   zeto_rx_param param;                   /**< the emitter's words */
-  uint8_t bytes[ZETO_PARAM_BLOCK_BYTES]; /**< all that is read; what lies behind the words has no effect */
+  uint8_t bytes[ZETO_PARAM_BLOCK_BYTES]; /**< all that is read; what lies behind the words may hold anything */
 } zeto_rx_param_block;
 
 /** What zeto_tx_wrapper_set_parameters() reads: `zeto_tx_param_block hear = {ZETO_TX_PARAM_DEFAULTS};`. */
 typedef union zeto_tx_param_block {
   zeto_tx_param param;                   /**< the detector's words */
-  uint8_t bytes[ZETO_PARAM_BLOCK_BYTES]; /**< all that is read; what lies behind the words has no effect */
+  uint8_t bytes[ZETO_PARAM_BLOCK_BYTES]; /**< all that is read; what lies behind the words may hold anything */
 } zeto_tx_param_block;
 
 /** A circular buffer of samples that never refuses: writing to a full one drops its oldest samples, reading from an
@@ -187,7 +187,7 @@ typedef struct zeto_rx_wrapper {
 
 /** Creates a downlink handle.
  *  @param sample_rate  Hz; anything but 48000 is logged as an error and gives null.
- *  @param format_type  a zeto_format.
+ *  @param format_type  one of ZETO_FORMAT_PCM16 to ZETO_FORMAT_FLOAT.
  *  @return the handle, or null. If a buffer could not be had, a handle with state 0. If only the core's block
  *          could not be had, a handle with state 1 whose process calls return the host's own samples, 479 late. */
 ZETO_API zeto_rx_wrapper* zeto_rx_wrapper_init(uint32_t sample_rate, int32_t format_type);

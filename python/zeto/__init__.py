@@ -11,7 +11,7 @@ module, else the system's libzeto.
 
 Parameters have the names, units, order and defaults of zeto/cores.h (ZETO_RX_PARAM_DEFAULTS, ZETO_TX_PARAM_DEFAULTS).
 
-Standard output: the library's cores print a line when a handle is created, set or closed. The module drops these lines;
+Standard output: the library's cores print lines while a handle is made, set or closed. The module drops them;
 zeto.quiet(False) shows them.
 
 A handle is for one thread at a time; different handles are independent. Calls release the interpreter's lock.

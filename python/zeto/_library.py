@@ -6,6 +6,7 @@ import difflib
 import enum
 import functools
 import os
+import sys
 import threading
 from types import TracebackType
 from typing import Any, Dict, Iterator, Mapping, Optional, Tuple, Type, TypeVar, Union
@@ -77,11 +78,15 @@ def _library() -> ctypes.CDLL:
 
 _shows_lines = False
 _one_at_a_time = threading.RLock()  # a handle may be closed by the garbage collector amid another's call
+if hasattr(os, "register_at_fork"):  # a child has but one thread: no other may hold the lock, nor the stream be swapped
+    os.register_at_fork(
+        before=_one_at_a_time.acquire, after_in_parent=_one_at_a_time.release, after_in_child=_one_at_a_time.release)
 
 
 def quiet(on: bool = True) -> None:
     """Whether the lines that the library's cores print are dropped, as they are from the start, or go to C's standard
-    output. (With a C library other than glibc they cannot be dropped.)"""
+    output. While a handle is made, set or closed, what C code in other threads prints through C's stdout is dropped with
+    them. (With a C library other than glibc nothing is dropped.)"""
     global _shows_lines
     _shows_lines = not on
 
@@ -99,8 +104,8 @@ def _streams() -> Optional[Tuple[ctypes.c_void_p, int]]:
 
 @contextlib.contextmanager
 def _silence() -> Iterator[None]:
-    """Standard output itself stays as it is: what other threads and Python write there is not lost."""
-    with _one_at_a_time:
+    """The descriptor stays as it is, so what Python writes in other threads is not lost."""
+    with contextlib.nullcontext() if sys.is_finalizing() else _one_at_a_time:  # other threads are gone, with the lock
         streams = None if _shows_lines else _streams()
         if streams is None:
             yield
