@@ -17,6 +17,7 @@ zeto.quiet(False) shows them.
 A handle is for one thread at a time; different handles are independent. Calls release the interpreter's lock.
 """
 from ._defaults import __version__
+from ._host import Findings, Host, Reading, sets
 from ._library import (
     BLOCK,
     DETECTOR_DEFAULTS,
@@ -41,9 +42,13 @@ __all__ = [
     "SAMPLE_RATE",
     "Detector",
     "Emitter",
+    "Findings",
     "Format",
+    "Host",
+    "Reading",
     "ZetoError",
     "__version__",
     "measurements",
     "quiet",
+    "sets",
 ]

@@ -54,13 +54,13 @@ def beside_this(relative: str) -> str:
 
 
 @functools.lru_cache(maxsize=None)
-def _library() -> ctypes.CDLL:
+def library() -> ctypes.CDLL:
     named = os.environ.get("ZETO_LIBRARY") or beside_this(LIBRARY)
     path = named or ctypes.util.find_library("zeto") or "libzeto.so.1"
     try:
-        library = ctypes.CDLL(path)
+        loaded = ctypes.CDLL(path)
         for side in ("rx", "tx"):
-            call = functools.partial(getattr, library)
+            call = functools.partial(getattr, loaded)
             buffers = [ctypes.c_void_p] * (1 if side == "rx" else 3)
             for verb, arguments, result in (
                 ("init", [ctypes.c_uint32, ctypes.c_int32], ctypes.POINTER(_Head)),
@@ -73,7 +73,7 @@ def _library() -> ctypes.CDLL:
                 function.argtypes, function.restype = arguments, result
     except (OSError, AttributeError) as error:
         raise ZetoError(f"cannot use libzeto ({error}); ZETO_LIBRARY may name its file") from error
-    return library
+    return loaded
 
 
 _shows_lines = False
@@ -103,7 +103,7 @@ def _streams() -> Optional[Tuple[ctypes.c_void_p, int]]:
 
 
 @contextlib.contextmanager
-def _silence() -> Iterator[None]:
+def silence() -> Iterator[None]:
     """The descriptor stays as it is, so what Python writes in other threads is not lost."""
     with contextlib.nullcontext() if sys.is_finalizing() else _one_at_a_time:  # other threads are gone, with the lock
         streams = None if _shows_lines else _streams()
@@ -135,16 +135,32 @@ Self = TypeVar("Self", bound="_Handle")
 Sample = TypeVar("Sample", np.int16, np.int32, np.float32)
 
 
+def checked_format(number: Union[Format, int]) -> Format:
+    try:
+        return Format(number)  # the library takes any number, and then never returns from processing
+    except ValueError:
+        raise ValueError(f"format {number!r} is none of 1 (16-bit), 2 (24-bit), 3 (32-bit), 4 (float)") from None
+
+
+def checked(name: str, samples: NDArray[Sample], format: Format) -> NDArray[Sample]:
+    if not isinstance(samples, np.ndarray):
+        raise TypeError(f"{name}: a NumPy array is needed, not {type(samples).__name__}")
+    if samples.dtype != format.dtype:
+        raise TypeError(f"{name}: format {format.name} takes {format.dtype}, not {samples.dtype}")
+    if samples.ndim != 1:
+        raise ValueError(f"{name}: one channel is needed, not an array of {samples.ndim} dimensions")
+    if not samples.flags.c_contiguous or not samples.flags.aligned:
+        raise ValueError(f"{name}: samples must lie one behind the other (numpy.ascontiguousarray)")
+    return samples
+
+
 class _Handle:
     _side: str
     _defaults: Mapping[str, int]
 
     def __init__(self, format: Union[Format, int] = Format.INT16, **parameters: int) -> None:
         self._handle: "Optional[ctypes._Pointer[_Head]]" = None
-        try:
-            self.format = Format(format)  # the library takes any number, and then never returns from processing
-        except ValueError:
-            raise ValueError(f"format {format!r} is none of 1 (16-bit), 2 (24-bit), 3 (32-bit), 4 (float)") from None
+        self.format = checked_format(format)
         self._set = _merged(self._defaults, parameters)
         handle: "ctypes._Pointer[_Head]" = self._call("init", SAMPLE_RATE, self.format)  # may be null
         if not handle:
@@ -188,10 +204,10 @@ class _Handle:
             self.close()
 
     def _call(self, verb: str, *arguments: object) -> Any:
-        function = getattr(_library(), f"zeto_{self._side}_wrapper_{verb}")
+        function = getattr(library(), f"zeto_{self._side}_wrapper_{verb}")
         if verb in ("process", "get_parameter"):  # these print nothing
             return function(*arguments)
-        with _silence():
+        with silence():
             return function(*arguments)
 
     def _open(self) -> "ctypes._Pointer[_Head]":
@@ -200,15 +216,7 @@ class _Handle:
         return self._handle
 
     def _checked(self, name: str, samples: NDArray[Sample]) -> NDArray[Sample]:
-        if not isinstance(samples, np.ndarray):
-            raise TypeError(f"{name}: a NumPy array is needed, not {type(samples).__name__}")
-        if samples.dtype != self.format.dtype:
-            raise TypeError(f"{name}: format {self.format.name} takes {self.format.dtype}, not {samples.dtype}")
-        if samples.ndim != 1:
-            raise ValueError(f"{name}: one channel is needed, not an array of {samples.ndim} dimensions")
-        if not samples.flags.c_contiguous or not samples.flags.aligned:
-            raise ValueError(f"{name}: samples must lie one behind the other (numpy.ascontiguousarray)")
-        return samples
+        return checked(name, samples, self.format)
 
 
 class Emitter(_Handle):

@@ -1,0 +1,89 @@
+#include "host/band.hpp"
+
+#include <math.h>
+#include <string.h>
+
+namespace zeto::host {
+namespace {
+
+constexpr int kLanes = 4;
+constexpr double kPi = 3.14159265358979323846;
+constexpr double kCutoff = 3000.0;  // Hz from the centre
+constexpr double kBeta = 7.0;       // of the Kaiser window: 70 dB
+
+// The modified Bessel function of order 0, by its series.
+double bessel_i0(double x) noexcept {
+  double sum = 1.0;
+  double term = 1.0;
+  for (int k = 1; k < 40; ++k) {
+    term *= (x / (2.0 * k)) * (x / (2.0 * k));
+    sum += term;
+  }
+  return sum;
+}
+
+// Of lanes that were summed side by side, in a fixed order.
+float total(const float (&lane)[kLanes]) noexcept {
+  return (lane[0] + lane[1]) + (lane[2] + lane[3]);
+}
+
+}  // namespace
+
+Complex dot(BandRun a, BandRun b, int n) noexcept {
+  float re[kLanes] = {};
+  float im[kLanes] = {};
+  for (int i = 0; i < n; i += kLanes) {
+    for (int k = 0; k < kLanes; ++k) {
+      re[k] += a.re[i + k] * b.re[i + k] + a.im[i + k] * b.im[i + k];
+      im[k] += a.re[i + k] * b.im[i + k] - a.im[i + k] * b.re[i + k];
+    }
+  }
+  return {total(re), total(im)};
+}
+
+float energy(BandRun a, int n) noexcept {
+  float sum[kLanes] = {};
+  for (int i = 0; i < n; i += kLanes) {
+    for (int k = 0; k < kLanes; ++k) sum[k] += a.re[i + k] * a.re[i + k] + a.im[i + k] * a.im[i + k];
+  }
+  return total(sum);
+}
+
+void BandFilter::init() noexcept {
+  for (int i = 0; i < kTaps; ++i) {
+    const double t = i - 0.5 * (kTaps - 1);
+    const double x = 2.0 * t / (kTaps - 1);
+    const double window = bessel_i0(kBeta * sqrt(1.0 - x * x)) / bessel_i0(kBeta);
+    const double tap = window * sin(2.0 * kPi * kCutoff / kSampleRate * t) / (kPi * t);
+    const double phase = 2.0 * kPi * kBandCentre / kSampleRate * (kTaps - 1 - i);
+    re_[i] = static_cast<float>(tap * cos(phase));
+    im_[i] = static_cast<float>(tap * sin(phase));
+  }
+  restart();
+}
+
+void BandFilter::restart() noexcept {
+  memset(past_, 0, sizeof past_);
+}
+
+BandBuffer<kBandBlock> BandFilter::run(const float* samples) noexcept {
+  BandBuffer<kBandBlock> out;
+  memcpy(past_ + kPast, samples, kBlock * sizeof *samples);
+  for (int m = 0; m < kBandBlock; ++m) {
+    const float* const x = past_ + m * kDecimation;
+    float sum_re[kLanes] = {};
+    float sum_im[kLanes] = {};
+    for (int i = 0; i < kTaps; i += kLanes) {
+      for (int k = 0; k < kLanes; ++k) {
+        sum_re[k] += re_[i + k] * x[i + k];
+        sum_im[k] += im_[i + k] * x[i + k];
+      }
+    }
+    out.re[m] = total(sum_re);
+    out.im[m] = total(sum_im);
+  }
+  memmove(past_, past_ + kBlock, kPast * sizeof *past_);
+  return out;
+}
+
+}  // namespace zeto::host

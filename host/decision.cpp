@@ -1,0 +1,147 @@
+#include "host/decision.hpp"
+
+#include <math.h>
+#include <string.h>
+
+namespace zeto::host {
+namespace {
+
+// Seconds that a moving target's reading is ahead of the end of its frame: its Doppler shift adds to the beat what the
+// target would move in kMeanHz / slope, while the 200 ms themselves lie behind by half.
+constexpr double kMeanHz = 19500.0;
+constexpr double kFrameSeconds = kFrame / kSampleRate;
+
+constexpr double kAgreeCm = 6.0;  // what a hand of 0.3 m/s moves from one reading to the next
+constexpr double kMostCmPerFrame = 12.0;
+
+constexpr float kNoteworthy = 1.0f;       // times the noise: what a steady sound must have to be looked into
+constexpr float kSteadyShare = 0.25f;     // of all that is not background: less is chance
+constexpr float kExplained = 0.35f;       // of the steady part, by one echo: a target's own reflections are the rest
+constexpr float kLeastExplained = 0.01f;  // times the noise: below, it may be what is wrong with the background
+constexpr float kMisplaced = 0.3f;
+constexpr float kChance = 4.0f;  // times what noise makes
+constexpr float kLoud = 0.25f;   // times the background
+constexpr float kHidden = 3.0f;  // times the noise: what may hide a target for a moment
+
+// No echo is stronger than that of a mirror, spacing over way, in amplitude against the direct sound. The body of the
+// phone weakens the direct sound; what is out of reach gets less of an allowance, for it is more likely another phone.
+constexpr double kAllowance = 8.0;
+constexpr double kAllowanceOutOfReach = 4.0;
+constexpr double kLeastHalfSpacing = 0.5;  // cm
+
+// An echo as late as the direct sound: a hand on the phone is strong there, a drifting clock begins weak.
+constexpr double kTouchCm = 1.4;
+constexpr double kTouchLevel = 0.25;
+
+constexpr int kLasting = 2;  // frames of trouble before it is said
+constexpr int kCalm = 10;    // frames without, before it is over
+
+}  // namespace
+
+void Decision::init(const zeto_set& set, double spacing_cm) noexcept {
+  set_ = &set;
+  half_spacing_ = 0.5 * spacing_cm;
+}
+
+void Decision::start(const Learned& learned) noexcept {
+  learned_ = &learned;
+  frame_ = 0;
+  suspected_ = 0;
+  cause_ = ZETO_HOST_NO_CAUSE;
+  calm_ = 0;
+  level_db_ = 0.0f;
+  memset(echoes_, 0, sizeof echoes_);
+}
+
+double Decision::distance_of(double half_cm) const noexcept {
+  const double square = half_cm * half_cm - half_spacing_ * half_spacing_;
+  return half_cm > 0.0 && square > 0.0 ? sqrt(square) : 0.0;
+}
+
+bool Decision::is_in_reach(double half_cm) const noexcept {
+  return half_cm >= 0.0 && distance_of(half_cm) <= static_cast<double>(set_->greatest_cm);
+}
+
+int Decision::cause_of(bool valid, double half_cm, float explained, const Sight& sight) const noexcept {
+  const float misplaced = fmaxf(kMisplaced, kChance * sight.misplaced_by_noise);
+  if (sight.misplaced > misplaced && learned_->far_energy > learned_->noise / kBandFrame) return ZETO_HOST_ALIGNMENT;
+  if (valid) {
+    const double level = sqrt(static_cast<double>(explained / learned_->direct_energy));
+    const double mirror = fmax(half_spacing_, kLeastHalfSpacing) / fmax(fabs(half_cm), kLeastHalfSpacing);
+    const double most = fmin(1.0, (is_in_reach(half_cm) ? kAllowance : kAllowanceOutOfReach) * mirror);
+    if (half_cm < half_spacing_ + kTouchCm && level < kTouchLevel && half_cm >= 0.0) return ZETO_HOST_ALIGNMENT;
+    if (level > most || (half_cm < 0.0 && explained > 0.5f * learned_->noise)) {
+      return half_cm < half_spacing_ + kTouchCm ? ZETO_HOST_ALIGNMENT : ZETO_HOST_FOREIGN;
+    }
+  }
+  const bool noteworthy = sight.steady > fmaxf(kNoteworthy * learned_->noise, kSteadyShare * sight.energy);
+  if (noteworthy && explained < kExplained * sight.steady) return ZETO_HOST_FOREIGN;
+  return ZETO_HOST_NO_CAUSE;
+}
+
+void Decision::take(Delay delay, float explained, const Sight& sight, zeto_host_reading& reading) noexcept {
+  const double half_cm = 0.5 * kCmPerSample * (delay.samples - learned_->lead);
+  const int trouble = cause_of(delay.valid, half_cm, explained, sight);
+  suspected_ = trouble == ZETO_HOST_NO_CAUSE ? 0 : suspected_ + 1;
+  if (suspected_ >= kLasting) {
+    cause_ = trouble;
+    calm_ = 0;
+  } else if (cause_ != ZETO_HOST_NO_CAUSE) {
+    const bool calm = trouble == ZETO_HOST_NO_CAUSE && sight.steady < kNoteworthy * learned_->noise;
+    calm_ = calm ? calm_ + 1 : 0;
+    if (calm_ >= kCalm) cause_ = ZETO_HOST_NO_CAUSE;
+  }
+
+  const bool loud = sight.energy > kLoud * learned_->background && explained < kExplained * sight.energy;
+  const bool clear = cause_ == ZETO_HOST_NO_CAUSE && trouble == ZETO_HOST_NO_CAUSE && !loud;
+  memmove(echoes_, echoes_ + 1, sizeof echoes_ - sizeof *echoes_);
+  Echo& newest = echoes_[kMemory - 1];
+  newest = {clear && delay.valid && is_in_reach(half_cm) && explained > kLeastExplained * learned_->noise, frame_,
+            half_cm};
+  if (newest.valid) level_db_ = 10.0f * log10f(explained / learned_->direct_energy);
+
+  const bool may_be_hidden = sight.energy > kHidden * learned_->noise;
+  reading.state = ZETO_HOST_NOBODY;
+  if (cause_ != ZETO_HOST_NO_CAUSE || loud) {
+    reading.state = ZETO_HOST_DISTURBED;
+    reading.cause = cause_ != ZETO_HOST_NO_CAUSE ? cause_ : ZETO_HOST_NOISE;
+  } else if ((newest.valid || may_be_hidden) && show(reading)) {
+    reading.state = ZETO_HOST_TARGET;
+  }
+  ++frame_;
+}
+
+// A line through those of the last readings that agree with the latest, by least squares; false if there are not two.
+bool Decision::show(zeto_host_reading& reading) noexcept {
+  const Echo* latest = nullptr;
+  for (const Echo& echo : echoes_) {
+    if (echo.valid) latest = &echo;
+  }
+  if (latest == nullptr) return false;
+  int n = 0;
+  double t = 0.0, h = 0.0, tt = 0.0, th = 0.0;
+  for (const Echo& echo : echoes_) {
+    if (!echo.valid || fabs(echo.half_cm - latest->half_cm) > kAgreeCm) continue;
+    const double at = echo.frame - latest->frame;
+    ++n;
+    t += at;
+    h += echo.half_cm;
+    tt += at * at;
+    th += at * echo.half_cm;
+  }
+  if (n < 2) return false;
+  const double mean_t = t / n;
+  const double mean_h = h / n;
+  double rise = (th - n * mean_t * mean_h) / (tt - n * mean_t * mean_t);  // cm a frame
+  if (n == 2) rise *= 0.5;                                                // two points are no line yet
+  rise = fmax(-kMostCmPerFrame, fmin(kMostCmPerFrame, rise));
+  const double ahead = kMeanHz / set_->sweep.slope_hz_s - 0.5 * kFrameSeconds;
+  const double half_cm = mean_h - (mean_t + ahead / kFrameSeconds) * rise;
+  reading.distance_cm = static_cast<float>(distance_of(half_cm));
+  reading.speed_cm_s = static_cast<float>(rise / kFrameSeconds);
+  reading.age_s = static_cast<float>((frame_ - latest->frame) * kFrameSeconds);
+  reading.level_db = level_db_;
+  return true;
+}
+
+}  // namespace zeto::host

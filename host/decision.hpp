@@ -1,0 +1,44 @@
+// What is shown, out of what detectors agree on and what the watch sees.
+#pragma once
+
+#include "host/vernier.hpp"
+#include "host/watch.hpp"
+
+namespace zeto::host {
+
+class Decision {
+ public:
+  void init(const zeto_set& set, double spacing_cm) noexcept;
+  void start(const Learned& learned) noexcept;
+
+  // After each frame. @param explained  of the frame, by an echo as late as `delay`.
+  // Fills in all of the reading but `end` and `number`.
+  void take(Delay delay, float explained, const Sight& sight, zeto_host_reading& reading) noexcept;
+
+ private:
+  static constexpr int kMemory = 5;  // readings, of which two must agree
+
+  // Half of the sound's way, cm: what a reading is until it is shown.
+  struct Echo {
+    bool valid;
+    int frame;
+    double half_cm;
+  };
+
+  int cause_of(bool valid, double half_cm, float explained, const Sight& sight) const noexcept;
+  bool is_in_reach(double half_cm) const noexcept;
+  bool show(zeto_host_reading& reading) noexcept;
+  double distance_of(double half_cm) const noexcept;
+
+  const zeto_set* set_;
+  const Learned* learned_;
+  double half_spacing_;  // cm
+  int frame_;
+  int suspected_;   // frames in a row
+  int cause_;       // once it has lasted
+  int calm_;        // frames since without trouble
+  float level_db_;  // of the target shown last
+  Echo echoes_[kMemory];
+};
+
+}  // namespace zeto::host

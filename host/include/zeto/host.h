@@ -1,0 +1,195 @@
+/** @file
+ *  The host kit: what a host does around the library to see a hand. A static library beside libzeto, on top of its
+ *  exported interface; none of it is in libzeto.so.
+ *
+ *  In a phone the loudspeaker reaches the microphone directly, tens of milliseconds late and many times louder than any
+ *  echo, so that a detector on the plain inputs measures the device itself. The kit
+ *  - plays a *sweep table* of 200 ms, the detector's own rhythm, with a slope that makes a step of the spectrum 2.9 cm;
+ *  - holds the reference back by the device's *latency*, which it finds in the sound itself;
+ *  - takes the *background*, the mean of what is heard with nobody there, off the microphone;
+ *  - reads several detectors on references staggered by a few samples, as on a *vernier*, and averages them;
+ *  - watches whether latency and background still hold;
+ *  - and decides what to show: two readings of the last five that agree, in centimetres.
+ *
+ *  One object does all of it:
+ *
+ *  @code{.c}
+ *  const zeto_host_param param = {zeto_find_set("hand"), ZETO_FORMAT_PCM16, 5.0f};
+ *  void* memory = aligned_alloc(16, zeto_host_bytes(&param));
+ *  zeto_host* host = zeto_host_init(memory, &param);
+ *  zeto_host_learn(host);                                             // nobody there for three seconds
+ *  // in the audio callbacks, buffers of any length:
+ *  zeto_host_play(host, speaker, speaker_bytes);
+ *  const zeto_host_reading now = zeto_host_capture(host, microphone, microphone_bytes);
+ *  if (now.state == ZETO_HOST_TARGET) printf("%.1f cm\n", now.distance_cm);
+ *  @endcode
+ *
+ *  Distance. Sound goes from the loudspeaker to the target and back to the microphone. `spacing_cm` is the distance
+ *  between these two, and a distance d is that straight ahead of the middle between them: the way is
+ *  2 sqrt(d^2 + (spacing / 2)^2), at 343 m/s (20 degrees Celsius).
+ *
+ *  Ownership: the caller provides all memory and frees it when no call will follow; there is no exit call. A sweep table
+ *  and its buffers are the caller's. Nothing else is held.
+ *
+ *  Bad input: a null pointer, an unknown format or a set that the kit cannot play makes init return null and
+ *  zeto_host_bytes() 0; calls on a null object or a null buffer do nothing, and capture then returns a reading of zeros.
+ *  Byte counts must be multiples of the sample's bytes; what is left over is not touched. Samples may be anything: NaN
+ *  counts as 0, infinities as full scale.
+ *
+ *  Threads: play, and all other calls, may run on two threads: what is played does not depend on what is captured. The
+ *  other calls take turns. init registers detectors and emitter with the arena (zeto/arena.h), so inits take turns with
+ *  all inits of the library.
+ *
+ *  Real time: play, learn and capture allocate nothing, take no lock, print nothing and make no system call. The work of
+ *  learning is spread over the three seconds. init prints the lines of the library's cores (zeto/cores.h).
+ */
+#ifndef ZETO_HOST_H
+#define ZETO_HOST_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "zeto/cores.h"
+#include "zeto/wrappers.h"
+
+#ifndef ZETO_HOST_API
+#define ZETO_HOST_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Most sweeps of a table. */
+#define ZETO_SWEEP_MAX 8
+
+/** A table of sweeps that start over, to be played in a loop. */
+typedef struct zeto_sweep {
+  int32_t start_hz;   /**< start of each sweep, Hz; see zeto_rx_param. Typical: 18000 */
+  int32_t slope_hz_s; /**< rise, Hz per second: span_hz of a zeto_rx_param with a period of a second. Typical: 93750.
+                           Above 24000 Hz a sweep folds back, and stays ultrasonic */
+  int32_t amp_milli;  /**< amplitude throughout, 1/1000 of full scale. Typical: 160 */
+  int32_t fade_us;    /**< each sweep rises from and falls to silence by a quarter of a cosine, microseconds. A restart
+                           without a fade clicks. Typical: 2000 */
+  int32_t restart_ms[ZETO_SWEEP_MAX]; /**< length of each sweep, ms; the first 0 ends the list. Typical: 72, 64, 64 */
+} zeto_sweep;
+
+/** @return samples of the table, or 0 if there is no sweep, one is below 0, or all are longer than a second. */
+ZETO_HOST_API uint32_t zeto_sweep_len(const zeto_sweep* sweep);
+
+/** Makes the table by the library's emitter.
+ *  @param scratch  room for an emitter's state, cal_zeto_rx_struct_malloc_size() bytes aligned to 8.
+ *  @param table    zeto_sweep_len() samples.
+ *  Not for the audio thread: the emitter prints lines. A bad sweep does nothing. */
+ZETO_HOST_API void zeto_sweep_make(const zeto_sweep* sweep, void* scratch, int16_t* table);
+
+/** Copies a table into a playback buffer, over and over.
+ *  @param len          samples of the table; 0 does nothing.
+ *  @param position     where the table goes on, 0 to len - 1; moved on.
+ *  @param format_type  one of ZETO_FORMAT_PCM16 to ZETO_FORMAT_FLOAT; anything else does nothing. Samples are the 16-bit
+ *                      ones, exactly: times 256, times 65536, divided by 32768. */
+ZETO_HOST_API void zeto_sweep_play(const int16_t* table, uint32_t len, uint32_t* position, int32_t format_type,
+                                   void* buffer, uint64_t byte_count);
+
+/** A named choice of everything that must fit together. */
+typedef struct zeto_set {
+  const char* name;
+  const char* tells;   /**< what it can tell, a sentence */
+  const char* fails;   /**< what it cannot, a sentence */
+  zeto_rx_param chirp; /**< for the plain wrappers: what to play without restarts */
+  zeto_tx_param hear;  /**< for the plain wrappers; the kit's own detectors as well, if there is a sweep */
+  zeto_sweep sweep;    /**< what the kit plays; no sweeps: a set for the plain wrappers only */
+  int32_t detectors;   /**< staggered detectors on each frame of 200 ms */
+  int32_t slow;        /**< as many more on the sum of the last `slow_frames` frames, for faint targets at rest */
+  int32_t slow_frames; /**< 1 to ZETO_SLOW_MAX */
+  float least_cm;      /**< nearest target shown */
+  float greatest_cm;   /**< farthest target shown */
+  float step_cm;       /**< one step of a detector's spectrum, in distance */
+} zeto_set;
+
+/** Most frames that slow detectors add up. */
+#define ZETO_SLOW_MAX 8
+
+/** The named sets: "default", "finer", "hand", "room".
+ *  @return the set of that name, or null. */
+ZETO_HOST_API const zeto_set* zeto_find_set(const char* name);
+
+/** @return the set of that number, from 0, or null behind the last. */
+ZETO_HOST_API const zeto_set* zeto_get_set(uint32_t number);
+
+/** What the kit makes of the last 200 ms. */
+enum zeto_host_state {
+  ZETO_HOST_LEARNING = 1, /**< nothing learned yet, or learning */
+  ZETO_HOST_NOBODY = 2,   /**< no target in reach */
+  ZETO_HOST_TARGET = 3,   /**< a target at `distance_cm` */
+  ZETO_HOST_DISTURBED = 4 /**< cannot tell, see `cause` */
+};
+
+/** Why a reading is ZETO_HOST_DISTURBED. */
+enum zeto_host_cause {
+  ZETO_HOST_NO_CAUSE = 0,
+  ZETO_HOST_ALIGNMENT = 1, /**< latency jumped (samples lost or repeated), clocks drift, or the phone was moved: learn
+                                again */
+  ZETO_HOST_FOREIGN = 2,   /**< a steady sound that no target explains, such as another phone's */
+  ZETO_HOST_NOISE = 3,     /**< noise above 18 kHz nearly as loud as the loudspeaker */
+  ZETO_HOST_UNHEARD = 4    /**< learning found no loudspeaker in the microphone, or clocks that drift; it starts over */
+};
+
+/** A reading, every 200 ms (9600 samples). */
+typedef struct zeto_host_reading {
+  uint64_t end;      /**< samples captured when its 200 ms ended; 48000 a second */
+  uint32_t number;   /**< counts readings, from 1; 0: none yet */
+  int32_t state;     /**< a zeto_host_state */
+  int32_t cause;     /**< a zeto_host_cause */
+  float distance_cm; /**< of a target; else 0. At `end`: motion during the 200 ms is made up for */
+  float speed_cm_s;  /**< of a target, away from the phone above 0; from the last five readings */
+  float age_s;       /**< time since the target was last measured: above 0 if noise hid it meanwhile */
+  float level_db;    /**< of the target's echo, below the direct sound, dB; else 0. Typical: -6 (2 cm) to -31 (50 cm) */
+} zeto_host_reading;
+
+/** What learning found. */
+typedef struct zeto_host_findings {
+  float latency_ms;    /**< from playback to capture, less the sound's own way; modulo 200 ms */
+  float sureness_db;   /**< the direct sound's correlation over the median of all delays. Typical: 20 to 30; below 10 it
+                            is not believed */
+  float background_db; /**< background over noise, both from 18 to 23 kHz, dB. Typical: 20 to 40 */
+  float drift_ppm;     /**< of the capture clock against the playback clock while learning; 0.5 is refused */
+} zeto_host_findings;
+
+/** What a host object is made for. */
+typedef struct zeto_host_param {
+  const zeto_set* set; /**< one with a sweep that repeats every 200 ms */
+  int32_t format_type; /**< of both buffers: one of ZETO_FORMAT_PCM16 to ZETO_FORMAT_FLOAT */
+  float spacing_cm;    /**< loudspeaker to microphone, 0 to 100 cm. Typical: 1 (beside each other) to 14 (both ends) */
+} zeto_host_param;
+
+/** The object; it lives in the caller's memory. */
+typedef struct zeto_host zeto_host;
+
+/** @return bytes of an object, or 0 if the kit cannot do what is asked. Typical: 0.8 to 1.2 million. */
+ZETO_HOST_API size_t zeto_host_bytes(const zeto_host_param* param);
+
+/** Prepares an object: nothing learned yet. Not for the audio thread.
+ *  @param memory  zeto_host_bytes() bytes, aligned to 16; need not be cleared.
+ *  @return the object, or null. */
+ZETO_HOST_API zeto_host* zeto_host_init(void* memory, const zeto_host_param* param);
+
+/** Writes the next samples to play. One channel. */
+ZETO_HOST_API void zeto_host_play(zeto_host* host, void* buffer, uint64_t byte_count);
+
+/** Starts to learn latency and background, now or again. There must be nobody in reach, and the loudspeaker playing, for
+ *  three seconds. Until then readings are ZETO_HOST_LEARNING. */
+ZETO_HOST_API void zeto_host_learn(zeto_host* host);
+
+/** Takes what the microphone heard. One channel, as many samples as were played meanwhile.
+ *  @return the latest reading. Buffers of up to 9600 samples see every one: a new one has another `number`. */
+ZETO_HOST_API zeto_host_reading zeto_host_capture(zeto_host* host, const void* microphone, uint64_t byte_count);
+
+/** @return what learning found; zeros before. */
+ZETO_HOST_API zeto_host_findings zeto_host_learned(const zeto_host* host);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,241 @@
+#include "host/learner.hpp"
+
+#include <math.h>
+#include <string.h>
+
+namespace zeto::host {
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+// The calendar of learning, in blocks.
+constexpr int kSettled = 2 * kFrameBlocks;
+constexpr int kFrames = 9;  // that are added up
+constexpr int kProbed = kSettled + kFrameBlocks;
+constexpr int kDelaysABlock = 12;
+constexpr int kSearched = kProbed + kBandFrame / kDelaysABlock;
+constexpr int kAdded = kSettled + kFrames * kFrameBlocks;
+
+constexpr double kLeastLead = 1.0 * kSamplesPerMs;
+constexpr float kLeastSurenessDb = 11.0f;  // the greatest of so many delays of noise alone stands out by 8.5 dB
+constexpr float kMostDriftPpm = 0.5f;
+constexpr double kMeanHz = 19500.0;  // where most of a phone's energy is
+
+// Around 0 Hz, where the direct sound and the case are when the reference is as late as the direct sound, up to 100 Hz
+// (16 cm of distance). Running means are taken twice over 2.5 ms, and the whole twice: 0.06 % is left at 60 Hz.
+constexpr int kRadius = 7;  // samples of the band
+constexpr int kPasses = 2;
+
+// Of up to kRadius samples on both sides.
+void running_mean(const float* x, int n, float* mean) noexcept {
+  float sums[kBandFrame + 1];
+  sums[0] = 0.0f;
+  for (int i = 0; i < n; ++i) sums[i + 1] = sums[i] + x[i];
+  for (int i = 0; i < n; ++i) {
+    const int from = i < kRadius ? 0 : i - kRadius;
+    const int to = i + kRadius + 1 < n ? i + kRadius + 1 : n;
+    mean[i] = (sums[to] - sums[from]) / static_cast<float>(to - from);
+  }
+}
+
+void remove_slow(float* x, int n) noexcept {
+  float once[kBandFrame];
+  float twice[kBandFrame];
+  running_mean(x, n, once);
+  running_mean(once, n, twice);
+  for (int i = 0; i < n; ++i) x[i] -= twice[i];
+}
+
+void scale(Band& band, float factor) noexcept {
+  for (int i = 0; i < kBandFrame; ++i) {
+    band.re[i] *= factor;
+    band.im[i] *= factor;
+  }
+}
+
+float inverse_root(float energy) noexcept {
+  return energy > 0.0f ? 1.0f / sqrtf(energy) : 0.0f;
+}
+
+}  // namespace
+
+void Learner::init(const Reference& reference, double way_samples) noexcept {
+  reference_ = &reference;
+  way_ = way_samples;
+  findings_ = {};
+  restart();
+}
+
+void Learner::restart() noexcept {
+  block_ = 0;
+  sum_ = {};
+  memset(learned_.mean, 0, sizeof learned_.mean);
+  noise_ = 0.0f;
+  turn_ = {};
+  best_ = 0.0f;
+  all_ = 0.0f;
+  delay_ = 0;
+  late_ = 0;
+  explained_ = 0.0f;
+}
+
+Learner::Outcome Learner::take(const float* samples, BandRun band) noexcept {
+  const int block = block_++;
+  if (block < kAdded) {
+    if (block >= kSettled) add(samples, band, block % kFrameBlocks);
+    const int at = block % kFrameBlocks * kBandBlock;
+    last_.set(at, band, kBandBlock);
+    if (block >= kSettled && block < kProbed) {
+      probe_.set(at, band, kBandBlock);
+      probe_.set(kBandFrame + at, band, kBandBlock);
+    } else if (block >= kProbed && block < kSearched) {
+      search(block - kProbed);
+    } else if (block >= kSearched) {
+      if (block == kSearched) early_ = sum_;
+      refine(block - kSearched);
+    }
+    return Outcome::kBusy;
+  }
+  int piece = block - kAdded;
+  if (piece == 0) return conclude() ? Outcome::kBusy : Outcome::kFailed;
+  piece -= 1;
+  if (piece < kPasses * reference_->sweeps().count) {
+    keep_far(piece / kPasses, piece % kPasses);
+    return Outcome::kBusy;
+  }
+  if (piece == kPasses * reference_->sweeps().count) {
+    set_far();
+    return Outcome::kBusy;
+  }
+  set_far_slope();
+  return Outcome::kLearned;
+}
+
+// A block that is number `at` in its frame.
+void Learner::add(const float* samples, BandRun band, int at) noexcept {
+  for (int i = 0; i < kBlock; ++i) learned_.mean[at * kBlock + i] += samples[i];
+  const int first = at * kBandBlock;
+  BandBuffer<kBandBlock> change;
+  for (int i = 0; i < kBandBlock; ++i) {
+    change.re[i] = band.re[i] - last_.re[first + i];
+    change.im[i] = band.im[i] - last_.im[first + i];
+    sum_.re[first + i] += band.re[i];
+    sum_.im[first + i] += band.im[i];
+  }
+  noise_ += energy(change.from(0), kBandBlock);
+  turn_ = turn_ + dot(last_.from(first), band, kBandBlock);
+}
+
+void Learner::search(int step) noexcept {
+  for (int delay = step * kDelaysABlock; delay < (step + 1) * kDelaysABlock; ++delay) {
+    const float power = power_of(reference_->first_sweep(probe_.from(delay)));
+    all_ += power;
+    if (power > best_) {
+      best_ = power;
+      delay_ = delay;
+    }
+  }
+}
+
+// What was found may be another sweep than the first, and is sure to a sample of the band only.
+void Learner::refine(int step) noexcept {
+  const Sweeps& sweeps = reference_->sweeps();
+  if (step < 3 * sweeps.count) {
+    const int delay = delay_ - sweeps.start[step / 3] + step % 3 - 1;
+    const int late = wrapped(delay * kDecimation);
+    const float explained = reference_->explained(early_.from(0), late);
+    if (explained > explained_) {
+      explained_ = explained;
+      late_ = late;
+    }
+  } else if (step - 3 * sweeps.count < kNears) {
+    const int i = step - 3 * sweeps.count;
+    near_[i] = reference_->explained(early_.from(0), late_ + i - kNear);
+  }
+}
+
+// The peak between samples is that of a parabola through its three highest.
+bool Learner::conclude() noexcept {
+  int peak = 1;
+  for (int i = 2; i + 1 < kNears; ++i) {
+    if (near_[i] > near_[peak]) peak = i;
+  }
+  const auto before = static_cast<double>(near_[peak - 1]);
+  const auto behind = static_cast<double>(near_[peak + 1]);
+  const double curve = before - 2.0 * static_cast<double>(near_[peak]) + behind;
+  const double between = curve < 0.0 ? 0.5 * (before - behind) / curve : 0.0;
+  const double late = late_ + peak - kNear + between;
+
+  double latency = late - way_;
+  if (latency < kLeastLead) latency += kFrame;
+  learned_.hold = static_cast<int>((latency - kLeastLead) / kDecimation) * kDecimation;
+  learned_.lead = latency - learned_.hold;
+  learned_.direct = static_cast<int>(lrint(learned_.lead + way_));
+  learned_.noise = noise_ / (2 * kFrames);
+
+  for (float& sample : learned_.mean) sample *= 1.0f / kFrames;
+  memcpy(learned_.mean + kFrame, learned_.mean, kBlock * sizeof *learned_.mean);
+  const int hold = learned_.hold / kDecimation;
+  last_.set(0, sum_.from(hold), kBandFrame - hold);  // from here on: the background, from where frames begin
+  last_.set(kBandFrame - hold, sum_.from(0), hold);
+  scale(last_, 1.0f / kFrames);
+  learned_.background = energy(last_.from(0), kBandFrame);
+  learned_.direct_energy = reference_->explained(last_.from(0), learned_.direct);
+
+  const double turn = fabs(atan2(static_cast<double>(turn_.im), static_cast<double>(turn_.re)));
+  const float mean_power = all_ / kBandFrame;
+  findings_.latency_ms = static_cast<float>(latency >= kFrame ? latency - kFrame : latency) / kSamplesPerMs;
+  findings_.drift_ppm = static_cast<float>(turn / (2.0 * kPi * kMeanHz * kFrame / kSampleRate) * 1e6);
+  findings_.sureness_db = mean_power > 0.0f ? 10.0f * log10f(best_ / mean_power) : 0.0f;
+  findings_.background_db =
+      learned_.noise > 0.0f && learned_.background > 0.0f ? 10.0f * log10f(learned_.background / learned_.noise) : 0.0f;
+  return findings_.sureness_db >= kLeastSurenessDb && findings_.drift_ppm < kMostDriftPpm;
+}
+
+// One of the sweeps, one of the passes. Against the reference as late as the direct sound what is near is slow.
+void Learner::keep_far(int sweep, int pass) noexcept {
+  const int first = reference_->sweeps().start[sweep];
+  const int n = reference_->sweeps().start[sweep + 1] - first;
+  const BandRun played = reference_->in_band(learned_.direct).from(first);
+  float* const re = last_.re + first;
+  float* const im = last_.im + first;
+  for (int i = 0; pass == 0 && i < n; ++i) {
+    const Complex heard = {re[i], im[i]};
+    re[i] = heard.re * played.re[i] + heard.im * played.im[i];
+    im[i] = heard.im * played.re[i] - heard.re * played.im[i];
+  }
+  remove_slow(re, n);
+  remove_slow(im, n);
+  for (int i = 0; pass == kPasses - 1 && i < n; ++i) {
+    learned_.far.re[first + i] = re[i] * played.re[i] - im[i] * played.im[i];
+    learned_.far.im[first + i] = im[i] * played.re[i] + re[i] * played.im[i];
+  }
+}
+
+void Learner::set_far() noexcept {
+  Band& far = learned_.far;
+  scale(far, inverse_root(energy(far.from(0), kBandFrame)));
+  const int hold = learned_.hold / kDecimation;
+  const int rest = kBandFrame - hold;
+  const Complex share = dot(far.from(0), sum_.from(hold), rest) + dot(far.from(rest), sum_.from(0), hold);
+  learned_.far_energy = power_of(share) / (kFrames * kFrames);
+}
+
+void Learner::set_far_slope() noexcept {
+  const Band& far = learned_.far;
+  Band& slope = learned_.far_slope;
+  for (int i = 0; i < kBandFrame; ++i) {
+    const int before = i == 0 ? kBandFrame - 1 : i - 1;
+    const int behind = i == kBandFrame - 1 ? 0 : i + 1;
+    slope.re[i] = far.re[behind] - far.re[before];
+    slope.im[i] = far.im[behind] - far.im[before];
+  }
+  const Complex along = dot(far.from(0), slope.from(0), kBandFrame);
+  for (int i = 0; i < kBandFrame; ++i) {
+    slope.re[i] -= along.re * far.re[i] - along.im * far.im[i];
+    slope.im[i] -= along.re * far.im[i] + along.im * far.re[i];
+  }
+  scale(slope, inverse_root(energy(slope.from(0), kBandFrame)));
+}
+
+}  // namespace zeto::host

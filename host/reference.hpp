@@ -1,0 +1,52 @@
+// What is played, in the forms in which it is compared with what is heard.
+#pragma once
+
+#include "host/band.hpp"
+#include "zeto/host.h"
+
+namespace zeto::host {
+
+// The sweeps of a frame, as runs of the band.
+struct Sweeps {
+  int count;
+  int start[ZETO_SWEEP_MAX + 1];  // start[count] is kBandFrame
+};
+
+// How many sweeps a table has of its own.
+int sweeps_of(const zeto_sweep& sweep) noexcept;
+
+// Whether a table fills a frame, once or several times, and its sweeps start at whole groups of four of the band's
+// samples.
+bool fits_frame(const zeto_sweep& sweep) noexcept;
+
+class Reference {
+ public:
+  // Makes the table. Not for the audio thread. @param scratch  an emitter's state.
+  void init(const zeto_sweep& sweep, BandFilter& filter, void* scratch) noexcept;
+
+  const int16_t* table() const noexcept { return table_; }
+  const Sweeps& sweeps() const noexcept { return sweeps_; }
+
+  // A block of what was played `late` samples before the frame's sample `first`; both wrap.
+  const int16_t* block(int first, int late) const noexcept { return table_ + wrapped(first - late); }
+
+  // What of `heard`, a frame, is the table `late` samples late: the energy explained, sweep by sweep, so that the phase
+  // may turn from one to the next, as it does if the target moves.
+  float explained(BandRun heard, int late) const noexcept;
+
+  // The table in the band, `late` samples late: a frame's run.
+  BandRun in_band(int late) const noexcept;
+
+  // How the first sweep is found at the beginning of `heard`.
+  Complex first_sweep(BandRun heard) const noexcept;
+
+ private:
+  // What is `late` samples late is, in the band, the copy of late % kDecimation, late / kDecimation samples late.
+  TwiceBand copies_[kDecimation];
+
+  Sweeps sweeps_;
+  int16_t table_[kFrame + kBlock];  // goes on from the start, so that no block wraps
+  float energy_[ZETO_SWEEP_MAX];
+};
+
+}  // namespace zeto::host

@@ -1,0 +1,50 @@
+// Several detectors on references staggered by a part of a step, read together: steps finer than a spectrum's bin.
+#pragma once
+
+#include "host/reference.hpp"
+
+namespace zeto::host {
+
+constexpr int kMostDetectors = 16;
+
+// What the detectors agreed on at the end of a frame.
+struct Delay {
+  bool valid;
+  double samples;  // against the reference
+};
+
+class Vernier {
+ public:
+  static size_t bytes(const zeto_set& set) noexcept;
+
+  // Not for the audio thread: detectors print. @param memory  bytes() bytes, aligned to 16.
+  void init(const zeto_set& set, void* memory) noexcept;
+
+  // Feeds silence, so that the next block is a frame's first: at most once a block. False if there is nothing to feed.
+  bool drain(const Reference& reference) noexcept;
+
+  // The frame's next block.
+  void feed(const Reference& reference, const int16_t* heard) noexcept;
+
+  // After a frame's last block.
+  Delay read() const noexcept;
+
+ private:
+  void process(const Reference& reference, const int16_t* heard, const int16_t* summed) noexcept;
+  Delay read(int first, int count) const noexcept;
+  int stagger(int detector) const noexcept;
+
+  int fast_;
+  int slow_;
+  int slow_frames_;
+  double step_;  // samples of delay per bin
+  int block_;    // of the frame
+  int frame_;    // of the ring
+  int summed_;   // frames since the last silence
+  zeto_tx_state* detectors_[kMostDetectors];
+  int16_t results_[kMostDetectors];
+  int16_t* ring_;  // slow_frames_ frames
+  int32_t* sum_;   // of them
+};
+
+}  // namespace zeto::host

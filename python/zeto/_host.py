@@ -1,0 +1,175 @@
+"""The host kit: one object that plays, listens and says what there is."""
+import ctypes
+import dataclasses
+import functools
+import os
+from typing import Any, List, Mapping, Optional, Union
+
+import numpy as np
+from numpy.typing import NDArray
+
+from ._defaults import SAMPLE_RATE
+from ._library import ANALYSIS, Format, Sample, ZetoError, checked, checked_format, library, silence
+
+STATES = ("", "learning", "nobody", "target", "disturbed")
+CAUSES = (None, "alignment", "foreign", "noise", "unheard")
+
+
+class _Sweep(ctypes.Structure):
+    _fields_ = [
+        *((name, ctypes.c_int32) for name in ("start_hz", "slope_hz_s", "amp_milli", "fade_us")),
+        ("restart_ms", ctypes.c_int32 * 8),
+    ]
+
+
+class _Set(ctypes.Structure):
+    _fields_ = [
+        *((name, ctypes.c_char_p) for name in ("name", "tells", "fails")),
+        ("chirp", ctypes.c_int32 * 6),
+        ("hear", ctypes.c_int32 * 11),
+        ("sweep", _Sweep),
+        *((name, ctypes.c_int32) for name in ("detectors", "slow", "slow_frames")),
+        *((name, ctypes.c_float) for name in ("least_cm", "greatest_cm", "step_cm")),
+    ]
+
+
+class _Param(ctypes.Structure):
+    _fields_ = [("set", ctypes.POINTER(_Set)), ("format_type", ctypes.c_int32), ("spacing_cm", ctypes.c_float)]
+
+
+class _Reading(ctypes.Structure):
+    _fields_ = [
+        ("end", ctypes.c_uint64),
+        ("number", ctypes.c_uint32),
+        *((name, ctypes.c_int32) for name in ("state", "cause")),
+        *((name, ctypes.c_float) for name in ("distance_cm", "speed_cm_s", "age_s", "level_db")),
+    ]
+
+
+class _Findings(ctypes.Structure):
+    _fields_ = [(name, ctypes.c_float) for name in ("latency_ms", "sureness_db", "background_db", "drift_ppm")]
+
+
+@functools.lru_cache(maxsize=None)
+def _kit() -> ctypes.CDLL:
+    """It lies beside libzeto, which it uses."""
+    path = os.path.join(os.path.dirname(library()._name), "libzeto_host.so")
+    try:
+        kit = ctypes.CDLL(path)
+        for name, arguments, result in (
+            ("zeto_find_set", [ctypes.c_char_p], ctypes.POINTER(_Set)),
+            ("zeto_get_set", [ctypes.c_uint32], ctypes.POINTER(_Set)),
+            ("zeto_host_bytes", [ctypes.POINTER(_Param)], ctypes.c_size_t),
+            ("zeto_host_init", [ctypes.c_void_p, ctypes.POINTER(_Param)], ctypes.c_void_p),
+            ("zeto_host_play", [ctypes.c_void_p, ctypes.c_void_p, ctypes.c_uint64], None),
+            ("zeto_host_learn", [ctypes.c_void_p], None),
+            ("zeto_host_capture", [ctypes.c_void_p, ctypes.c_void_p, ctypes.c_uint64], _Reading),
+            ("zeto_host_learned", [ctypes.c_void_p], _Findings),
+        ):
+            function = getattr(kit, name)
+            function.argtypes, function.restype = arguments, result
+    except (OSError, AttributeError) as error:
+        raise ZetoError(f"cannot use the host kit ({error}); it is looked for beside libzeto") from error
+    return kit
+
+
+@dataclasses.dataclass(frozen=True)
+class Reading:
+    """What the kit makes of 200 ms."""
+
+    time_s: float  # when they ended, in samples captured
+    state: str  # "learning", "nobody", "target" or "disturbed"
+    distance_cm: Optional[float]  # of a target
+    speed_cm_s: Optional[float]  # of a target; away is above 0
+    age_s: Optional[float]  # since the target was last measured
+    level_db: Optional[float]  # of its echo, against the direct sound
+    cause: Optional[str]  # why disturbed: "alignment", "foreign", "noise" or "unheard"
+
+
+@dataclasses.dataclass(frozen=True)
+class Findings:
+    """What learning found; see zeto_host_findings in zeto/host.h."""
+
+    latency_ms: float
+    sureness_db: float
+    background_db: float
+    drift_ppm: float
+
+
+class Host:
+    """Plays a set's sweeps, takes what the microphone heard and gives a reading every 200 ms.
+
+        host = zeto.Host(set="hand", spacing_cm=5)
+        host.learn()  # nobody there for three seconds
+        while True:
+            loudspeaker.write(host.play(480))
+            for reading in host.capture(microphone.read(480)):
+                print(reading.time_s, reading.state, reading.distance_cm)
+
+    `spacing_cm` is the distance between loudspeaker and microphone. A target's distance is that straight ahead of the
+    middle between them. What is played does not depend on what is captured."""
+
+    def __init__(self, set: str = "hand", spacing_cm: float = 5.0, format: Union[Format, int] = Format.INT16) -> None:
+        kit = _kit()
+        self.format = checked_format(format)
+        found = kit.zeto_find_set(os.fsencode(set)) if isinstance(set, str) else None
+        if not found:
+            raise ValueError(f"set: there is no set {set!r}; there are {', '.join(sets())}")
+        if not found.contents.detectors:
+            raise ValueError(f"set: {set!r} is for zeto.Emitter and zeto.Detector; it has no sweeps that a Host can play")
+        if not isinstance(spacing_cm, (int, float, np.integer, np.floating)) or not 0 <= spacing_cm <= 100:
+            raise ValueError(f"spacing_cm: must be a number from 0 to 100, not {spacing_cm!r}")
+        self._param = _Param(found, self.format, spacing_cm)
+        bytes = kit.zeto_host_bytes(self._param)
+        self._memory = np.empty(bytes + 15, np.uint8)
+        address = -(-self._memory.ctypes.data // 16) * 16
+        with silence():
+            self._host = kit.zeto_host_init(address, self._param)
+        self._number = 0
+
+    def play(self, n: int) -> NDArray[Any]:
+        """The next n samples to play."""
+        if not isinstance(n, (int, np.integer)) or n < 0:
+            raise ValueError(f"n: must be a whole number of samples, not {n!r}")
+        buffer = np.empty(n, self.format.dtype)
+        _kit().zeto_host_play(self._host, buffer.ctypes.data, buffer.nbytes)
+        return buffer
+
+    def learn(self) -> None:
+        """Starts to learn latency and background, now or again. Nobody must be in reach for three seconds."""
+        _kit().zeto_host_learn(self._host)
+
+    def capture(self, microphone: NDArray[Sample]) -> List[Reading]:
+        """Takes as many samples as were played meanwhile, of any length, and gives the readings that fell due."""
+        samples = checked("microphone", microphone, self.format)
+        readings = []
+        for first in range(0, len(samples), ANALYSIS):
+            part = samples[first : first + ANALYSIS]
+            now = _kit().zeto_host_capture(self._host, part.ctypes.data, part.nbytes)
+            if now.number != self._number:
+                self._number = now.number
+                readings.append(_reading(now))
+        return readings
+
+    @property
+    def learned(self) -> Findings:
+        """What learning found; zeros before."""
+        found = _kit().zeto_host_learned(self._host)
+        return Findings(*(getattr(found, name) for name, _ in _Findings._fields_))
+
+
+def _reading(now: _Reading) -> Reading:
+    state = STATES[now.state]
+    target = [None] * 4
+    if state == "target":
+        target = [now.distance_cm, now.speed_cm_s, now.age_s, now.level_db]
+    return Reading(now.end / SAMPLE_RATE, state, *target, CAUSES[now.cause])
+
+
+def sets() -> Mapping[str, str]:
+    """The named sets, with what each can tell."""
+    found, number = {}, 0
+    while one := _kit().zeto_get_set(number):
+        found[one.contents.name.decode()] = one.contents.tells.decode()
+        number += 1
+    return found
