@@ -24,6 +24,12 @@ inline float power_of(Complex z) noexcept {
 inline Complex operator+(Complex a, Complex b) noexcept {
   return {a.re + b.re, a.im + b.im};
 }
+inline Complex operator-(Complex a, Complex b) noexcept {
+  return {a.re - b.re, a.im - b.im};
+}
+inline Complex operator*(Complex a, Complex b) noexcept {
+  return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
+}
 
 // A run of samples of the band.
 struct BandRun {

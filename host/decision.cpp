@@ -11,27 +11,34 @@ namespace {
 constexpr double kMeanHz = 19500.0;
 constexpr double kFrameSeconds = kFrame / kSampleRate;
 
+// The detectors' high-passes delay low frequencies more, and an echo is lower than the reference by its beat: it reads
+// farther by this share.
+constexpr double kHighPassShare = 0.0035;
+
 constexpr double kAgreeCm = 6.0;  // what a hand of 0.3 m/s moves from one reading to the next
 constexpr double kMostCmPerFrame = 12.0;
 
-constexpr float kNoteworthy = 1.0f;       // times the noise: what a steady sound must have to be looked into
+constexpr float kNoteworthy = 0.4f;       // times the noise: what a steady sound must have to be looked into
 constexpr float kSteadyShare = 0.25f;     // of all that is not background: less is chance
 constexpr float kExplained = 0.35f;       // of the steady part, by one echo: a target's own reflections are the rest
 constexpr float kLeastExplained = 0.01f;  // times the noise: below, it may be what is wrong with the background
-constexpr float kMisplaced = 0.3f;
-constexpr float kChance = 4.0f;  // times what noise makes
-constexpr float kLoud = 0.25f;   // times the background
-constexpr float kHidden = 3.0f;  // times the noise: what may hide a target for a moment
+constexpr float kMisplaced = 0.25f;
+constexpr float kKept = 0.5f;             // of the background, in amplitude
+constexpr float kMisplacedByEcho = 0.6f;  // times the echo's level: if all has moved, far and near have moved alike
+constexpr float kChance = 4.0f;           // times what noise makes
+constexpr float kLoud = 0.25f;            // times the background
+constexpr float kHidden = 3.0f;           // times the noise: what may hide a target for a moment
 
 // No echo is stronger than that of a mirror, spacing over way, in amplitude against the direct sound. The body of the
 // phone weakens the direct sound; what is out of reach gets less of an allowance, for it is more likely another phone.
-constexpr double kAllowance = 8.0;
+constexpr double kAllowance = 11.0;
 constexpr double kAllowanceOutOfReach = 4.0;
 constexpr double kLeastHalfSpacing = 0.5;  // cm
 
 // An echo as late as the direct sound: a hand on the phone is strong there, a drifting clock begins weak.
 constexpr double kTouchCm = 1.4;
-constexpr double kTouchLevel = 0.25;
+constexpr float kTouchLevel = 0.25f;
+constexpr float kTouchChange = 0.25f;  // of the background, from frame to frame: a hand rests there, a clock does not
 
 constexpr int kLasting = 2;  // frames of trouble before it is said
 constexpr int kCalm = 10;    // frames without, before it is over
@@ -62,26 +69,31 @@ bool Decision::is_in_reach(double half_cm) const noexcept {
   return half_cm >= 0.0 && distance_of(half_cm) <= static_cast<double>(set_->greatest_cm);
 }
 
-int Decision::cause_of(bool valid, double half_cm, float explained, const Sight& sight) const noexcept {
-  const float misplaced = fmaxf(kMisplaced, kChance * sight.misplaced_by_noise);
-  if (sight.misplaced > misplaced && learned_->far_energy > learned_->noise / kBandFrame) return ZETO_HOST_ALIGNMENT;
+int Decision::cause_of(bool valid, double half_cm, const Sight& sight) const noexcept {
+  const float level = valid ? sqrtf(sight.explained / learned_->direct_energy) : 0.0f;
+  const float misplaced = fmaxf(fmaxf(kMisplaced, kMisplacedByEcho * level), kChance * sight.misplaced_by_noise);
+  if (sight.misplaced > misplaced || sight.kept < kKept) return ZETO_HOST_ALIGNMENT;
+  const bool touches = half_cm < half_spacing_ + kTouchCm;
   if (valid) {
-    const double level = sqrt(static_cast<double>(explained / learned_->direct_energy));
     const double mirror = fmax(half_spacing_, kLeastHalfSpacing) / fmax(fabs(half_cm), kLeastHalfSpacing);
     const double most = fmin(1.0, (is_in_reach(half_cm) ? kAllowance : kAllowanceOutOfReach) * mirror);
-    if (half_cm < half_spacing_ + kTouchCm && level < kTouchLevel && half_cm >= 0.0) return ZETO_HOST_ALIGNMENT;
-    if (level > most || (half_cm < 0.0 && explained > 0.5f * learned_->noise)) {
-      return half_cm < half_spacing_ + kTouchCm ? ZETO_HOST_ALIGNMENT : ZETO_HOST_FOREIGN;
+    const bool told_apart = learned_->far_energy > 0.0f && level > kChance * sight.misplaced_by_noise;
+    const bool weak_touch =
+        touches && half_cm >= 0.0 && level < kTouchLevel && !(told_apart && sight.misplaced < kMisplacedByEcho * level);
+    const bool early = half_cm < 0.0 && sight.explained > 0.5f * learned_->noise;
+    if (weak_touch || early || static_cast<double>(level) > most) {
+      return touches ? ZETO_HOST_ALIGNMENT : ZETO_HOST_FOREIGN;
     }
   }
-  const bool noteworthy = sight.steady > fmaxf(kNoteworthy * learned_->noise, kSteadyShare * sight.energy);
-  if (noteworthy && explained < kExplained * sight.steady) return ZETO_HOST_FOREIGN;
+  const bool noteworthy =
+      sight.steady > fmaxf(kNoteworthy * learned_->noise, kSteadyShare * sqrtf(sight.energy * sight.before));
+  if (noteworthy && sight.explained < kExplained * sight.steady) return ZETO_HOST_FOREIGN;
   return ZETO_HOST_NO_CAUSE;
 }
 
-void Decision::take(Delay delay, float explained, const Sight& sight, zeto_host_reading& reading) noexcept {
-  const double half_cm = 0.5 * kCmPerSample * (delay.samples - learned_->lead);
-  const int trouble = cause_of(delay.valid, half_cm, explained, sight);
+void Decision::take(Delay delay, const Sight& sight, zeto_host_reading& reading) noexcept {
+  const double half_cm = 0.5 * kCmPerSample * (1.0 - kHighPassShare) * (delay.samples - learned_->lead);
+  const int trouble = cause_of(delay.valid, half_cm, sight);
   suspected_ = trouble == ZETO_HOST_NO_CAUSE ? 0 : suspected_ + 1;
   if (suspected_ >= kLasting) {
     cause_ = trouble;
@@ -92,13 +104,16 @@ void Decision::take(Delay delay, float explained, const Sight& sight, zeto_host_
     if (calm_ >= kCalm) cause_ = ZETO_HOST_NO_CAUSE;
   }
 
-  const bool loud = sight.energy > kLoud * learned_->background && explained < kExplained * sight.energy;
+  const bool loud = sight.energy > kLoud * learned_->energy && sight.explained < kExplained * sight.energy;
   const bool clear = cause_ == ZETO_HOST_NO_CAUSE && trouble == ZETO_HOST_NO_CAUSE && !loud;
   memmove(echoes_, echoes_ + 1, sizeof echoes_ - sizeof *echoes_);
   Echo& newest = echoes_[kMemory - 1];
-  newest = {clear && delay.valid && is_in_reach(half_cm) && explained > kLeastExplained * learned_->noise, frame_,
-            half_cm};
-  if (newest.valid) level_db_ = 10.0f * log10f(explained / learned_->direct_energy);
+  const bool rests = half_cm > half_spacing_ + kTouchCm || sight.kept_change < kTouchChange;
+  newest.valid =
+      clear && delay.valid && rests && is_in_reach(half_cm) && sight.explained > kLeastExplained * learned_->noise;
+  newest.frame = frame_;
+  newest.half_cm = half_cm;
+  if (newest.valid) level_db_ = 10.0f * log10f(sight.explained / learned_->direct_energy);
 
   const bool may_be_hidden = sight.energy > kHidden * learned_->noise;
   reading.state = ZETO_HOST_NOBODY;

@@ -11,9 +11,8 @@ class Decision {
   void init(const zeto_set& set, double spacing_cm) noexcept;
   void start(const Learned& learned) noexcept;
 
-  // After each frame. @param explained  of the frame, by an echo as late as `delay`.
-  // Fills in all of the reading but `end` and `number`.
-  void take(Delay delay, float explained, const Sight& sight, zeto_host_reading& reading) noexcept;
+  // After each frame. Fills in all of the reading but `end` and `number`.
+  void take(Delay delay, const Sight& sight, zeto_host_reading& reading) noexcept;
 
  private:
   static constexpr int kMemory = 5;  // readings, of which two must agree
@@ -25,7 +24,7 @@ class Decision {
     double half_cm;
   };
 
-  int cause_of(bool valid, double half_cm, float explained, const Sight& sight) const noexcept;
+  int cause_of(bool valid, double half_cm, const Sight& sight) const noexcept;
   bool is_in_reach(double half_cm) const noexcept;
   bool show(zeto_host_reading& reading) noexcept;
   double distance_of(double half_cm) const noexcept;

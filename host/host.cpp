@@ -51,19 +51,21 @@ bool is_possible(const zeto_host_param* param) noexcept {
          (set.slow == 0 || (set.slow_frames > 0 && set.slow_frames <= ZETO_SLOW_MAX));
 }
 
-// In units of 16-bit samples.
-float sample_at(const void* samples, uint64_t i, int32_t format_type) noexcept {
-  switch (format_type) {
-    case ZETO_FORMAT_PCM16:
-      return static_cast<const int16_t*>(samples)[i];
-    case ZETO_FORMAT_PCM24_IN32:
-      return static_cast<float>(static_cast<const int32_t*>(samples)[i]) * (1.0f / 256.0f);
-    case ZETO_FORMAT_PCM32:
-      return static_cast<float>(static_cast<const int32_t*>(samples)[i]) * (1.0f / 65536.0f);
-    default: {
-      const float x = static_cast<const float*>(samples)[i];
-      return x == x ? fmaxf(-1.0f, fminf(x, 1.0f)) * 32768.0f : 0.0f;
+// To units of 16-bit samples.
+void convert(const void* from, uint64_t first, int32_t format_type, int n, float* to) noexcept {
+  if (format_type == ZETO_FORMAT_PCM16) {
+    const auto* const x = static_cast<const int16_t*>(from) + first;
+    for (int i = 0; i < n; ++i) to[i] = x[i];
+  } else if (format_type == ZETO_FORMAT_FLOAT) {
+    const auto* const x = static_cast<const float*>(from) + first;
+    for (int i = 0; i < n; ++i) {
+      const float within = x[i] < -1.0f ? -1.0f : x[i] > 1.0f ? 1.0f : x[i];
+      to[i] = x[i] == x[i] ? within * 32768.0f : 0.0f;
     }
+  } else {
+    const float unit = format_type == ZETO_FORMAT_PCM32 ? 1.0f / 65536.0f : 1.0f / 256.0f;
+    const auto* const x = static_cast<const int32_t*>(from) + first;
+    for (int i = 0; i < n; ++i) to[i] = static_cast<float>(x[i]) * unit;
   }
 }
 
@@ -130,26 +132,50 @@ void watch_block(zeto_host& host) noexcept {
 
   host.block_of_frame = 0;
   const Delay delay = host.vernier.read();
-  const float explained = delay.valid ? host.watch.explained(static_cast<int>(lrint(delay.samples))) : 0.0f;
+  host.vernier.next_frame();
+  const Sight sight = host.watch.finish(delay.valid, static_cast<int>(lrint(delay.samples)));
   zeto_host_reading reading = {};
-  host.decision.take(delay, explained, host.watch.finish(), reading);
+  host.decision.take(delay, sight, reading);
   publish(host, reading);
 }
 
-void take_sample(zeto_host& host, float sample) noexcept {
-  ++host.captured;
-  const uint64_t at = host.since++;
-  if (host.phase == zeto_host::kWaiting && at % kFrame == static_cast<uint64_t>(host.learner.learned().hold)) {
+bool takes_blocks(const zeto_host& host) noexcept {
+  return host.phase == zeto_host::kLearning || host.phase == zeto_host::kWatching;
+}
+
+// Samples until something is to be done: a block is complete, watching begins, or 200 ms of learning are over.
+uint64_t until_due(const zeto_host& host) noexcept {
+  const uint64_t at = host.since % kFrame;
+  uint64_t n = kFrame - at;
+  if (takes_blocks(host)) {
+    const auto missing = static_cast<uint64_t>(kBlock - host.filled);
+    n = n < missing ? n : missing;
+  } else if (host.phase == zeto_host::kWaiting) {
+    const auto hold = static_cast<uint64_t>(host.learner.learned().hold);
+    const uint64_t wait = hold > at ? hold - at : kFrame - at + hold;
+    n = n < wait ? n : wait;
+  }
+  return n;
+}
+
+// Takes so many, at most until_due().
+void take(zeto_host& host, const void* samples, uint64_t first, uint64_t n) noexcept {
+  host.captured += n;
+  host.since += n;
+  if (takes_blocks(host)) {
+    convert(samples, first, host.format_type, static_cast<int>(n), host.block + host.filled);
+    host.filled += static_cast<int>(n);
+  }
+  const bool frame_over = host.since % kFrame == 0;
+  const bool watched = host.phase == zeto_host::kWatching;
+  if (host.filled == kBlock) {
+    host.filled = 0;
+    watched ? watch_block(host) : learn_from_block(host);
+  }
+  if (host.phase == zeto_host::kWaiting && host.since % kFrame == static_cast<uint64_t>(host.learner.learned().hold)) {
     start_watching(host);
   }
-  if (host.phase == zeto_host::kLearning || host.phase == zeto_host::kWatching) {
-    host.block[host.filled++] = sample;
-    if (host.filled == kBlock) {
-      host.filled = 0;
-      host.phase == zeto_host::kLearning ? learn_from_block(host) : watch_block(host);
-    }
-  }
-  if (host.phase != zeto_host::kWatching && (at + 1) % kFrame == 0) say_learning(host);
+  if (!watched && frame_over) say_learning(host);
 }
 
 }  // namespace
@@ -189,7 +215,12 @@ void zeto_host_learn(zeto_host* host) {
 zeto_host_reading zeto_host_capture(zeto_host* host, const void* microphone, uint64_t byte_count) {
   if (host == nullptr || microphone == nullptr) return {};
   const uint64_t n = byte_count / sample_bytes(host->format_type);
-  for (uint64_t i = 0; i < n; ++i) take_sample(*host, sample_at(microphone, i, host->format_type));
+  for (uint64_t done = 0; done < n;) {
+    const uint64_t due = until_due(*host);
+    const uint64_t run = due < n - done ? due : n - done;
+    take(*host, microphone, done, run);
+    done += run;
+  }
   return host->reading;
 }
 

@@ -19,12 +19,25 @@ constexpr int kAdded = kSettled + kFrames * kFrameBlocks;
 constexpr double kLeastLead = 1.0 * kSamplesPerMs;
 constexpr float kLeastSurenessDb = 11.0f;  // the greatest of so many delays of noise alone stands out by 8.5 dB
 constexpr float kMostDriftPpm = 0.5f;
+constexpr double kChance = 5.0;      // times what noise makes of no drift
+constexpr float kLeastFar = 8.0f;    // times what noise leaves in the mean: less tells nothing
 constexpr double kMeanHz = 19500.0;  // where most of a phone's energy is
 
 // Around 0 Hz, where the direct sound and the case are when the reference is as late as the direct sound, up to 100 Hz
 // (16 cm of distance). Running means are taken twice over 2.5 ms, and the whole twice: 0.06 % is left at 60 Hz.
 constexpr int kRadius = 7;  // samples of the band
 constexpr int kPasses = 2;
+
+// Near both ends of a sweep it is not used: echoes of the one before still arrive, and running means are lopsided. Then it
+// rises.
+constexpr int kUnused = 2 * kRadius;
+constexpr int kTaper = 4 * kRadius;
+
+float weight_at(int i, int n) noexcept {
+  const int to_end = (i < n - 1 - i ? i : n - 1 - i) - kUnused;
+  if (to_end < 0) return 0.0f;
+  return to_end < kTaper ? static_cast<float>(to_end) * (1.0f / kTaper) : 1.0f;
+}
 
 // Of up to kRadius samples on both sides.
 void running_mean(const float* x, int n, float* mean) noexcept {
@@ -176,11 +189,13 @@ bool Learner::conclude() noexcept {
   for (float& sample : learned_.mean) sample *= 1.0f / kFrames;
   memcpy(learned_.mean + kFrame, learned_.mean, kBlock * sizeof *learned_.mean);
   const int hold = learned_.hold / kDecimation;
-  last_.set(0, sum_.from(hold), kBandFrame - hold);  // from here on: the background, from where frames begin
-  last_.set(kBandFrame - hold, sum_.from(0), hold);
-  scale(last_, 1.0f / kFrames);
-  learned_.background = energy(last_.from(0), kBandFrame);
-  learned_.direct_energy = reference_->explained(last_.from(0), learned_.direct);
+  Band& background = learned_.background;
+  background.set(0, sum_.from(hold), kBandFrame - hold);
+  background.set(kBandFrame - hold, sum_.from(0), hold);
+  scale(background, 1.0f / kFrames);
+  learned_.energy = energy(background.from(0), kBandFrame);
+  learned_.direct_energy = reference_->explained(background.from(0), learned_.direct);
+  last_ = background;
 
   const double turn = fabs(atan2(static_cast<double>(turn_.im), static_cast<double>(turn_.re)));
   const float mean_power = all_ / kBandFrame;
@@ -188,8 +203,10 @@ bool Learner::conclude() noexcept {
   findings_.drift_ppm = static_cast<float>(turn / (2.0 * kPi * kMeanHz * kFrame / kSampleRate) * 1e6);
   findings_.sureness_db = mean_power > 0.0f ? 10.0f * log10f(best_ / mean_power) : 0.0f;
   findings_.background_db =
-      learned_.noise > 0.0f && learned_.background > 0.0f ? 10.0f * log10f(learned_.background / learned_.noise) : 0.0f;
-  return findings_.sureness_db >= kLeastSurenessDb && findings_.drift_ppm < kMostDriftPpm;
+      learned_.noise > 0.0f && learned_.energy > 0.0f ? 10.0f * log10f(learned_.energy / learned_.noise) : 0.0f;
+  const double by_noise = sqrt(2.0 * static_cast<double>(learned_.noise / learned_.energy) / kBandFrame) / kFrames;
+  const bool drifts = findings_.drift_ppm >= kMostDriftPpm && turn > kChance * by_noise;
+  return findings_.sureness_db >= kLeastSurenessDb && !drifts;
 }
 
 // One of the sweeps, one of the passes. Against the reference as late as the direct sound what is near is slow.
@@ -207,18 +224,17 @@ void Learner::keep_far(int sweep, int pass) noexcept {
   remove_slow(re, n);
   remove_slow(im, n);
   for (int i = 0; pass == kPasses - 1 && i < n; ++i) {
-    learned_.far.re[first + i] = re[i] * played.re[i] - im[i] * played.im[i];
-    learned_.far.im[first + i] = im[i] * played.re[i] + re[i] * played.im[i];
+    const float weight = weight_at(i, n);
+    learned_.far.re[first + i] = weight * (re[i] * played.re[i] - im[i] * played.im[i]);
+    learned_.far.im[first + i] = weight * (im[i] * played.re[i] + re[i] * played.im[i]);
   }
 }
 
 void Learner::set_far() noexcept {
   Band& far = learned_.far;
   scale(far, inverse_root(energy(far.from(0), kBandFrame)));
-  const int hold = learned_.hold / kDecimation;
-  const int rest = kBandFrame - hold;
-  const Complex share = dot(far.from(0), sum_.from(hold), rest) + dot(far.from(rest), sum_.from(0), hold);
-  learned_.far_energy = power_of(share) / (kFrames * kFrames);
+  learned_.far_energy = power_of(dot(far.from(0), learned_.background.from(0), kBandFrame));
+  if (learned_.far_energy < kLeastFar * learned_.noise / kFrames) learned_.far_energy = 0.0f;
 }
 
 void Learner::set_far_slope() noexcept {

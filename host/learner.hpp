@@ -12,17 +12,18 @@
 namespace zeto::host {
 
 // What learning leaves. From then on frames begin where the reference does: `hold` samples after each multiple of kFrame,
-// counted from where learning began.
+// counted from where learning began. Energies are those of the band in a frame.
 struct Learned {
   int hold;             // samples, a multiple of kDecimation
   double lead;          // samples by which the latency is greater than `hold`: at least 1 ms, to keep near echoes off 0
   int direct;           // samples by which the direct sound is late in a frame
-  float direct_energy;  // of the background in the band, what the direct sound explains
-  float background;     // energy of the background in a frame of the band
-  float noise;          // the same of the noise
-  float far_energy;     // the same of the background's reflections from afar
-  Band far;             // these, of unit energy: they tell whether delays are still what they were
-  Band far_slope;       // how they change with delay, of unit energy and at right angles to them
+  float energy;         // of the background
+  float direct_energy;  // of that, what the direct sound explains
+  float noise;
+  float far_energy;  // of the background's reflections from afar; 0 if there is too much noise to know them
+  Band background;
+  Band far;        // the reflections from afar, of unit energy: they tell whether delays are still what they were
+  Band far_slope;  // how they change with delay, of unit energy and at right angles to them
   float mean[kFrame + kBlock];  // the background, from where learning began; goes on from its start, so no block wraps
 };
 
@@ -55,7 +56,7 @@ class Learner {
   Learned learned_;
   zeto_host_findings findings_;
 
-  Band last_;        // the frame before
+  Band last_;        // the frame before; in the end, the background against the reference
   Band sum_;         // of the frames
   TwiceBand probe_;  // the first of them, twice
   Band early_;       // the sum as it was when the search ended

@@ -34,6 +34,9 @@ class Reference {
   // may turn from one to the next, as it does if the target moves.
   float explained(BandRun heard, int late) const noexcept;
 
+  // The energy of a sweep.
+  float energy_of(int sweep) const noexcept { return energy_[sweep]; }
+
   // The table in the band, `late` samples late: a frame's run.
   BandRun in_band(int late) const noexcept;
 

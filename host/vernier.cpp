@@ -48,6 +48,8 @@ void Vernier::init(const zeto_set& set, void* memory) noexcept {
   step_ = kSampleRate * kBinHz / set.sweep.slope_hz_s;
   block_ = 0;
   frame_ = 0;
+  shift_ = 0;
+  most_shift_ = static_cast<int>(step_ / set.detectors + 0.5);
   summed_ = 0;
   for (int i = 0; i < fast_ + slow_; ++i) {
     detectors_[i] = static_cast<zeto_tx_state*>(take(rest, cal_zeto_tx_struct_malloc_size()));
@@ -59,11 +61,11 @@ void Vernier::init(const zeto_set& set, void* memory) noexcept {
   sum_ = static_cast<int32_t*>(take(rest, 0));
 }
 
-// Spread evenly over a step.
+// Spread evenly over a step, and from frame to frame over what lies between.
 int Vernier::stagger(int detector) const noexcept {
   const int among = detector < fast_ ? fast_ : slow_;
   const int number = detector < fast_ ? detector : detector - fast_;
-  return static_cast<int>(step_ * number / among + 0.5);
+  return static_cast<int>(step_ * number / among + 0.5) + shift_;
 }
 
 void Vernier::process(const Reference& reference, const int16_t* heard, const int16_t* summed) noexcept {
@@ -74,6 +76,10 @@ void Vernier::process(const Reference& reference, const int16_t* heard, const in
     results_[i] = out[0];
   }
   block_ = block_ + 1 < kFrameBlocks ? block_ + 1 : 0;
+}
+
+void Vernier::next_frame() noexcept {
+  shift_ = shift_ + 1 < most_shift_ ? shift_ + 1 : 0;
 }
 
 bool Vernier::drain(const Reference& reference) noexcept {

@@ -26,8 +26,9 @@ class Vernier {
   // The frame's next block.
   void feed(const Reference& reference, const int16_t* heard) noexcept;
 
-  // After a frame's last block.
+  // After a frame's last block; and then, before the next frame.
   Delay read() const noexcept;
+  void next_frame() noexcept;
 
  private:
   void process(const Reference& reference, const int16_t* heard, const int16_t* summed) noexcept;
@@ -38,9 +39,11 @@ class Vernier {
   int slow_;
   int slow_frames_;
   double step_;  // samples of delay per bin
-  int block_;    // of the frame
-  int frame_;    // of the ring
-  int summed_;   // frames since the last silence
+  int shift_;    // of all references, samples; another for each frame
+  int most_shift_;
+  int block_;   // of the frame
+  int frame_;   // of the ring
+  int summed_;  // frames since the last silence
   zeto_tx_state* detectors_[kMostDetectors];
   int16_t results_[kMostDetectors];
   int16_t* ring_;  // slow_frames_ frames

@@ -5,12 +5,16 @@
 
 namespace zeto::host {
 
-// All energies are those of the band in a frame.
+// Energies are those of the band in a frame, shares are of amplitude.
 struct Sight {
   float energy;              // of what is not background
-  float steady;              // of that, what is the same as in the frame before, whatever its phase in each sweep
-  float misplaced;           // of the background's far reflections, the share that is not where it was, in amplitude
-  float misplaced_by_noise;  // of it, what noise alone may make
+  float before;              // the same in the frame before
+  float steady;              // of it, what is the same in both, whatever its phase in each sweep
+  float explained;           // of it, by an echo
+  float kept;                // of the background, the share that is still there
+  float kept_change;         // since the frame before
+  float misplaced;           // of the background's reflections from afar, the share that is not where it was
+  float misplaced_by_noise;  // what noise alone may make of it
 };
 
 class Watch {
@@ -21,14 +25,11 @@ class Watch {
   // A block of what is not background, in the band.
   void take(BandRun band) noexcept;
 
-  // After a frame's last block, once: what was seen.
-  Sight finish() noexcept;
-
-  // Of the frame that was finished last, the energy that an echo explains which is so many samples late.
-  float explained(int late) const noexcept { return reference_->explained(current().from(0), late); }
+  // After a frame's last block, once: what was seen, with an echo in it so many samples late, or none.
+  Sight finish(bool has_echo, int late) noexcept;
 
  private:
-  const Band& current() const noexcept { return frames_[newest_]; }
+  void explain(int late, Sight& sight) noexcept;
 
   const Reference* reference_;
   const Learned* learned_;
@@ -37,7 +38,10 @@ class Watch {
   int block_;
   bool first_;
   float energy_;
+  float before_;
   Complex repeated_[ZETO_SWEEP_MAX];
+  Complex background_;
+  Complex kept_;
   Complex far_;
   Complex far_slope_;
 };
