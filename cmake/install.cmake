@@ -21,12 +21,12 @@ if(NOT ZETO_SHARED)  # who links a static library links what it needs
   install(TARGETS zeto_log EXPORT zetoTargets)
 endif()
 install(DIRECTORY include/zeto DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(EXPORT zetoTargets NAMESPACE zeto:: FILE zetoConfig.cmake DESTINATION ${zeto_package_dir})
+install(EXPORT zetoTargets NAMESPACE zeto:: DESTINATION ${zeto_package_dir})
+configure_package_config_file(cmake/zetoConfig.cmake.in zetoConfig.cmake INSTALL_DESTINATION ${zeto_package_dir})
 write_basic_package_version_file(zetoConfigVersion.cmake COMPATIBILITY SameMajorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/zetoConfigVersion.cmake DESTINATION ${zeto_package_dir})
+install(FILES ${PROJECT_BINARY_DIR}/zetoConfig.cmake ${PROJECT_BINARY_DIR}/zetoConfigVersion.cmake
+  DESTINATION ${zeto_package_dir})
 
-# Relative to the file itself, so that the installed tree may move and `cmake --install --prefix` tells the truth.
-file(RELATIVE_PATH zeto_pc_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 set(zeto_pc_libs "")
 if(NOT ZETO_SHARED)
   set(zeto_pc_libs " ${zeto_log_link} -lm")

@@ -8,9 +8,12 @@ enum { kTotal = 2 * ZETO_SAMPLE_RATE, kBuffer = 256, kPeriod = 9600, kEcho = 240
 static void report(int sample, float value) {
   const double seconds = (double)sample / ZETO_SAMPLE_RATE;
   const int ms = (int)(value * 32768.0f);  // exact: the library divides its integer by 32768
-  if (sample < kPeriod - 1) printf("%.5f s: nothing yet\n", seconds);
-  else if (ms == ZETO_REJECTED) printf("%.5f s: rejected\n", seconds);
-  else printf("%.5f s: %d ms\n", seconds, ms);
+  if (sample < kPeriod - 1)
+    printf("%.5f s: nothing yet\n", seconds);
+  else if (ms == ZETO_REJECTED)
+    printf("%.5f s: rejected\n", seconds);
+  else
+    printf("%.5f s: %d ms\n", seconds, ms);
 }
 
 int main(void) {

@@ -24,6 +24,7 @@ struct zeto_host {
 
   enum { kIdle, kLearning, kWaiting, kWatching } phase;
   uint64_t captured;  // samples
+  uint64_t begun;     // samples captured when learning began
   uint64_t since;     // samples since learning began, or since the object was made
   int32_t unheard;    // learning has failed and started over
   int filled;         // samples of the block
@@ -71,6 +72,7 @@ void convert(const void* from, uint64_t first, int32_t format_type, int n, float
 
 void start_learning(zeto_host& host) noexcept {
   host.phase = zeto_host::kLearning;
+  host.begun = host.captured;
   host.since = 0;
   host.filled = 0;
   host.filter.restart();
@@ -225,5 +227,13 @@ zeto_host_reading zeto_host_capture(zeto_host* host, const void* microphone, uin
 }
 
 zeto_host_findings zeto_host_learned(const zeto_host* host) {
-  return host == nullptr ? zeto_host_findings{} : host->learner.findings();
+  if (host == nullptr) return {};
+  zeto_host_findings findings = host->learner.findings();
+  if (findings.sureness_db >
+      0.0f) {  // counted from where learning began, the delay is that of the table, not the sound
+    constexpr float kFrameMs = 200.0f;
+    findings.latency_ms += static_cast<float>(host->begun % kFrame) / kSamplesPerMs;
+    if (findings.latency_ms >= kFrameMs) findings.latency_ms -= kFrameMs;
+  }
+  return findings;
 }

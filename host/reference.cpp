@@ -27,9 +27,9 @@ void Reference::init(const zeto_sweep& sweep, BandFilter& filter, void* scratch)
 
   sweeps_ = {};
   const int own = sweeps_of(sweep);
-  for (int at = 0; at < kFrame; ++sweeps_.count) {
-    sweeps_.start[sweeps_.count] = at / kDecimation;
-    at += sweep.restart_ms[sweeps_.count % own] * kSamplesPerMs;
+  for (int at = 0, i = 0; at < kFrame; i = i + 1 < own ? i + 1 : 0) {
+    sweeps_.start[sweeps_.count++] = at / kDecimation;
+    at += sweep.restart_ms[i] * kSamplesPerMs;
   }
   sweeps_.start[sweeps_.count] = kBandFrame;
 

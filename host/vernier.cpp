@@ -33,7 +33,7 @@ double bins_of(int hz) noexcept {
 }  // namespace
 
 size_t Vernier::bytes(const zeto_set& set) noexcept {
-  const auto detectors = static_cast<size_t>(set.detectors + set.slow);
+  const auto detectors = static_cast<size_t>(set.detectors) + static_cast<size_t>(set.slow);
   const auto frames = static_cast<size_t>(set.slow > 0 ? set.slow_frames : 0);
   return detectors * aligned(cal_zeto_tx_struct_malloc_size()) + aligned(frames * kFrame * sizeof(int16_t)) +
          aligned((frames > 0 ? kFrame : 0) * sizeof(int32_t));
@@ -49,7 +49,7 @@ void Vernier::init(const zeto_set& set, void* memory) noexcept {
   block_ = 0;
   frame_ = 0;
   shift_ = 0;
-  most_shift_ = static_cast<int>(step_ / set.detectors + 0.5);
+  most_shift_ = static_cast<int>(lrint(step_ / set.detectors));
   summed_ = 0;
   for (int i = 0; i < fast_ + slow_; ++i) {
     detectors_[i] = static_cast<zeto_tx_state*>(take(rest, cal_zeto_tx_struct_malloc_size()));
@@ -65,7 +65,7 @@ void Vernier::init(const zeto_set& set, void* memory) noexcept {
 int Vernier::stagger(int detector) const noexcept {
   const int among = detector < fast_ ? fast_ : slow_;
   const int number = detector < fast_ ? detector : detector - fast_;
-  return static_cast<int>(step_ * number / among + 0.5) + shift_;
+  return static_cast<int>(lrint(step_ * number / among)) + shift_;
 }
 
 void Vernier::process(const Reference& reference, const int16_t* heard, const int16_t* summed) noexcept {

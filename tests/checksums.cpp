@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "tests/support/air.hpp"
 #include "tests/support/downlink.hpp"
 #include "tests/support/seeded.hpp"
 #include "tests/support/uplink.hpp"
@@ -137,6 +138,27 @@ void frames_and_bands() {
   print("frames, windows, bands", sum);
 }
 
+// All that a host reads and finds, while a hand comes and goes and a buffer is lost.
+void host_kit() {
+  Sum sum;
+  for (const char* name : {"hand", "room"}) {
+    support::Host host(name);
+    support::Air air;
+    std::vector<zeto_host_reading> readings;
+    zeto_host_learn(host.host);
+    for (int block = 0; block < 900; ++block) {
+      air.way = air.way_of(80 - 0.1 * block);
+      air.hand = block > 300 ? 0.1 : 0.0;
+      if (block == 800) air.latency -= 480;
+      host.capture(air.pass(host.play(480)), readings);
+    }
+    sum.add(readings.data(), readings.size() * sizeof readings[0]);
+    const zeto_host_findings found = zeto_host_learned(host.host);
+    sum.add(&found, sizeof found);
+  }
+  print("host kit", sum);
+}
+
 }  // namespace
 
 int main() {
@@ -151,5 +173,6 @@ int main() {
   transforms();
   kernels();
   frames_and_bands();
+  host_kit();
   return 0;
 }

@@ -15,6 +15,7 @@
 #include <numbers>
 #include <vector>
 
+#include "tests/support/air.hpp"
 #include "tests/support/recorders.hpp"
 #include "tests/support/uplink.hpp"
 
@@ -86,6 +87,26 @@ TEST(RealTime, ProcessesWithoutHeapAndKernel) {
       if (verdict == kRefused) GTEST_SKIP() << "the kernel or the emulator has no strict seccomp";
       EXPECT_EQ(verdict, kClean);
     }
+}
+
+TEST(RealTime, LearnsAndWatchesWithoutHeapAndKernel) {
+  support::Air air;
+  support::Host host("room"), player("room");
+  std::vector<int16_t> heard = air.pass(player.play(200000));
+  air.way = air.way_of(100), air.hand = 0.05;
+  for (const int16_t sample : air.pass(player.play(100000))) heard.push_back(sample);
+  std::vector<int16_t> playback(480);
+  const int verdict = verdict_of([&] {
+    zeto_host_learn(host.host);
+    zeto_host_reading now = {};
+    for (size_t at = 0; at < heard.size(); at += 480) {
+      zeto_host_play(host.host, playback.data(), 960);
+      now = zeto_host_capture(host.host, &heard[at], 2 * std::min<size_t>(480, heard.size() - at));
+    }
+    return now.state == ZETO_HOST_TARGET ? kClean : kNothingMeasured;
+  });
+  if (verdict == kRefused) GTEST_SKIP() << "the kernel or the emulator has no strict seccomp";
+  EXPECT_EQ(verdict, kClean);
 }
 
 // Whether a process call for the format still runs after a second, in a child of its own.

@@ -16,6 +16,9 @@ file(RELATIVE_PATH tool ${module} /prefix/${CMAKE_INSTALL_BINDIR}/zeto)
 file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/_paths.py
   "\"\"\"Where the library and the command-line tool lie, relative to this folder.\"\"\"\n"
   "LIBRARY = \"${library}\"\n" "TOOL = \"${tool}\"\n")
+file(RELATIVE_PATH library_from_module ${module} /prefix/${CMAKE_INSTALL_LIBDIR})
+set_target_properties(zeto_kit PROPERTIES INSTALL_RPATH "$ORIGIN/${library_from_module}")
+install(TARGETS zeto_kit LIBRARY DESTINATION ${ZETO_PYTHON_DIR}/zeto OPTIONAL)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/zeto DESTINATION ${ZETO_PYTHON_DIR}
   PATTERN __pycache__ EXCLUDE PATTERN _paths.py EXCLUDE)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/_paths.py DESTINATION ${ZETO_PYTHON_DIR}/zeto)

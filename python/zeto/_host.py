@@ -9,7 +9,7 @@ import numpy as np
 from numpy.typing import NDArray
 
 from ._defaults import SAMPLE_RATE
-from ._library import ANALYSIS, Format, Sample, ZetoError, checked, checked_format, library, silence
+from ._library import ANALYSIS, Format, Sample, ZetoError, beside_this, checked, checked_format, library, silence
 
 STATES = ("", "learning", "nobody", "target", "disturbed")
 CAUSES = (None, "alignment", "foreign", "noise", "unheard")
@@ -52,8 +52,8 @@ class _Findings(ctypes.Structure):
 
 @functools.lru_cache(maxsize=None)
 def _kit() -> ctypes.CDLL:
-    """It lies beside libzeto, which it uses."""
-    path = os.path.join(os.path.dirname(library()._name), "libzeto_host.so")
+    """It was installed with this module, or lies beside libzeto, where both are built."""
+    path = beside_this("zeto_kit.so") or os.path.join(os.path.dirname(library()._name), "zeto_kit.so")
     try:
         kit = ctypes.CDLL(path)
         for name, arguments, result in (
@@ -69,7 +69,7 @@ def _kit() -> ctypes.CDLL:
             function = getattr(kit, name)
             function.argtypes, function.restype = arguments, result
     except (OSError, AttributeError) as error:
-        raise ZetoError(f"cannot use the host kit ({error}); it is looked for beside libzeto") from error
+        raise ZetoError(f"cannot use the host kit ({error})") from error
     return kit
 
 

@@ -37,4 +37,12 @@ inline void store_sample(int32_t format_type, int32_t sample, void* to) {
   std::memcpy(to, &word, sample_bytes(format_type));
 }
 
+// And back, exactly.
+inline int16_t sample_16(int32_t format_type, const void* from) {
+  uint32_t word = 0;
+  std::memcpy(&word, from, sample_bytes(format_type));
+  if (format_type == 4) return static_cast<int16_t>(std::bit_cast<float>(word) * 32768.0f);
+  return static_cast<int16_t>(static_cast<int32_t>(word) >> (format_type == 1 ? 0 : format_type == 2 ? 8 : 16));
+}
+
 }  // namespace support

@@ -93,7 +93,7 @@ ZETO_HOST_API void zeto_sweep_play(const int16_t* table, uint32_t len, uint32_t*
 
 /** A named choice of everything that must fit together. */
 typedef struct zeto_set {
-  const char* name;
+  const char* name;    /**< as zeto_find_set() wants it */
   const char* tells;   /**< what it can tell, a sentence */
   const char* fails;   /**< what it cannot, a sentence */
   zeto_rx_param chirp; /**< for the plain wrappers: what to play without restarts */
@@ -166,7 +166,7 @@ typedef struct zeto_host_param {
 /** The object; it lives in the caller's memory. */
 typedef struct zeto_host zeto_host;
 
-/** @return bytes of an object, or 0 if the kit cannot do what is asked. Typical: 0.8 to 1.2 million. */
+/** @return bytes of an object, a multiple of 16, or 0 if the kit cannot do what is asked. Typical: 0.8 to 1.5 million. */
 ZETO_HOST_API size_t zeto_host_bytes(const zeto_host_param* param);
 
 /** Prepares an object: nothing learned yet. Not for the audio thread.
