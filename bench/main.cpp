@@ -33,5 +33,6 @@ int main(int argc, char** argv) {
   }
   bench::add_steps();
   bench::add_wrappers();
+  bench::add_kit();
   return bench::run_rows(argc, argv, table) ? 0 : 1;
 }

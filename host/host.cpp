@@ -234,6 +234,7 @@ zeto_host_findings zeto_host_learned(const zeto_host* host) {
     constexpr float kFrameMs = 200.0f;
     findings.latency_ms += static_cast<float>(host->begun % kFrame) / kSamplesPerMs;
     if (findings.latency_ms >= kFrameMs) findings.latency_ms -= kFrameMs;
+    if (findings.latency_ms < 0.0f) findings.latency_ms += kFrameMs;
   }
   return findings;
 }

@@ -28,6 +28,10 @@ constexpr double kMeanHz = 19500.0;  // where most of a phone's energy is
 constexpr int kRadius = 7;  // samples of the band
 constexpr int kPasses = 2;
 
+// Of the steps at the end: the first for what is far, and how many a sweep has.
+constexpr int kFirstFar = 3;
+constexpr int kFarSteps = 2 + 2 * kPasses;
+
 // Near both ends of a sweep it is not used: echoes of the one before still arrive, and running means are lopsided. Then it
 // rises.
 constexpr int kUnused = 2 * kRadius;
@@ -109,14 +113,22 @@ Learner::Outcome Learner::take(const float* samples, BandRun band) noexcept {
     }
     return Outcome::kBusy;
   }
-  int piece = block - kAdded;
-  if (piece == 0) return conclude() ? Outcome::kBusy : Outcome::kFailed;
-  piece -= 1;
-  if (piece < kPasses * reference_->sweeps().count) {
-    keep_far(piece / kPasses, piece % kPasses);
+  return finish(block - kAdded);
+}
+
+// What is left to compute, a step a block.
+Learner::Outcome Learner::finish(int step) noexcept {
+  if (step == 0) locate();
+  if (step == 1) set_background();
+  if (step == 2 && !judge()) return Outcome::kFailed;
+  if (step < kFirstFar) return Outcome::kBusy;
+  const int far = step - kFirstFar;
+  const int sweeps = reference_->sweeps().count;
+  if (far < sweeps * kFarSteps) {
+    keep_far(far / kFarSteps, far % kFarSteps);
     return Outcome::kBusy;
   }
-  if (piece == kPasses * reference_->sweeps().count) {
+  if (far == sweeps * kFarSteps) {
     set_far();
     return Outcome::kBusy;
   }
@@ -168,7 +180,7 @@ void Learner::refine(int step) noexcept {
 }
 
 // The peak between samples is that of a parabola through its three highest.
-bool Learner::conclude() noexcept {
+void Learner::locate() noexcept {
   int peak = 1;
   for (int i = 2; i + 1 < kNears; ++i) {
     if (near_[i] > near_[peak]) peak = i;
@@ -177,56 +189,62 @@ bool Learner::conclude() noexcept {
   const auto behind = static_cast<double>(near_[peak + 1]);
   const double curve = before - 2.0 * static_cast<double>(near_[peak]) + behind;
   const double between = curve < 0.0 ? 0.5 * (before - behind) / curve : 0.0;
-  const double late = late_ + peak - kNear + between;
-
-  double latency = late - way_;
+  double latency = late_ + peak - kNear + between - way_;
+  findings_.latency_ms = static_cast<float>(latency / kSamplesPerMs);
   if (latency < kLeastLead) latency += kFrame;
   learned_.hold = static_cast<int>((latency - kLeastLead) / kDecimation) * kDecimation;
   learned_.lead = latency - learned_.hold;
   learned_.direct = static_cast<int>(lrint(learned_.lead + way_));
-  learned_.noise = noise_ / (2 * kFrames);
-
   for (float& sample : learned_.mean) sample *= 1.0f / kFrames;
   memcpy(learned_.mean + kFrame, learned_.mean, kBlock * sizeof *learned_.mean);
+}
+
+void Learner::set_background() noexcept {
   const int hold = learned_.hold / kDecimation;
   Band& background = learned_.background;
   background.set(0, sum_.from(hold), kBandFrame - hold);
   background.set(kBandFrame - hold, sum_.from(0), hold);
   scale(background, 1.0f / kFrames);
-  learned_.energy = energy(background.from(0), kBandFrame);
-  learned_.direct_energy = reference_->explained(background.from(0), learned_.direct);
   last_ = background;
+}
+
+bool Learner::judge() noexcept {
+  const BandRun background = learned_.background.from(0);
+  learned_.noise = noise_ / (2 * kFrames);
+  learned_.energy = energy(background, kBandFrame);
+  learned_.direct_energy = reference_->explained(background, learned_.direct);
+  if (!(learned_.energy > 0.0f)) return false;
 
   const double turn = fabs(atan2(static_cast<double>(turn_.im), static_cast<double>(turn_.re)));
-  const float mean_power = all_ / kBandFrame;
-  findings_.latency_ms = static_cast<float>(latency >= kFrame ? latency - kFrame : latency) / kSamplesPerMs;
-  findings_.drift_ppm = static_cast<float>(turn / (2.0 * kPi * kMeanHz * kFrame / kSampleRate) * 1e6);
-  findings_.sureness_db = mean_power > 0.0f ? 10.0f * log10f(best_ / mean_power) : 0.0f;
-  findings_.background_db =
-      learned_.noise > 0.0f && learned_.energy > 0.0f ? 10.0f * log10f(learned_.energy / learned_.noise) : 0.0f;
   const double by_noise = sqrt(2.0 * static_cast<double>(learned_.noise / learned_.energy) / kBandFrame) / kFrames;
+  findings_.drift_ppm = static_cast<float>(turn / (2.0 * kPi * kMeanHz * kFrame / kSampleRate) * 1e6);
+  findings_.sureness_db = 10.0f * log10f(best_ / (all_ / kBandFrame));
+  findings_.background_db = 10.0f * log10f(learned_.energy / fmaxf(learned_.noise, 1e-9f));
   const bool drifts = findings_.drift_ppm >= kMostDriftPpm && turn > kChance * by_noise;
   return findings_.sureness_db >= kLeastSurenessDb && !drifts;
 }
 
-// One of the sweeps, one of the passes. Against the reference as late as the direct sound what is near is slow.
-void Learner::keep_far(int sweep, int pass) noexcept {
+// One of the steps for one of the sweeps. Against the reference as late as the direct sound what is near is slow.
+void Learner::keep_far(int sweep, int step) noexcept {
   const int first = reference_->sweeps().start[sweep];
   const int n = reference_->sweeps().start[sweep + 1] - first;
   const BandRun played = reference_->in_band(learned_.direct).from(first);
   float* const re = last_.re + first;
   float* const im = last_.im + first;
-  for (int i = 0; pass == 0 && i < n; ++i) {
-    const Complex heard = {re[i], im[i]};
-    re[i] = heard.re * played.re[i] + heard.im * played.im[i];
-    im[i] = heard.im * played.re[i] - heard.re * played.im[i];
-  }
-  remove_slow(re, n);
-  remove_slow(im, n);
-  for (int i = 0; pass == kPasses - 1 && i < n; ++i) {
-    const float weight = weight_at(i, n);
-    learned_.far.re[first + i] = weight * (re[i] * played.re[i] - im[i] * played.im[i]);
-    learned_.far.im[first + i] = weight * (im[i] * played.re[i] + re[i] * played.im[i]);
+  if (step == 0) {
+    for (int i = 0; i < n; ++i) {
+      const Complex heard = {re[i], im[i]};
+      re[i] = heard.re * played.re[i] + heard.im * played.im[i];
+      im[i] = heard.im * played.re[i] - heard.re * played.im[i];
+    }
+  } else if (step < kFarSteps - 1) {
+    remove_slow(step % 2 == 0 ? re : im, n);
+  } else {
+    for (int i = 0; i < n; ++i) {
+      const float weight = weight_at(i, n);
+      learned_.far.re[first + i] = weight * (re[i] * played.re[i] - im[i] * played.im[i]);
+      learned_.far.im[first + i] = weight * (im[i] * played.re[i] + re[i] * played.im[i]);
+    }
   }
 }
 

@@ -45,8 +45,11 @@ class Learner {
   void add(const float* samples, BandRun band, int at) noexcept;
   void search(int step) noexcept;
   void refine(int step) noexcept;
-  bool conclude() noexcept;
-  void keep_far(int sweep, int pass) noexcept;
+  Outcome finish(int step) noexcept;
+  void locate() noexcept;
+  void set_background() noexcept;
+  bool judge() noexcept;
+  void keep_far(int sweep, int step) noexcept;
   void set_far() noexcept;
   void set_far_slope() noexcept;
 
