@@ -4,6 +4,7 @@
 #include <cctype>
 #include <string>
 
+#include "error.hpp"
 #include "parameter_file.hpp"
 
 namespace zeto::tool {
@@ -44,7 +45,11 @@ void add_sweeps(CLI::App& verb, zeto_set& set) {
       ->delimiter(',')
       ->group(kEmitterGroup);
   verb.add_option_function<double>(
-          "--fade-ms", [&set](double ms) { set_fade(set, "--fade-ms", ms); },
+          "--fade-ms",
+          [&set](double ms) {
+            if (!has_sweeps(set)) throw UserError("--fade-ms: needs --restart-ms, or a set of sweeps");
+            set_fade(set, "--fade-ms", ms);
+          },
           "With --restart-ms: each sweep rises and falls that long.\n"
           "Default: 2, or the set's")
       ->type_name("MS")

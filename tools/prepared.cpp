@@ -20,7 +20,7 @@ constexpr int64_t kLongestPeriod = 25;         // frames: the emitter's five sec
 constexpr int64_t kLooked = 10 * kSampleRate;  // of a recording, for latency and period
 constexpr int64_t kMostLatency = kSampleRate;
 constexpr double kSamplesPerMs = kSampleRate / 1000.0;
-constexpr double kLeastSurenessDb = 14.0;  // of so many delays of noise alone the greatest stands out by 12 dB
+constexpr double kLeastSurenessDb = 16.0;  // of so many delays of noise alone the greatest stands out by 12 dB
 constexpr double kSameShare = 0.01;        // of the power: a reference that was recorded does not repeat bit for bit
 
 struct Channels {
@@ -56,15 +56,17 @@ Latency latency_of(const Channels& channels, double spacing_cm) {
     across[i] = microphone * std::conj(reference);
   }
   fourier.invert(across);
-  std::vector<double> power(static_cast<size_t>(kMostLatency));
+  // The greatest is looked for as it comes, which prefers the first of several periods; what is compared is per sample.
+  std::vector<double> power(std::min(static_cast<size_t>(kMostLatency), n / 2));
   for (size_t i = 0; i < power.size(); ++i) power[i] = std::norm(across[i]);
-  const auto greatest = std::max_element(power.begin(), power.end());
-  const auto at = static_cast<double>(greatest - power.begin());
-  const double peak = *greatest;
-  std::nth_element(power.begin(), power.begin() + kMostLatency / 2, power.end());
-  const double median = power[static_cast<size_t>(kMostLatency / 2)];
+  const auto at = static_cast<size_t>(std::max_element(power.begin(), power.end()) - power.begin());
+  for (size_t i = 0; i < power.size(); ++i) power[i] /= static_cast<double>(n - i);
+  const double peak = power[at];
+  const auto middle = power.begin() + static_cast<std::ptrdiff_t>(power.size() / 2);
+  std::nth_element(power.begin(), middle, power.end());
   const double way_ms = 1000.0 * spacing_cm / kCmPerSecond;
-  return {std::max(0.0, at / kSamplesPerMs - way_ms), peak > 0.0 ? 10.0 * std::log10(peak / median) : 0.0};
+  const double ms = static_cast<double>(at) / kSamplesPerMs - way_ms;
+  return {std::max(0.0, ms), peak > 0.0 ? 10.0 * std::log10(peak / *middle) : 0.0};
 }
 
 /// The reference's own, in whole frames; 0 if it has none.
@@ -153,7 +155,8 @@ Prepared::Prepared(const std::string& path, int64_t frames, const HostSteps& ste
     const int64_t period = period_of(read(path, kLooked).reference);
     if (period == 0) fail("--background needs a reference that repeats, every 5 s or sooner");
     if (to - from < period) {
-      fail(text("--background needs %.1f s of it or more", static_cast<double>(period) / kSampleRate));
+      fail(text("--background: less than %.1f s of it lie between these seconds",
+                static_cast<double>(period) / kSampleRate));
     }
     mean_ = mean_of(path, from, to, period);
   }

@@ -43,7 +43,7 @@ struct Common {
   uint64_t seed;
 };
 
-/// Adds them; returns them, so that others can exclude them.
+/// Adds them, and returns them.
 std::vector<CLI::Option*> add_scene_options(CLI::App& verb, SceneOptions& options);
 
 /// Throws UserError, or FileError for a file, if they are at fault.

@@ -40,7 +40,7 @@ void simulate_scene(const SimulateOptions& options) {
 }  // namespace
 
 void add_simulate(CLI::App& app) {
-  auto* verb = app.add_subcommand("simulate", "Measure a simulated echo: emitter, acoustic path, detector");
+  auto* verb = app.add_subcommand("simulate", "Simulate an acoustic path and measure it: true against measured");
   const auto options = std::make_shared<SimulateOptions>();
   auto* delay = verb->add_option("-d,--delay-ms", options->delays_ms,
                                  "The echo's delay, rounded to a sample; several give a\n"
@@ -75,7 +75,6 @@ void add_simulate(CLI::App& app) {
   verb->add_flag("--csv", options->csv, "Comma-separated values");
   verb->add_flag("--json", options->json, "JSON, as docs/tool.md describes it")->excludes("--csv");
   const auto scene = add_scene_options(*verb, options->scene);
-  for (auto* option : scene) option->excludes(delay);
   add_parameter_options(*verb, options->set, Side::kBoth);
   verb->footer(
       "With --delay-ms: the chirp comes from the downlink wrapper, takes its delays and\n"
@@ -89,10 +88,9 @@ void add_simulate(CLI::App& app) {
       "  accepted  accepted analyses of all\n"
       "expected and measured are in the unit of --UltraHz-period, and comparable where\n"
       "--UltraHz-scope is the width of the sweep.\n\n"
-      "Without: a path, by the options below, with delays of any fraction of a sample. A\n"
-      "set of sweeps (--set hand; zeto sets lists them) is played and heard by the host\n"
-      "kit, which learns in the first three seconds; another by the wrappers alone. One\n"
-      "line per 200 ms:\n"
+      "Without: a path, with delays of any fraction of a sample. A set of sweeps (--set\n"
+      "hand; zeto sets lists them) is played and heard by the host kit, which learns in\n"
+      "the first three seconds; another by the wrappers alone. One line per 200 ms:\n"
       "  time_s    when they end\n"
       "  state     learning, nobody, target or disturbed, and why; by the wrappers\n"
       "            accepted or rejected\n"
@@ -109,8 +107,9 @@ void add_simulate(CLI::App& app) {
       "  zeto simulate --set hand --phone --drop 5,10\n"
       "  zeto simulate --set room --phone --target-cm 200 --target-db -38 --seed 7");
   verb->callback([options, scene] {
-    const bool has_path =
-        std::any_of(scene.begin(), scene.end(), [](const CLI::Option* option) { return option->count() > 0; });
+    const auto given = std::find_if(scene.begin(), scene.end(), [](const auto* option) { return option->count() > 0; });
+    const bool has_path = given != scene.end();
+    if (has_path && !options->delays_ms.empty()) throw UserError((*given)->get_name() + ": not with --delay-ms");
     if (options->delays_ms.empty() && (has_path || has_sweeps(options->set))) {
       simulate_scene(*options);
     } else {
