@@ -8,6 +8,7 @@ import re
 import sys
 import tempfile
 import unittest
+import wave
 
 try:
     import numpy as np
@@ -16,6 +17,7 @@ except ImportError:
     sys.exit(77)
 
 ZETO = os.path.abspath(sys.argv.pop(1))
+os.environ["ZETO_TOOL"] = ZETO
 os.environ["ZETO_LIBRARY"] = os.path.abspath(sys.argv.pop(1))
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "python"))
 import zeto  # noqa: E402
@@ -139,6 +141,102 @@ class PythonTest(unittest.TestCase):
         self.assertEqual(self.python(code).stdout, 80 * "result ")
         self.assertIn("version is 2.02.02", self.python("import zeto; zeto.quiet(False); zeto.Emitter()").stdout)
         self.assertEqual(self.tool("--version"), f"zeto {zeto.__version__}\n")
+
+    def test_simulated_sound_takes_the_time_and_has_the_strength_of_theory(self):
+        """Each against delays and gains in the frequency domain, of a period once all has arrived. In dB."""
+        way = lambda cm, spacing=5: 2 * np.hypot(cm, spacing / 2) / 34300
+        phone = lambda hz: 10 ** (np.interp(hz, *zip(
+            (17e3, 0), (18e3, -1), (19e3, -3), (20e3, -6), (21e3, -9), (22e3, -15), (23e3, -22), (24e3, -40))) / 20)
+        still = dict(target_cm=20.3, tremor_mm=0, present="0-")
+        hz = np.fft.rfftfreq(9600, 1 / 48000)
+        _recording_of = os.path.join(os.path.dirname(self.path), "response.wav")
+        taps = np.zeros(400)
+        taps[[100, 399]] = 0.5, -0.25
+        with wave.open(_recording_of, "wb") as file:
+            file.setparams((1, 2, 48000, 0, "NONE", ""))
+            file.writeframes((taps * 2**15).astype("<i2").tobytes())
+        for options, ways, response in (
+            ({}, [(5 / 34300, 4)], None),
+            ({"latency_ms": 37.3127, "spacing_cm": 14}, [(0.0373127 + 14 / 34300, 4)], None),
+            ({"response": "phone", "latency_ms": 5}, [(0.005 + 5 / 34300, 4)], phone),
+            ({"response": _recording_of}, [(5 / 34300 + 100 / 48000, 2), (5 / 34300 + 399 / 48000, -1)], None),
+            ({"echo": [(3.21, 0.5), (7, -1)], "latency_ms": 1}, [(0.001 + 5 / 34300, 4), (0.00421, 0.5), (0.008, -1)], None),
+            ({**still, "target_db": -12}, [(5 / 34300, 4), (way(20.3), 4 * 10**-0.6)], None),
+            (still, [(5 / 34300, 4), (way(20.3), 4 * 10 ** (-(22 + 4 * np.log(20.3 / 20) / np.log(1.5)) / 20))], None),
+        ):
+            made = zeto.simulate(set="hand", direct=4, seconds=1.2, **options)
+            played = np.fft.rfft(made.reference[:9600])
+            want = sum(g * np.exp(-2j * np.pi * hz * s) for s, g in ways) * played * (1 if response is None else response(hz))
+            off = np.fft.rfft(made.microphone[-9600:]) - want
+            heard = (hz > 17500) & (hz < 22500)
+            error = 10 * np.log10(np.sum(np.abs(off[heard]) ** 2) / np.sum(np.abs(want[heard]) ** 2))
+            self.assertLess(error, -55 if response else -75, options)
+
+    def test_simulated_noise_clocks_and_buffers(self):
+        quiet = dict(set="hand", seconds=4, seed=5)
+        for options, db, octave in (({"pink_dbfs": -30}, -30, 0), ({"white_dbfs": -40}, -40, 3), ({"snr_db": 3}, None, 3)):
+            made = zeto.simulate(**quiet, enable=0 if db else 1, direct=0.5, **options)
+            noise = made.microphone / 2**15
+            if not db:
+                clean = zeto.simulate(**quiet, direct=0.5).microphone / 2**15
+                noise, db = noise - clean, 10 * np.log10(np.mean(clean**2)) - 3
+            self.assertAlmostEqual(10 * np.log10(np.mean(noise**2)), db, delta=0.3, msg=options)
+            power = np.abs(np.fft.rfft(noise)) ** 2
+            bands = [10 * np.log10(power[4 * f : 8 * f].sum()) for f in (375, 750, 1500, 3000, 6000, 12000)]
+            np.testing.assert_allclose(np.diff(bands), octave, atol=0.3, err_msg=str(options))
+        keys = (np.random.default_rng(1).normal(0, 1000, 50000)).astype("<i2")
+        with wave.open(self.path, "wb") as file:
+            file.setparams((1, 2, 48000, 0, "NONE", ""))
+            file.writeframes(keys.tobytes())
+        heard = zeto.simulate(**quiet, enable=0, noise=self.path, noise_gain=-0.5).microphone
+        np.testing.assert_allclose(heard, -0.5 * np.resize(keys, 192000), atol=0.51)
+        noisy = dict(quiet, phone=True)
+        whole, again, other = (zeto.simulate(**{**noisy, "seed": seed}).microphone for seed in (5, 5, 6))
+        np.testing.assert_array_equal(whole, again)
+        self.assertGreater(np.std(whole - other.astype(float)), 100)
+        at = 96480
+        white = {**quiet, "white_dbfs": -60, "reflections": 3}
+        whole = zeto.simulate(**white).microphone
+        lost = zeto.simulate(**white, drop=(2.01, 10)).microphone
+        twice = zeto.simulate(**white, repeat=[(2.01, 10), (3, 0.0208)]).microphone
+        np.testing.assert_array_equal(lost, np.r_[whole[:at], whole[at + 480 :], lost[-480:]])
+        np.testing.assert_array_equal(twice[:144000], np.r_[whole[:at], whole[at - 480 :]][:144000])
+        np.testing.assert_array_equal(twice[144000:], np.r_[whole[:at], whole[at - 480 :]][143999 : 144000 + 47999])
+        loud = {**quiet, "direct": 4, "response": "phone"}
+        direct = zeto.simulate(**loud).microphone.astype(float)
+        rooms = [zeto.simulate(**loud, reflections=room).microphone - direct for room in (1, 2)]
+        for others in rooms:  # three of the case, 8 to 18 dB under the direct sound; the room's are weak
+            self.assertTrue(10**-0.9 < np.std(others) / np.std(direct) < 1)
+        self.assertGreater(np.std(rooms[0] - rooms[1]), 0.1 * np.std(direct))
+        plain = zeto.simulate(**loud).microphone
+        slow = zeto.simulate(**loud, drift_ppm=(100, 1)).microphone
+        np.testing.assert_array_equal(slow[:48000], plain[:48000])
+        series = np.fft.rfft(plain[-9600:]) / 4800  # of a period, evaluated between samples
+        late = np.arange(190000, 190500)
+        at = late + 1e-4 * (late - 48000)
+        want = (series * np.exp(2j * np.pi / 9600 * np.outer(at, np.arange(4801)))).real.sum(axis=1)
+        self.assertLess(np.std(slow[late] - want), 0.005 * np.std(want))
+
+    def test_simulated_recordings_go_into_the_host_kit(self):
+        made = zeto.simulate(set="hand", phone=True, target_cm=20, present=[(4, 6), (8, 9)], seed=3, spacing_cm=3)
+        self.assertEqual((made.reference.dtype, made.microphone.shape), (np.int16, (480000,)))
+        seconds = np.arange(480000) / 48000
+        there = ((seconds >= 4.01) & (seconds < 5.99)) | ((seconds >= 8.01) & (seconds < 8.99))
+        np.testing.assert_allclose(made.true_cm[there], 20, atol=0.08)
+        self.assertTrue(np.isnan(made.true_cm[(seconds < 4) | ((seconds > 6.01) & (seconds < 8)) | (seconds > 9.01)]).all())
+        host = zeto.Host("hand", spacing_cm=3)
+        np.testing.assert_array_equal(host.play(480000), made.reference)
+        host.learn()
+        got = [(round(r.time_s, 5), r.state, r.distance_cm) for r in host.capture(made.microphone)]
+        want = [(round(r["time_s"], 5), r["state"], r["shown_cm"]) for r in made.readings]
+        self.assertEqual([r[:2] for r in got], [r[:2] for r in want])
+        np.testing.assert_allclose([r[2] or 0 for r in got], [r[2] or 0 for r in want], atol=1e-4)
+        self.assertIn("target", {r[1] for r in got})
+        self.assertEqual(zeto.simulate(delay_ms=60, seconds=1).report["delays"][0]["measured"], 58)
+        with self.assertRaisesRegex(ValueError, "--target-cm"):
+            zeto.simulate(set="hand", target_cm=-1)
+        with self.assertRaisesRegex(OSError, "none.wav"):
+            zeto.simulate(set="hand", noise="none.wav")
 
     def test_draws_what_the_tool_measures(self):
         try:

@@ -3,8 +3,10 @@
 import array
 import csv
 import json
+import math
 import os
 import random
+import re
 import statistics
 import subprocess
 import sys
@@ -246,7 +248,8 @@ class ToolTest(unittest.TestCase):
         for text, said in [
             ('{"strat_hz": 1}', "nearest is start_hz"), ('{"delay": 1}', "nearest is UltraHz_delay_ms"),
             ('{"enable": 1, "enable": 0}', "twice"), ('{"enable": 1.5}', "whole"), ('{"enable": 2147483648}', "whole"),
-            ('{"enable": {"unit": ""}}', "enable"), ('{"enable": 1', "not JSON"), ("[1]", "object"), ("", "not JSON"),
+            ('{"enable": {"unit": ""}}', "enable"), ('{"restart_ms": 70}', "array"),
+            ('{"restart_ms": [7.5]}', "whole"), ('{"fade_ms": -1}', "fade_ms"), ('{"enable": 1', "not JSON"), ("[1]", "object"), ("", "not JSON"),
         ]:
             with open("tuning.json", "w") as file:
                 file.write(text)
@@ -254,6 +257,134 @@ class ToolTest(unittest.TestCase):
             self.assertEqual((result.returncode, result.stderr.count("\n")), (2, 1), text)
             self.assertIn(said, result.stderr)
             self.assertFalse(os.path.exists("none.wav"))
+
+    def test_named_sets_fill_in_all_parameters(self):
+        def effective(*args):
+            result = run("params", "--json", *args)
+            self.assertEqual((result.returncode, result.stderr), (0, ""), args)
+            return {name: described["value"] for name, described in json.loads(result.stdout).items()}
+
+        sets = [json.loads(line) for line in run("sets", "--json").stdout.splitlines()]
+        self.assertEqual([s["name"] for s in sets], ["default", "finer", "hand", "room"])
+        self.assertEqual(effective("--set", "default"), effective())
+        for s in sets:
+            self.assertIn(s["fails"], run("sets").stdout)
+            values = effective("--set", s["name"])
+            self.assertEqual(values.get("restart_ms", []), s["restart_ms"])
+            with open("set.json", "w") as file:
+                json.dump(values, file)
+            self.assertEqual(effective("--params", "set.json"), values)
+        values = effective("--set", "hand")
+        with open("set.json", "w") as file:
+            json.dump({**values, "restart_ms": [100, 100], "span_hz": 60000}, file)
+        changed = {**values, "restart_ms": [100, 100], "span_hz": 50000}
+        self.assertEqual(effective("--span-hz", 50000, "--params", "set.json", "--set", "hand"), changed)
+
+    def test_sweeps_start_over_and_fade(self):
+        sweeps = ["--restart", "70,70,60", "--span-hz", 85714, "--start-hz", 18000, "--amp-end-milli", 200]
+        run("emit", "-o", "raw.wav", "-s", 0.5, *sweeps, "--fade-ms", 0)
+        run("emit", "-o", "faded.wav", "-s", 0.5, *sweeps, "--fade-ms", 1)
+        run("emit", "-o", "24.wav", "-s", 0.5, *sweeps, "--fade-ms", 1, "-f", 2)
+        (raw,), (faded,) = read_wav("raw.wav"), read_wav("faded.wav")
+        self.assertEqual(raw[9600:], raw[:-9600])
+        for first, end in (0, 3360), (3360, 6720), (6720, 9600):
+            self.assertEqual(raw[first:end], raw[: end - first])
+            self.assertEqual(faded[first + 48 : end - 48], raw[first + 48 : end - 48])
+            for i in range(48):
+                gain = 0.5 - 0.5 * math.cos(math.pi * (i + 0.5) / 48)
+                for at in first + i, end - 1 - i:
+                    self.assertAlmostEqual(faded[at], gain * raw[at], delta=0.51)
+        self.assertAlmostEqual(max(raw) / 32768, 0.2, delta=0.002)
+        with wave.open("24.wav") as file:
+            data = file.readframes(24000)
+        self.assertEqual([int.from_bytes(data[i : i + 3], "little", signed=True) for i in range(0, 72000, 3)],
+                         [256 * sample for sample in faded])
+        run("emit", "-o", "silent.wav", "--set", "hand", "--enable", 0)
+        self.assertEqual(set(read_wav("silent.wav")[0]), {0})
+
+    def simulate(self, *args):
+        result = run("simulate", "--json", *args)
+        self.assertEqual((result.returncode, result.stderr), (0, ""), args)
+        return json.loads(result.stdout)
+
+    def test_kit_reads_simulated_targets(self):
+        """One at a fractional delay, without and with the rest of a phone; one that moves; one that comes and goes."""
+        quiet = ["--white-dbfs", -80, "--tremor-mm", 0, "--latency-ms", 37.31]
+        for extra, mean, most in (quiet, 0.3, 80), (["--phone"], 1.0, 50.5):
+            for cm in 4, 10.1, 20.2, 33.3, 50.5, most:
+                made = self.simulate("--set", "hand", "-s", 7, "--target-cm", cm, *extra, "--spacing-cm", 8)
+                score = made["score"]
+                self.assertEqual((score["right"], score["absent"], score["wrong"]), (score["present"],) + (5, 0), extra)
+                errors = [r["shown_cm"] - cm for r in made["readings"] if r["time_s"] > 4.5]
+                self.assertLessEqual(abs(statistics.mean(errors)), mean, (cm, extra))
+        hand = ["--set", "hand", "--phone", "--seed", 4]
+        rows = self.table("simulate", "--csv", *hand, "--target-cm", 40, "--speed-cm-s=-10,4", "--stop-cm", 15)
+        for row in rows:
+            if float(row["time_s"]) > 3.5:
+                way = min(max(40 - 10 * (float(row["time_s"]) - 4), 15), 40)
+                self.assertAlmostEqual(float(row["true_cm"]), way, delta=0.1)
+            if row["shown_cm"]:
+                self.assertLess(abs(float(row["error_cm"])), 2.5, row)
+        made = self.simulate(*hand, "--target-cm", 20, "--present", "4-6", "--present", "8-", "-s", 9.5)
+        there = [r["true_cm"] is not None for r in made["readings"]]
+        self.assertEqual(there, [4 <= r["time_s"] < 6 or r["time_s"] >= 8 for r in made["readings"]])
+        self.assertEqual(made["score"]["wrong"] + made["score"]["disturbed"], 0)
+        self.assertLess(made["score"]["absent"], 15)
+        person = self.simulate("--set", "room", "--phone", "--target-cm", 150, "--target-db", -33, "-s", 8)["score"]
+        self.assertEqual((person["right"], person["wrong"]), (person["present"], 0))
+        blind = self.simulate("--set", "default", "--phone", "--target-cm", 20, "--white-dbfs", -80)
+        direct = blind["latency_ms"] * 17.15
+        shown = [r["shown_cm"] for r in blind["readings"] if r["state"] == "accepted"]
+        self.assertGreater(len(shown), 20)
+        self.assertLess(max(abs(cm - direct) for cm in shown), 70)  # a step is 67 cm
+
+    def test_kit_says_what_goes_wrong(self):
+        """Within a second, and shows no target meanwhile."""
+        hand = ["--set", "hand", "--phone", "-s", 8]
+        for fault, at in [
+            (["--drop", "5.03,10"], 5.03), (["--repeat", "5.03,4"], 5.03), (["--drift-ppm", "20,5"], 5.0),
+            (["--drift-ppm", -50], 3.5), (["--foreign=-12,5"], 5.0), (["--white-dbfs", -30], 3.5),
+        ]:
+            for seed in 1, 2:
+                readings = self.simulate(*hand, *fault, "--seed", seed)["readings"]
+                after = [r["state"] for r in readings if r["time_s"] > at]
+                self.assertNotIn("target", after, (fault, seed))
+                self.assertIn("disturbed", after[:5], (fault, seed))
+                if at > 4:
+                    before = {r["state"] for r in readings if 3 < r["time_s"] < at}
+                    self.assertEqual(before, {"nobody"}, (fault, seed))
+
+    def test_sense_listens_by_kit_or_host_steps(self):
+        for seed, cm in (3, 15), (4, 30):
+            made = self.simulate("--set", "hand", "--phone", "--seed", seed, "--target-cm", cm, "--wav", f"{cm}.wav")
+            (line,) = run("sense", "--set", "hand", "--json", f"{cm}.wav").stdout.splitlines()
+            keys = lambda readings, name: [(r["time_s"], r["state"], r["cause"], r[name]) for r in readings]
+            self.assertEqual(keys(json.loads(line)["readings"], "distance_cm"), keys(made["readings"], "shown_cm"))
+            rows = self.table("sense", "--set", "hand", "--csv", f"{cm}.wav")
+            self.assertEqual([r["state"] for r in rows], [r["state"] for r in made["readings"]])
+            steps = ["--set", "hand", "--align", "auto", "--UltraHz-period", 2012, f"{cm}.wav"]  # unit: cm
+            result = run("sense", "--csv", *steps, "--background", "0.5-2.5")
+            self.assertAlmostEqual(float(re.search(r"latency (\S+) ms", result.stderr)[1]), made["latency_ms"], delta=0.05)
+            rows = list(csv.DictReader(result.stdout.splitlines()))
+            at = lambda rows: {r["measurement"] for r in rows if float(r["time_s"]) > 4}
+            self.assertTrue(all(abs(int(value) - cm) <= 3 for value in at(rows)), rows)
+            early = [r["status"] for r in rows if 0.4 < float(r["time_s"]) < 3.5]
+            self.assertLess(early.count("accepted"), 3)
+            near = list(csv.DictReader(run("sense", "--csv", *steps).stdout.splitlines()))
+            self.assertEqual(at(near), {"2"})  # without the background, the case
+            line = run("explain", "--brief", "--from", 5, "--to", 5, *steps, "--background", "0.5-2.5").stdout
+            self.assertEqual(int(float(line.split()[-2])), int(rows[24]["measurement"]))
+        rows = self.table("sense", "--set", "hand", "--summary", "--csv", "15.wav", "30.wav")
+        self.assertEqual([row["file"] for row in rows], ["15.wav", "30.wav"])
+        for row, cm in zip(rows, (15, 30)):
+            self.assertEqual(sum(int(row[key]) for key in ("learning", "nobody", "target")), int(row["readings"]))
+            self.assertAlmostEqual(float(row["median_cm"]), cm, delta=1)
+        # A chirp of a second: the background's frames are as long.
+        self.simulate("--set", "default", "--direct", 0.5, "--latency-ms", 30, "--echo", "60,0.2", "--wav", "chirp.wav")
+        rows = self.table("sense", "--csv", "chirp.wav", "--background", "2-8")
+        self.assertEqual({row["status"] for row in rows[10:]}, {"rejected"})
+        rows = self.table("sense", "--csv", "chirp.wav", "--align", 30.2)
+        self.assertIn("58", {row["measurement"] for row in rows})
 
     def test_errors_are_one_line_and_leave_nothing_behind(self):
         second = [[0] * 48000] * 2
@@ -265,12 +396,17 @@ class ToolTest(unittest.TestCase):
             cut.write(good.read()[:-100])
         with open("text.wav", "w") as text:
             text.write("no audio")
+        write_wav("noise.wav", [[random.randrange(-99, 99) for _ in range(48000)] for _ in range(2)])
         before = sorted(os.listdir())
         files_at_fault = [
             (["sense", "mono.wav"], "1 channel"), (["sense", "rate.wav"], "44100"), (["sense", "none.wav"], "none.wav"),
             (["sense", "cut.wav"], "cut short"), (["sense", "text.wav"], "not an audio file"),
             (["sense", "short.wav"], "9599"), (["explain", "cut.wav"], "cut short"),
             (["inspect", "good.wav"], "2 channels"), (["emit", "-i", "none.wav"], "none.wav"),
+            (["sense", "noise.wav", "--align", "auto"], "no loudspeaker"),
+            (["sense", "noise.wav", "--background", "0-1"], "repeats"),
+            (["simulate", "--phone", "--noise", "none.wav"], "none.wav"),
+            (["simulate", "--phone", "--response", "good.wav"], "2 channels"),
         ]
         others = [
             (["sense", "good.wav", "-f", 5], "--format"), (["sense", "good.wav", "-b", 0], "--buffer"),
@@ -285,7 +421,20 @@ class ToolTest(unittest.TestCase):
             (["simulate", "-d", 5, "--gain", 0, "--snr-db", 3], "silent"), (["simulate"], "--delay-ms"),
             (["emit", "-s", 0], "--seconds"), (["measure", "-x"], "unknown verb measure"), ([], "no verb"),
             (["simulate", "-d", 5, "--UltraHz-scop", 3], "unknown option --UltraHz-scop (see"),
-            (["explain", "good.wav", "--from", 2], "no analysis"),
+            (["explain", "good.wav", "--from", 2], "no analysis"), (["emit", "--set", "x"], "default, finer, hand"),
+            (["emit", "--fade-ms", 1], "--restart-ms"), (["emit", "--restart-ms", "70,0"], "1 to 1000"),
+            (["emit", "--set", "hand", "--fade-ms", -1], "--fade-ms"), (["sense", "good.wav", "--align", "x"], "--align"),
+            (["sense", "good.wav", "--background", "2-1"], "--background"),
+            (["sense", "good.wav", "--set", "hand"], "returns no channel"),
+            (["explain", "good.wav", "--spacing-cm", 101], "--spacing-cm"),
+            (["simulate", "-d", 5, "--phone"], "--phone: not with"), (["simulate", "-d", 5, "--set", "hand"], "--target-cm"),
+            (["simulate", "--set", "hand", "--restart-ms", "70,70"], "fill 200 ms"),
+            (["simulate", "--set", "hand", "-s", 601], "at most 600"), (["simulate", "--phone", "--gain", 1], "--delay-ms"),
+            (["simulate", "--phone", "--present", "1-2"], "--target-cm"), (["simulate", "--echo", "5,1"], "--delay-ms"),
+            *((["simulate", "--phone", "--target-cm", 9, option, value], option) for option, value in (
+                ("--latency-ms", -1), ("--direct", "nan"), ("--direct", 0), ("--present", "2"), ("--speed-cm-s", "1;2"),
+                ("--stop-cm", 3), ("--drift-ppm", "1,2,3"), ("--drop", "3"), ("--drop", "11,3"), ("--repeat", "1,2000"),
+                ("--foreign", "-6"), ("--pink-dbfs", 30), ("--noise-gain", 2), ("--tremor-mm", -1))),
         ]
         for args, said in files_at_fault + others:
             target = {"sense": ["-o", "new.wav"], "simulate": ["--wav", "new.wav"], "emit": ["-o", "new.wav"]}

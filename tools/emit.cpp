@@ -8,6 +8,7 @@
 #include "error.hpp"
 #include "host_sample.hpp"
 #include "options.hpp"
+#include "sweep_table.hpp"
 #include "verbs.hpp"
 #include "wrappers.hpp"
 
@@ -20,7 +21,7 @@ struct EmitOptions {
   std::optional<double> seconds;
   int32_t format = 1;
   int64_t buffer = 480;
-  zeto_rx_param param = kEmitterDefaults;
+  zeto_set set{};
 };
 
 constexpr double kSilenceSeconds = 3.0;
@@ -50,10 +51,33 @@ class Playback {
   int64_t samples_ = 0;
 };
 
-/// Runs everything through the wrapper and returns the peak, full scale 1.0.
+/// What makes the chirp: the downlink wrapper, or a table in a loop.
+class Source {
+ public:
+  explicit Source(const EmitOptions& options) : format_{options.format} {
+    if (has_sweeps(options.set)) {
+      table_.emplace(sweep_of(options.set));
+    } else {
+      downlink_.emplace(format_, options.set.chirp);
+    }
+  }
+
+  /// One host buffer, in place.
+  template <class Sample>
+  void process(std::span<Sample> buffer) {
+    table_ ? table_->play(format_, buffer) : downlink_->process(buffer);
+  }
+
+ private:
+  HostFormat format_;
+  std::optional<SweepTable> table_;
+  std::optional<Downlink> downlink_;
+};
+
+/// Runs everything through the source and returns the peak, full scale 1.0.
 template <class Sample>
 double run(const EmitOptions& options, Playback& playback, AudioWriter& writer, double full_scale) {
-  Downlink downlink(HostFormat{options.format}, options.param);
+  Source source(options);
   const int64_t piece = piece_of(options.buffer);
   std::vector<double> values;
   std::vector<Sample> samples;
@@ -66,7 +90,7 @@ double run(const EmitOptions& options, Playback& playback, AudioWriter& writer, 
                    [&](double value) { return host_sample<Sample>(value, full_scale); });
     const auto buffer = static_cast<size_t>(options.buffer);
     for (size_t at = 0; at < samples.size(); at += buffer) {
-      downlink.process(std::span(samples).subspan(at, std::min(buffer, samples.size() - at)));
+      source.process(std::span(samples).subspan(at, std::min(buffer, samples.size() - at)));
     }
     for (const Sample sample : samples) peak = std::max(peak, std::fabs(static_cast<double>(sample)) / full_scale);
     writer.write(std::span<const Sample>(samples));
@@ -115,13 +139,16 @@ void add_emit(CLI::App& app) {
       ->type_name("N")
       ->check(CLI::Range(int64_t{1}, kMaxBuffer).description(""))
       ->capture_default_str();
-  add_parameter_options(*verb, options->param);
+  add_parameter_options(*verb, options->set, Side::kEmitter);
   verb->footer(
-      "What comes back is 479 samples late: the file starts with as many zeros.\n\n"
+      "What comes back is 479 samples late: the file starts with as many zeros. A table of\n"
+      "sweeps (--set hand, --restart-ms) comes from the host kit at once, in a loop.\n\n"
       "Examples:\n"
       "  zeto emit -o chirp.wav                      3 s of chirp, 16-bit\n"
       "  zeto emit -i music.wav -f 4 -o chirp.wav    as long as the music, float\n"
       "  zeto emit -s 10 --start-hz 20000 --span-hz 2000 --period-ms 2000 -o slow.wav\n"
+      "  zeto emit --set hand -o hand.wav            what the host kit plays\n"
+      "  zeto emit --restart-ms 70,70,60 --span-hz 85714 --start-hz 18000 -o fast.wav\n"
       "  zeto inspect chirp.wav                      measure what was written");
   verb->callback([options] { emit(*options); });
 }

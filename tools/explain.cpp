@@ -7,6 +7,7 @@
 #include "json.hpp"
 #include "observer.hpp"
 #include "options.hpp"
+#include "prepared.hpp"
 #include "sensing.hpp"
 #include "text.hpp"
 #include "verbs.hpp"
@@ -21,7 +22,8 @@ struct ExplainOptions {
   bool brief = false;
   bool json = false;
   bool spectra = false;
-  zeto_tx_param param = kDetectorDefaults;
+  zeto_set set{};
+  HostSteps steps;
 };
 
 struct Explained {
@@ -30,7 +32,9 @@ struct Explained {
 };
 
 std::vector<Explained> explain_file(const ExplainOptions& options) {
-  AudioReader reader = open_recording(options.file, options.param);
+  AudioReader reader = open_recording(options.file, options.set.hear);
+  Prepared prepared(options.file, reader.frames(), options.steps);
+  if (const auto& found = prepared.found()) tell("zeto explain", options.file, *found);
   std::vector<Explained> wanted;
   size_t index = 0;
   const Observing observing(options.spectra, [&](Observation&& seen) {
@@ -40,9 +44,12 @@ std::vector<Explained> explain_file(const ExplainOptions& options) {
       wanted.push_back({index, std::move(seen)});
     }
   });
-  SensingOptions sensing{reader.host_format(), SensingOptions{}.buffer, options.param};
-  const auto sensed = sense(
-      sensing, reader.frames(), [&](std::span<double> out) { reader.read(out); }, nullptr);
+  SensingOptions sensing{reader.host_format(), SensingOptions{}.buffer, options.set.hear};
+  const Capture capture = [&](std::span<double> values) {
+    reader.read(values);
+    prepared.apply(values);
+  };
+  const auto sensed = sense(sensing, reader.frames(), capture, nullptr);
   if (sensed.size() != index) throw std::logic_error("analyses were missed");
   if (wanted.empty()) throw UserError("--from, --to: no analysis ends in that time");
   return wanted;
@@ -98,7 +105,7 @@ Json json_of(const Explained& explained) {
 /// Analyses one by one: with their spectra, all of an hour at once would take much memory.
 void print_json(const ExplainOptions& options, const std::vector<Explained>& all) {
   ExplainOptions copy = options;
-  const std::string parameters = text_of(json_of(parameters_of(copy.param)));
+  const std::string parameters = text_of(json_of(parameters_of(copy.set.hear)));
   std::printf("{\"file\":%s,\n\"parameters\":%s,\n\"bin_hz\":%g,\n\"analyses\":[", text_of(options.file).c_str(),
               parameters.c_str(), static_cast<double>(kBinHz));
   const char* separator = "\n";
@@ -169,7 +176,8 @@ void add_explain(CLI::App& app) {
   verb->add_flag("--brief", options->brief, "Leave the spectra's peaks out");
   verb->add_flag("--json", options->json, "JSON, as docs/tool.md describes it")->excludes("--brief");
   verb->add_flag("--spectra", options->spectra, "With --json: all levels of all spectra too")->needs("--json");
-  add_parameter_options(*verb, options->param);
+  add_host_steps(*verb, options->steps);
+  add_parameter_options(*verb, options->set, Side::kDetector);
   verb->footer(
       "One line per analysis, from inside the detector:\n"
       "  time_s     where in the recording its 200 ms end\n"
@@ -188,6 +196,7 @@ void add_explain(CLI::App& app) {
       "--UltraHz-cand-dB. An analysis without such peaks has zeros in the table.\n\n"
       "Examples:\n"
       "  zeto explain capture.wav\n"
+      "  zeto explain --set hand --align auto --background 0.5-2.5 --brief hand.wav\n"
       "  zeto explain --brief --from 3 --to 5 capture.wav\n"
       "  zeto explain --json --spectra capture.wav > capture.json");
   verb->callback([options] { explain(*options); });

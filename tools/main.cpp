@@ -74,6 +74,7 @@ int run(int argc, char** argv) {
   zeto::tool::add_explain(app);
   zeto::tool::add_simulate(app);
   zeto::tool::add_params(app);
+  zeto::tool::add_sets(app);
 
   const int status = parse_and_do(app, argc, argv);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) return fail(app, "cannot write to standard output");

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <string>
 
+#include "error.hpp"
 #include "parameter_file.hpp"
 
 namespace zeto::tool {
@@ -30,35 +31,53 @@ void add_words(CLI::App& verb, const char* group, const std::vector<Parameter>& 
   }
 }
 
-/// CLI11 takes options over in the order in which they were added: the file first, what stands beside it after.
-void add_file(CLI::App& verb, std::vector<Parameter> parameters) {
-  verb.add_option_function<std::string>(
-          "--params",
-          [parameters = std::move(parameters)](const std::string& path) { read_parameters(path, parameters); },
-          "JSON file of parameters, by their names; see zeto params.\n"
-          "Options stand above it, defaults below")
-      ->type_name("FILE");
+constexpr const char* kEmitterGroup = "Emitter parameters";
+
+void add_sweeps(CLI::App& verb, zeto_set& set) {
+  verb.add_option_function<std::vector<int32_t>>(
+          "--restart-ms,--restart",
+          [&set](const std::vector<int32_t>& restart_ms) { set_restarts(set, "--restart-ms", restart_ms); },
+          "Play sweeps that start over, as a table in a loop: the\n"
+          "length of each, as in 70,70,60. --span-hz is then the\n"
+          "slope per second and --amp-end-milli the amplitude;\n"
+          "above 24000 Hz a sweep folds back")
+      ->type_name("MS,...")
+      ->delimiter(',')
+      ->group(kEmitterGroup);
+  verb.add_option_function<double>(
+          "--fade-ms",
+          [&set](double ms) {
+            if (!has_sweeps(set)) throw UserError("--fade-ms: needs --restart-ms, or a set of sweeps");
+            set_fade(set, "--fade-ms", ms);
+          },
+          "With --restart-ms: each sweep rises and falls that long.\n"
+          "Default: 2, or the set's")
+      ->type_name("MS")
+      ->group(kEmitterGroup);
 }
 
 }  // namespace
 
-void add_parameter_options(CLI::App& verb, zeto_rx_param& emitter) {
-  add_file(verb, parameters_of(emitter));
-  add_words(verb, "Emitter parameters", parameters_of(emitter));
-}
-
-void add_parameter_options(CLI::App& verb, zeto_tx_param& detector) {
-  add_file(verb, parameters_of(detector));
-  add_words(verb, "Detector parameters", parameters_of(detector));
-}
-
-void add_parameter_options(CLI::App& verb, zeto_rx_param& emitter, zeto_tx_param& detector) {
-  auto all = parameters_of(emitter);
-  const auto more = parameters_of(detector);
-  all.insert(all.end(), more.begin(), more.end());
-  add_file(verb, all);
-  add_words(verb, "Emitter parameters", parameters_of(emitter));
-  add_words(verb, "Detector parameters", more);
+/// CLI11 takes options over in the order in which they were added: the set first, then the file, then what stands beside
+/// them.
+void add_parameter_options(CLI::App& verb, zeto_set& set, Side side) {
+  set = set_of("default");
+  const auto emitter = parameters_of(set.chirp);
+  const auto detector = parameters_of(set.hear);
+  verb.add_option_function<std::string>(
+          "--set", [&set](const std::string& name) { set = set_of(name); },
+          "All parameters of a named set; see zeto sets")
+      ->type_name("NAME");
+  verb.add_option_function<std::string>(
+          "--params", [&set, side](const std::string& path) { read_parameters(path, set, side); },
+          "JSON file of parameters, by their names; see zeto params.\n"
+          "Options override the file, and the file the set")
+      ->type_name("FILE");
+  if (side != Side::kDetector) {
+    add_words(verb, kEmitterGroup, emitter);
+    add_sweeps(verb, set);
+  }
+  if (side != Side::kEmitter) add_words(verb, "Detector parameters", detector);
 }
 
 }  // namespace zeto::tool

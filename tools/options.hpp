@@ -6,11 +6,12 @@
 
 namespace zeto::tool {
 
-/// Adds --params and one option per parameter to a verb that has an emitter, a detector or both. The blocks hold the
-/// defaults and receive the values: what the file says, and over it what the options say. The word start_hz becomes
-/// --start-hz; --start_hz is understood as well.
-void add_parameter_options(CLI::App& verb, zeto_rx_param& emitter);
-void add_parameter_options(CLI::App& verb, zeto_tx_param& detector);
-void add_parameter_options(CLI::App& verb, zeto_rx_param& emitter, zeto_tx_param& detector);
+/// Whose parameters a verb has as options.
+enum class Side { kEmitter, kDetector, kBoth };
+
+/// Adds --set, --params and one option per parameter to a verb; for an emitter also --restart-ms and --fade-ms. `set`
+/// becomes the default set and then what the options make of it: the named set, over it the file, over that single
+/// parameters. The word start_hz becomes --start-hz; --start_hz is understood as well.
+void add_parameter_options(CLI::App& verb, zeto_set& set, Side side);
 
 }  // namespace zeto::tool

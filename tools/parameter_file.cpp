@@ -17,12 +17,14 @@
 namespace zeto::tool {
 namespace {
 
+constexpr const char* kRestarts = "restart_ms";
+constexpr const char* kFade = "fade_ms";
+
 std::vector<std::string> all_names() {
-  zeto_rx_param emitter{};
-  zeto_tx_param detector{};
-  std::vector<std::string> names;
-  for (const Parameter& parameter : parameters_of(emitter)) names.emplace_back(parameter.name);
-  for (const Parameter& parameter : parameters_of(detector)) names.emplace_back(parameter.name);
+  zeto_set set{};
+  std::vector<std::string> names{kRestarts, kFade};
+  for (const Parameter& parameter : parameters_of(set.chirp)) names.emplace_back(parameter.name);
+  for (const Parameter& parameter : parameters_of(set.hear)) names.emplace_back(parameter.name);
   return names;
 }
 
@@ -80,8 +82,12 @@ Json parse(const std::string& path) {
   return json;
 }
 
-int32_t word(const std::string& where, const Json& json) {
-  const Json& value = json.is_object() && json.contains("value") ? json["value"] : json;
+/// The number itself, or the "value" of an object.
+const Json& value_of(const Json& json) {
+  return json.is_object() && json.contains("value") ? json["value"] : json;
+}
+
+int32_t word(const std::string& where, const Json& value) {
   const auto fits = [&](int64_t number) {
     return number >= std::numeric_limits<int32_t>::min() && number <= std::numeric_limits<int32_t>::max();
   };
@@ -92,26 +98,53 @@ int32_t word(const std::string& where, const Json& json) {
   return value.get<int32_t>();
 }
 
-}  // namespace
-
-void read_parameters(const std::string& path, const std::vector<Parameter>& parameters) {
-  const Json json = parse(path);
-  const auto names = all_names();
-  for (const auto& [key, value] : json.items()) {
-    if (std::find(names.begin(), names.end(), key) == names.end()) {
-      throw UserError(path + ": unknown parameter " + key + "; the nearest is " + nearest_name(key));
-    }
-    const int32_t number = word(path + ": " + key, value);
-    for (const Parameter& parameter : parameters) {
-      if (key == parameter.name) *parameter.value = number;
-    }
+/// Whether it is one of the two that are no words of a block, and then takes it over.
+bool take_sweeps(const std::string& where, const std::string& key, const Json& value, zeto_set& set) {
+  if (key == kRestarts) {
+    if (!value.is_array()) throw UserError(where + " must be an array of whole numbers, not " + text_of(value));
+    std::vector<int32_t> restart_ms;
+    for (const Json& ms : value) restart_ms.push_back(word(where, ms));
+    set_restarts(set, where, restart_ms);
+  } else if (key == kFade) {
+    if (!value.is_number()) throw UserError(where + " must be a number, not " + text_of(value));
+    set_fade(set, where, value.get<double>());
   }
+  return key == kRestarts || key == kFade;
+}
+
+void name_missing(const std::string& path, const Json& json, const std::vector<Parameter>& parameters) {
   std::string missing;
   for (const Parameter& parameter : parameters) {
     if (json.contains(parameter.name)) continue;
     missing += (missing.empty() ? "" : ", ") + std::string(parameter.name);
   }
   if (!missing.empty()) complain(path, "does not set " + missing);
+}
+
+}  // namespace
+
+void read_parameters(const std::string& path, zeto_set& set, Side side) {
+  const Json json = parse(path);
+  const auto names = all_names();
+  const auto emitter = parameters_of(set.chirp);
+  const auto detector = parameters_of(set.hear);
+  for (const auto& [key, described] : json.items()) {
+    if (std::find(names.begin(), names.end(), key) == names.end()) {
+      throw UserError(path + ": unknown parameter " + key + "; the nearest is " + nearest_name(key));
+    }
+    const std::string where = path + ": " + key;
+    const Json& value = value_of(described);
+    if (take_sweeps(where, key, value, set)) continue;
+    const int32_t number = word(where, value);
+    for (const auto* const block : {&emitter, &detector}) {
+      for (const Parameter& parameter : *block) {
+        if (key == parameter.name) *parameter.value = number;
+      }
+    }
+  }
+  auto expected = side == Side::kDetector ? detector : emitter;
+  if (side == Side::kBoth) expected.insert(expected.end(), detector.begin(), detector.end());
+  name_missing(path, json, expected);
 }
 
 }  // namespace zeto::tool

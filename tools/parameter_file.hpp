@@ -1,15 +1,15 @@
 // Files of parameters.
 #pragma once
 #include <string>
-#include <vector>
 
-#include "parameters.hpp"
+#include "options.hpp"
 
 namespace zeto::tool {
 
 /// Sets what the file sets. It is a JSON object of the interface's names, each with a whole number, or with an object
-/// whose "value" that is, as `zeto params --json` prints them. Names of the other core are left aside, and anything
-/// else is a UserError that names the nearest name. What is missing stays, and a line on standard error names it.
-void read_parameters(const std::string& path, const std::vector<Parameter>& parameters);
+/// whose "value" that is, as `zeto params --json` prints them; beside them `restart_ms`, an array of whole numbers, and
+/// `fade_ms`, a number. Anything else is a UserError that names the nearest name. What is missing stays, and a line on
+/// standard error names it, if it is of the verb's side.
+void read_parameters(const std::string& path, zeto_set& set, Side side);
 
 }  // namespace zeto::tool

@@ -9,8 +9,11 @@
 #include "batch.hpp"
 #include "error.hpp"
 #include "host_sample.hpp"
+#include "kit.hpp"
+#include "kit_report.hpp"
 #include "library_output.hpp"
 #include "options.hpp"
+#include "prepared.hpp"
 #include "progress.hpp"
 #include "sense_report.hpp"
 #include "sensing.hpp"
@@ -29,13 +32,25 @@ struct SenseOptions {
   bool summary = false;
   bool csv = false;
   bool json = false;
-  zeto_tx_param param = kDetectorDefaults;
+  zeto_set set{};
+  HostSteps steps;
+
+  /// With a set that the host kit plays the kit listens, unless single steps of a host are asked for.
+  bool by_kit() const { return is_for_kit(set) && !steps.any(); }
 };
 
+ReportStyle style_of(const SenseOptions& options) {
+  return options.json ? ReportStyle::kJson : options.csv ? ReportStyle::kCsv : ReportStyle::kTable;
+}
+
 /// @param sensed  is moved on by the samples that have been read.
-std::vector<Analysis> sense_file(const SenseOptions& options, const std::string& file, std::atomic<int64_t>& sensed) {
-  AudioReader reader = open_recording(file, options.param);
+std::vector<Analysis> sense_file(const SenseOptions& options, const std::string& file, std::atomic<int64_t>& sensed,
+                                 std::optional<Latency>& found) {
+  const zeto_tx_param& param = options.set.hear;
+  AudioReader reader = open_recording(file, param);
   const HostFormat format = options.format ? HostFormat{*options.format} : reader.host_format();
+  Prepared prepared(file, reader.frames(), options.steps);
+  found = prepared.found();
   std::optional<AudioWriter> writer;
   if (options.out) {
     if (static_cast<double>(reader.frames()) > kMaxSeconds * kSampleRate) {
@@ -45,25 +60,53 @@ std::vector<Analysis> sense_file(const SenseOptions& options, const std::string&
   }
   const Capture capture = [&](std::span<double> values) {
     reader.read(values);
+    prepared.apply(values);
     sensed += static_cast<int64_t>(values.size() / 2);
   };
-  auto analyses = sense({format, options.buffer, options.param}, reader.frames(), capture, writer ? &*writer : nullptr);
+  auto analyses = sense({format, options.buffer, param}, reader.frames(), capture, writer ? &*writer : nullptr);
   if (writer) writer->commit();
   return analyses;
 }
 
+KitRun watch_file(const SenseOptions& options, const std::string& file, std::atomic<int64_t>& sensed) {
+  AudioReader reader = open_recording(file, {});
+  Kit kit(options.set, options.steps.spacing_cm);
+  KitRun run;
+  std::vector<double> values(2 * 65536);
+  std::vector<float> microphone;
+  for (size_t got = values.size(); got == values.size();) {
+    got = reader.read(values);
+    microphone.clear();
+    for (size_t i = 1; i < got; i += 2) microphone.push_back(to_float(values[i]));
+    kit.take(microphone, run.readings);
+    sensed += static_cast<int64_t>(got / 2);
+  }
+  run.seconds = static_cast<double>(reader.frames()) / kSampleRate;
+  run.findings = kit.findings();
+  return run;
+}
+
 /// What came of a recording; one that is at fault does not stop the others.
 struct Outcome {
-  std::vector<Analysis> analyses;
+  std::string report;
   std::optional<std::string> fault;
+  std::optional<Latency> found;
 };
 
 Outcome outcome_of(const SenseOptions& options, const std::string& file, std::atomic<int64_t>& sensed) {
+  Outcome outcome;
   try {
-    return {sense_file(options, file, sensed), std::nullopt};
+    if (options.by_kit()) {
+      outcome.report =
+          KitReport(style_of(options), options.summary, options.files).of(file, watch_file(options, file, sensed));
+    } else {
+      outcome.report = SenseReport(style_of(options), options.summary, options.files)
+                           .of(file, sense_file(options, file, sensed, outcome.found));
+    }
   } catch (const FileError& error) {
-    return {{}, error.what()};
+    outcome.fault = error.what();
   }
+  return outcome;
 }
 
 size_t jobs_of(const SenseOptions& options) {
@@ -72,8 +115,10 @@ size_t jobs_of(const SenseOptions& options) {
 
 void sense_files(const SenseOptions& options) {
   if (options.out && options.files.size() > 1) throw UserError("--out: takes one recording only");
-  const auto style = options.json ? ReportStyle::kJson : options.csv ? ReportStyle::kCsv : ReportStyle::kTable;
-  const SenseReport report(style, options.summary, options.files);
+  if (options.out && options.by_kit()) throw UserError("--out: the host kit, which plays this set, returns no channel");
+  const SenseReport report(style_of(options), options.summary, options.files);
+  const std::string heading =
+      options.by_kit() ? KitReport(style_of(options), options.summary, options.files).heading() : report.heading();
   std::atomic<int64_t> sensed = 0;
   size_t done = 0;
   size_t failed = 0;
@@ -88,12 +133,13 @@ void sense_files(const SenseOptions& options) {
   const auto use = [&](size_t i, const Outcome& outcome) {
     progress.clear();
     ++done;
+    if (outcome.found) tell("zeto sense", options.files[i], *outcome.found);
     if (outcome.fault) {
       ++failed;
       complain("zeto sense", *outcome.fault);
       print(report.of_failure(options.files[i], *outcome.fault));
     } else {
-      print((headed ? "" : report.heading()) + report.of(options.files[i], outcome.analyses));
+      print((headed ? "" : heading) + outcome.report);
       headed = true;
     }
     show_progress();  // short recordings leave no time for it between them
@@ -133,7 +179,8 @@ void add_sense(CLI::App& app) {
       ->type_name("N")
       ->check(CLI::Range(int64_t{1}, kMaxBuffer).description(""))
       ->capture_default_str();
-  add_parameter_options(*verb, options->param);
+  add_host_steps(*verb, options->steps);
+  add_parameter_options(*verb, options->set, Side::kDetector);
   verb->footer(
       "One line per analysis, which covers 200 ms:\n"
       "  time_s       where in the recording the 200 ms end\n"
@@ -145,6 +192,11 @@ void add_sense(CLI::App& app) {
       "come in the order given. --summary gives for each how many seconds were analysed,\n"
       "in how many analyses, how many of these were accepted, and of those the median,\n"
       "least and greatest measurement.\n"
+      "With a set of sweeps that start over (--set hand; zeto sets lists them) the host\n"
+      "kit listens to the microphone: it learns in the first three seconds, with nobody\n"
+      "there, and gives a line every 200 ms: time_s, state (learning, nobody, target,\n"
+      "disturbed and why), distance_cm and level_db of a target. With --align or\n"
+      "--background the detector alone listens, by the set's parameters.\n\n"
       "A recording that cannot be sensed is reported on standard error, the others are\n"
       "sensed all the same, and the exit status is 1.\n\n"
       "Examples:\n"
@@ -152,6 +204,8 @@ void add_sense(CLI::App& app) {
       "  zeto sense capture.wav\n"
       "  zeto sense --csv capture.wav > capture.csv\n"
       "  zeto sense --summary *.wav\n"
+      "  zeto sense --set hand hand.wav\n"
+      "  zeto sense --align auto --background 0.5-2.5 capture.wav\n"
       "  zeto sense -f 4 -b 1000 -o levels.wav capture.wav");
   verb->callback([options] { sense_files(*options); });
 }

@@ -9,6 +9,7 @@ void add_explain(CLI::App& app);
 void add_inspect(CLI::App& app);
 void add_params(CLI::App& app);
 void add_sense(CLI::App& app);
+void add_sets(CLI::App& app);
 void add_simulate(CLI::App& app);
 
 }  // namespace zeto::tool

@@ -32,6 +32,7 @@ from ._library import (
     measurements,
     quiet,
 )
+from ._simulate import Simulation, simulate
 
 __all__ = [
     "BLOCK",
@@ -46,9 +47,11 @@ __all__ = [
     "Format",
     "Host",
     "Reading",
+    "Simulation",
     "ZetoError",
     "__version__",
     "measurements",
     "quiet",
     "sets",
+    "simulate",
 ]

@@ -22,9 +22,9 @@ except ImportError:
         sys.exit("zeto.plot: matplotlib is missing (Debian: python3-matplotlib)")
     raise
 
-from ._library import ANALYSIS, DETECTOR_DEFAULTS, SAMPLE_RATE, beside_this
-from ._paths import TOOL
+from ._library import ANALYSIS, DETECTOR_DEFAULTS, SAMPLE_RATE
 from ._recording import read
+from ._tool import run_tool
 
 GOOD, BAD, PEAK = "#1f6fb4", "#c0392b", "#e67e22"
 DPI = 80
@@ -34,11 +34,8 @@ ENDINGS = (".png", ".svg")
 
 def explain(capture: str, options: Sequence[str] = (), zeto: Optional[str] = None) -> Dict[str, Any]:
     """What `zeto explain --json` says. Where it fails it has said why on standard error."""
-    tool = zeto or os.environ.get("ZETO_TOOL") or beside_this(TOOL) or "zeto"
-    try:
-        done = subprocess.run([tool, "explain", "--json", *options, capture], stdout=subprocess.PIPE, check=True)
-    except OSError as error:
-        raise OSError(f"cannot run {tool} ({error.strerror}); --zeto or ZETO_TOOL may name the tool") from error
+    done = run_tool(["explain", "--json", *options, capture], zeto)
+    done.check_returncode()
     seen: Dict[str, Any] = json.loads(done.stdout)
     return seen
 
@@ -167,11 +164,14 @@ def arguments() -> argparse.ArgumentParser:
     parser.add_argument("--zeto", metavar="FILE",
                         help="the command-line tool. Default: ZETO_TOOL, the installed one, or zeto on the path")
     handed = parser.add_argument_group("handed to zeto explain", "see zeto explain --help")
-    for name in ("from", "to", "params", *DETECTOR_DEFAULTS):
+    for name in ("from", "to", "align", "background", "spacing_cm", "set", "params", *DETECTOR_DEFAULTS):
         spellings = sorted({"--" + name.replace("_", "-"), "--" + name})
-        handed.add_argument(*spellings, dest=f"explain {name}", metavar="FILE" if name == "params" else "N",
+        metavars = {"params": "FILE", "set": "NAME", "align": "MS|auto", "background": "FROM-TO"}
+        handed.add_argument(*spellings, dest=f"explain {name}", metavar=metavars.get(name, "N"),
                             help={"from": "first analysis, by the second in which it ends", "to": "last",
-                                  "params": "JSON file of parameters"}.get(name))
+                                  "params": "JSON file of parameters", "set": "named set of parameters",
+                                  "align": "hold the reference back", "spacing_cm": "loudspeaker to microphone",
+                                  "background": "take the mean of these seconds off the microphone"}.get(name))
     return parser
 
 
@@ -180,7 +180,7 @@ def main() -> int:
     handed: List[str] = []
     for name, value in vars(options).items():
         if name.startswith("explain ") and value is not None:
-            handed.append(f"--{name.split()[1]}={value}")
+            handed.append(f"--{name.split()[1].replace('_', '-')}={value}")
     try:
         if not options.out.endswith(ENDINGS):
             raise ValueError(f"{options.out}: pictures are written as .png or .svg")

@@ -1,7 +1,6 @@
-#include "path.hpp"
+#include "path/echoes.hpp"
 
 #include <cmath>
-#include <numbers>
 #include <utility>
 
 #include "host_sample.hpp"
@@ -27,26 +26,17 @@ double power(std::span<const int16_t> played, const Echo& echo) {
   return sum / static_cast<double>(played.size());
 }
 
-Path::Path(std::span<const int16_t> played, std::vector<Echo> echoes, double noise_rms, uint64_t seed)
-    : played_(played), echoes_(std::move(echoes)), noise_rms_(noise_rms), random_(seed) {}
+EchoPath::EchoPath(std::span<const int16_t> played, std::vector<Echo> echoes, double noise_rms, uint64_t seed)
+    : played_(played), echoes_(std::move(echoes)), noise_rms_(noise_rms), random_(seed, Purpose::kWhiteNoise) {}
 
-void Path::read(std::span<int16_t> capture) {
+void EchoPath::read(std::span<int16_t> capture) {
   for (size_t i = 0; i < capture.size(); i += 2, ++at_) {
-    double value = noise();
+    double value = noise_rms_ == 0.0 ? 0.0 : noise_rms_ * random_.normal();
     for (const Echo& echo : echoes_) value += arriving(played_, echo, at_);
     if (std::fabs(value) > 1.0) ++clipped_;
     capture[i] = played_[static_cast<size_t>(at_)];
     capture[i + 1] = host_sample<int16_t>(value, kFullScale);
   }
-}
-
-/// Polar coordinates of a normal distribution in the plane. Spelled out, because the standard library's distributions
-/// differ between its makers.
-double Path::noise() {
-  if (noise_rms_ == 0.0) return 0.0;
-  const auto uniform = [this] { return (static_cast<double>(random_() >> 11) + 0.5) * 0x1p-53; };  // never 0
-  const double radius = std::sqrt(-2.0 * std::log(uniform()));
-  return noise_rms_ * radius * std::cos(2.0 * std::numbers::pi * uniform());
 }
 
 }  // namespace zeto::tool

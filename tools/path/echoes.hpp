@@ -1,9 +1,10 @@
-// The acoustic path from the loudspeaker to the microphone, simulated.
+// A path of nothing but echoes at whole samples, and white noise.
 #pragma once
 #include <cstdint>
-#include <random>
 #include <span>
 #include <vector>
+
+#include "path/random.hpp"
 
 namespace zeto::tool {
 
@@ -18,11 +19,11 @@ double power(std::span<const int16_t> played, const Echo& echo);
 
 /// A two-channel recording: the first channel what is played, the second its echoes and white Gaussian noise, rounded
 /// to 16 bits. The same seed gives the same noise.
-class Path {
+class EchoPath {
  public:
   /// @param played     kept by the caller for as long as the path lives.
   /// @param noise_rms  full scale 1.0.
-  Path(std::span<const int16_t> played, std::vector<Echo> echoes, double noise_rms, uint64_t seed);
+  EchoPath(std::span<const int16_t> played, std::vector<Echo> echoes, double noise_rms, uint64_t seed);
 
   /// Fills in the next samples, channels interleaved; no more in all than were played.
   void read(std::span<int16_t> capture);
@@ -31,12 +32,10 @@ class Path {
   int64_t clipped() const { return clipped_; }
 
  private:
-  double noise();
-
   std::span<const int16_t> played_;
   std::vector<Echo> echoes_;
   double noise_rms_;
-  std::mt19937_64 random_;
+  Random random_;
   int64_t at_ = 0;
   int64_t clipped_ = 0;
 };

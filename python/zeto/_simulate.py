@@ -1,0 +1,74 @@
+"""Simulated recordings, made by the command-line tool."""
+import dataclasses
+import json
+import os
+import subprocess
+import sys
+import tempfile
+from typing import Any, Dict, List, Optional
+
+import numpy as np
+from numpy.typing import NDArray
+
+from ._defaults import SAMPLE_RATE
+from ._recording import read
+from ._tool import run_tool
+
+_SPANS = ("present",)  # of which two numbers are FROM-TO
+
+
+@dataclasses.dataclass(frozen=True)
+class Simulation:
+    """A recording, and what is true."""
+
+    reference: NDArray[np.int16]  # what was played
+    microphone: NDArray[np.int16]
+    true_cm: NDArray[np.float64]  # the target's distance at each sample of the microphone; NaN if there is none
+    readings: List[Dict[str, Any]]  # as zeto simulate --json gives them: time_s, state, cause, true_cm, shown_cm
+    report: Dict[str, Any]  # all that zeto simulate --json gives
+
+
+def _words(name: str, value: Any) -> List[str]:
+    option = "--" + name.replace("_", "-")
+    if value is None or value is False:
+        return []
+    if value is True:
+        return [option]
+    if isinstance(value, list):
+        return [word for one in value for word in _words(name, one)]
+    if isinstance(value, tuple):
+        value = ("-" if name in _SPANS else ",").join(map(str, value))
+    return [f"{option}={value}"]
+
+
+def simulate(zeto: Optional[str] = None, **options: Any) -> Simulation:
+    """Makes a recording as `zeto simulate` does. Keywords are its options, with _ for -: see `zeto simulate --help`.
+
+        made = zeto.simulate(set="hand", phone=True, target_cm=20, present=[(4, 6), (8, 9)], drop=(7, 10), seed=3)
+        host = zeto.Host("hand")
+        host.learn()
+        readings = host.capture(made.microphone)
+
+    A flag is True; a tuple is an option of several numbers, a list is an option given several times. `zeto` is the
+    command-line tool. Bad options are ValueErrors, files that cannot be read OSErrors, with the tool's own line."""
+    words = [word for name, value in options.items() for word in _words(name, value)]
+    with tempfile.TemporaryDirectory() as folder:
+        wav = os.path.join(folder, "simulated.wav")
+        done = run_tool(["simulate", *words, "--json", f"--wav={wav}"], zeto, stderr=subprocess.PIPE)
+        said = done.stderr.decode(errors="replace")
+        if done.returncode:
+            raise (OSError if done.returncode == 1 else ValueError)(said.strip())
+        sys.stderr.write(said)  # that samples were clipped, for example
+        reference, microphone = map(np.ascontiguousarray, (read(wav) * 2**15).astype(np.int16))
+    report: Dict[str, Any] = json.loads(done.stdout)
+    return Simulation(reference, microphone, _truth(report, len(microphone)), report.get("readings", []), report)
+
+
+def _truth(report: Dict[str, Any], samples: int) -> NDArray[np.float64]:
+    """At each sample, between the points that the tool gives."""
+    truth = report.get("truth") or {"cm": []}
+    points = np.array(truth["cm"], float)
+    if not len(points):
+        return np.full(samples, np.nan)
+    step = round(truth["step_s"] * SAMPLE_RATE)
+    return np.interp(np.arange(samples), step * np.arange(len(points)), points)
