@@ -38,7 +38,7 @@ int main(void) {
   while (at < 9 * ZETO_SAMPLE_RATE) { /* in a host: once per audio callback */
     int16_t speaker[kBuffer], microphone[kBuffer];
     zeto_host_play(host, speaker, sizeof speaker);
-    pass_through_air(speaker, microphone, param.spacing_cm);
+    pass_through_air(speaker, microphone, (double)param.spacing_cm);
     const zeto_host_reading now = zeto_host_capture(host, microphone, sizeof microphone);
     if (now.number == shown) continue; /* a reading every 200 ms */
     shown = now.number;
