@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "bench/signal.hpp"
-#include "tests/plain/chirp.hpp"
-#include "tests/plain/detector.hpp"
-#include "tests/plain/stream.hpp"
+#include "plain/chirp.hpp"
+#include "plain/detector.hpp"
+#include "plain/stream.hpp"
 #include "tests/support/downlink.hpp"
 #include "tests/support/uplink.hpp"
 

@@ -5,9 +5,9 @@
 #include "bench/rounds.hpp"
 #include "bench/rows.hpp"
 #include "bench/subjects.hpp"
-#include "tests/plain/chirp.hpp"
-#include "tests/plain/detector.hpp"
-#include "tests/plain/transform.hpp"
+#include "plain/chirp.hpp"
+#include "plain/detector.hpp"
+#include "plain/transform.hpp"
 #include "zeto/tables.h"
 
 namespace bench {

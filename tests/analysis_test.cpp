@@ -12,7 +12,7 @@
 
 #include "detector/filter_inputs.hpp"
 #include "kernels/rounding.hpp"
-#include "tests/plain/detector.hpp"
+#include "plain/detector.hpp"
 #include "zeto/tables.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // The detector core: what its output shows of every decision, and its life. The fuzz target compares it with the plain
 // model; analysis_test.cpp looks at its steps.
-#include "tests/plain/detector.hpp"
+#include "plain/detector.hpp"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "tests/plain/chirp.hpp"
+#include "plain/chirp.hpp"
 #include "zeto/arena.h"
 #include "zeto/cores.h"
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <vector>
 
-#include "tests/plain/stream.hpp"
+#include "plain/stream.hpp"
 #include "tests/support/fuzz_input.hpp"
 #include "zeto/arena.h"
 #include "zeto/kernels.h"

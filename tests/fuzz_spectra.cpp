@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "fft/driver.hpp"
-#include "tests/plain/transform.hpp"
+#include "plain/transform.hpp"
 #include "tests/support/fuzz_input.hpp"
 #include "zeto/fft.h"
 #include "zeto/kernels.h"

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "detector/state.hpp"
-#include "tests/plain/chirp.hpp"
-#include "tests/plain/detector.hpp"
+#include "plain/chirp.hpp"
+#include "plain/detector.hpp"
 #include "tests/support/downlink.hpp"
 #include "tests/support/fuzz_input.hpp"
 #include "tests/support/uplink.hpp"

@@ -314,7 +314,8 @@ class ToolTest(unittest.TestCase):
             for cm in 4, 10.1, 20.2, 33.3, 50.5, most:
                 made = self.simulate("--set", "hand", "-s", 7, "--target-cm", cm, *extra, "--spacing-cm", 8)
                 score = made["score"]
-                self.assertEqual((score["right"], score["absent"], score["wrong"]), (score["present"],) + (5, 0), extra)
+                self.assertEqual((score["right"], score["wrong"]), (score["present"], 0), extra)
+                self.assertTrue(score["present"] > 10 and score["absent"] > 2, score)
                 errors = [r["shown_cm"] - cm for r in made["readings"] if r["time_s"] > 4.5]
                 self.assertLessEqual(abs(statistics.mean(errors)), mean, (cm, extra))
         hand = ["--set", "hand", "--phone", "--seed", 4]

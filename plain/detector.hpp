@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "tests/plain/stream.hpp"
-#include "tests/plain/transform.hpp"
+#include "plain/stream.hpp"
+#include "plain/transform.hpp"
 #include "zeto/cores.h"
 
 namespace plain {

@@ -1,4 +1,4 @@
-#include "tests/plain/stream.hpp"
+#include "plain/stream.hpp"
 
 #include <algorithm>
 #include <bit>

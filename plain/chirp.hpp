@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "tests/plain/stream.hpp"
+#include "plain/stream.hpp"
 #include "zeto/cores.h"
 
 namespace plain {

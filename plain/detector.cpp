@@ -1,4 +1,4 @@
-#include "tests/plain/detector.hpp"
+#include "plain/detector.hpp"
 
 #include <algorithm>
 #include <cmath>

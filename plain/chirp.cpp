@@ -1,4 +1,4 @@
-#include "tests/plain/chirp.hpp"
+#include "plain/chirp.hpp"
 
 #include <algorithm>
 #include <cmath>

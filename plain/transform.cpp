@@ -1,4 +1,4 @@
-#include "tests/plain/transform.hpp"
+#include "plain/transform.hpp"
 
 #include <cmath>
 #include <utility>
