@@ -98,11 +98,10 @@ bool advance(zeto_tx_state& state, uint32_t slot, const Block& block) noexcept {
   }
   drop_stale(state, slot);
   keep_outputs(state, slot);
-  float a[kBlockLen], b[kBlockLen], mixed[kBlockLen];
-  memcpy(a, block.a, sizeof a);
-  memcpy(b, block.b, sizeof b);
-  zeto::filter_and_mix({kHighPass, kLowPass, ahead.high_a, ahead.high_b, ahead.low}, ahead.gain, a, b, mixed,
-                       kBlockLen);
+  float mixed[kBlockLen];
+  f64x2 high[kBlockLen];
+  filter_block({kHighPass, kLowPass, ahead.high_a, ahead.high_b, ahead.low}, ahead.gain, Width::k16Bits, block.a,
+               block.b, high, mixed, kBlockLen);
   pack(state, slot, block, mixed);
   ahead.slots = static_cast<int32_t>(slot + 1);
 

@@ -1,0 +1,138 @@
+// The output sides of the filters' sums.
+//
+// The sums of the ten outputs to come are kept, and each output is subtracted from all of them as soon as it is known.
+// So each sum takes its outputs oldest first, as it must, and between an output and the next lie but one product, one
+// subtraction and the rounding.
+#pragma once
+
+#include "detector/filter_inputs.hpp"
+#include "kernels/rounding.hpp"
+
+#if defined(__aarch64__)
+#include <arm_neon.h>
+#endif
+
+namespace zeto {
+
+// sum + a y where a is a float and y is one: the product is exact, so fusing it with the sum changes no bit.
+inline f64x2 add_exact_product(f64x2 sum, f64x2 a, f64x2 y) noexcept {
+#if defined(__aarch64__)
+  return reinterpret_cast<f64x2>(vfmaq_f64(reinterpret_cast<float64x2_t>(sum), reinterpret_cast<float64x2_t>(a),
+                                           reinterpret_cast<float64x2_t>(y)));
+#else
+  return sum + a * y;
+#endif
+}
+
+// Whether all outputs were denormal or zero, which only Rounding::kDenormal needs to know.
+template <Rounding kRounding>
+class AllDenormal {
+ public:
+  void see(f64x2 output) noexcept {
+    if constexpr (kRounding == Rounding::kDenormal) all_ &= magnitude_of(output) < kLeastNormalFloat;
+  }
+  bool hold() const noexcept { return (all_[0] & all_[1]) != 0; }
+
+ private:
+  i64x2 all_ = {-1, -1};
+};
+
+// Both high-passes, a signal in each lane, two samples a step.
+template <Rounding kRounding>
+class HighPasses {
+ public:
+  struct Outputs {
+    Rounded first, second;
+  };
+
+  // @param sums  of the inputs, ten more than there will be outputs.
+  HighPasses(const FilterBank& bank, const f64x2* sums) noexcept : next_(sums + kFilterOrder) {
+    for (size_t k = 1; k <= kFilterOrder; ++k) minus_[k] = twice(-bank.high_pass.a[k]);
+    for (size_t i = 0; i < kFilterOrder; ++i) {
+      u_[i] = sums[i];
+      for (size_t lag = kFilterOrder; lag > i; --lag) {
+        const size_t t = kFilterOrder + i - lag;
+        const f64x2 y = to_double(f32x2{bank.memory_a.outputs[t], bank.memory_b.outputs[t]});
+        u_[i] = add_exact_product(u_[i], minus_[lag], y);
+      }
+    }
+  }
+
+  Outputs step() noexcept {
+    const Rounded first = rounded<kRounding>(u_[0]);
+    const f64x2 y0 = first.wide;
+    const Rounded second = rounded<kRounding>(add_exact_product(u_[1], minus_[1], y0));
+    const f64x2 y1 = second.wide;
+    for (size_t i = 0; i < kFilterOrder; ++i) {
+      const f64x2 later = i + 2 < kFilterOrder ? u_[i + 2] : next_[i + 2 - kFilterOrder];
+      const f64x2 sum = i + 1 < kFilterOrder ? add_exact_product(later, minus_[i + 2], y0) : later;
+      u_[i] = add_exact_product(sum, minus_[i + 1], y1);
+    }
+    next_ += 2;
+    denormal_.see(y0);
+    denormal_.see(y1);
+    return {first, second};
+  }
+
+  bool all_denormal() const noexcept { return denormal_.hold(); }
+
+ private:
+  const f64x2* next_;
+  f64x2 minus_[kFilterOrder + 1];
+  f64x2 u_[kFilterOrder];  // [i] lacks the outputs from the next one on
+  AllDenormal<kRounding> denormal_;
+};
+
+// The low-pass, two samples a step, five pairs behind its inputs. The sums of the next two outputs stand in both lanes
+// of a vector each, so that nothing moves between lanes from one output to the next.
+template <Rounding kRounding>
+class LowPass {
+ public:
+  // @param sums  of the inputs of the first five pairs.
+  LowPass(const FilterBank& bank, const f64x2* sums, float* out) noexcept : out_(out) {
+    const double* const a = bank.low_pass.a;
+    for (size_t j = 0; j < kFilterPairs; ++j) {
+      older_[j] = f64x2{-a[2 * j + 2], j + 1 < kFilterPairs ? -a[2 * j + 3] : 0.0};
+      newer_[j] = f64x2{-a[2 * j + 1], -a[2 * j + 2]};
+    }
+    a1_ = twice(-a[1]);
+    a2_ = twice(-a[2]);
+    for (size_t i = 0; i < kFilterOrder; ++i) {
+      double sum = sums[i / 2][i % 2];
+      for (size_t lag = kFilterOrder; lag > i; --lag) {
+        sum -= a[lag] * static_cast<double>(bank.memory_low.outputs[kFilterOrder + i - lag]);
+      }
+      w_[i / 2][i % 2] = sum;
+    }
+    first_ = twice(w_[0][0]);
+    second_ = twice(w_[0][1]);
+  }
+
+  // @param sum  of the inputs of the pair five pairs on.
+  void step(f64x2 sum) noexcept {
+    const Rounded first = rounded<kRounding>(first_);
+    const f64x2 y0 = first.wide;
+    const Rounded second = rounded<kRounding>(second_ + a1_ * y0);
+    const f64x2 y1 = second.wide;
+    const f64x2 next = w_[1] + older_[0] * y0;
+    first_ = __builtin_shufflevector(next, next, 0, 0) + a1_ * y1;
+    second_ = __builtin_shufflevector(next, next, 1, 1) + a2_ * y1;
+    for (size_t j = 1; j + 1 < kFilterPairs; ++j) w_[j] = (w_[j + 1] + older_[j] * y0) + newer_[j] * y1;
+    // A second sample has no eleventh lag. As a product with +0 it leaves the sum alone whatever the output is.
+    w_[kFilterPairs - 1] = (sum + older_[kFilterPairs - 1] * f64x2{y0[0], 0.0}) + newer_[kFilterPairs - 1] * y1;
+    store(__builtin_shufflevector(first.narrow, second.narrow, 0, 4), out_);
+    out_ += 2;
+    denormal_.see(y0);
+    denormal_.see(y1);
+  }
+
+  bool all_denormal() const noexcept { return denormal_.hold(); }
+
+ private:
+  float* out_;
+  f64x2 older_[kFilterPairs], newer_[kFilterPairs], a1_, a2_;
+  f64x2 first_, second_, w_[kFilterPairs];  // w_[0] is not used
+  AllDenormal<kRounding> denormal_;
+};
+
+}  // namespace zeto
