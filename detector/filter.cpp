@@ -15,18 +15,17 @@ constexpr size_t kMostPairs = kFilterMost / 2;
 // the float product gives; that of two denormal ones is too small for a float: a zero.
 template <Rounding kRounding>
 f64x2 amplified_product(const Rounded& first, const Rounded& second, float gain) noexcept {
-  if constexpr (kRounding == Rounding::kEither) {
-    const f64x2 a = __builtin_shufflevector(first.wide, second.wide, 0, 2);
-    const f64x2 b = __builtin_shufflevector(first.wide, second.wide, 1, 3);
-    return rounded<kRounding>(rounded<kRounding>(a * b).wide * static_cast<double>(gain)).wide;
+  if constexpr (kRounding == Rounding::kConverted) {
+    const f32x4 both = __builtin_shufflevector(first.narrow, second.narrow, 0, 4, 1, 5);
+    const f32x4 b = __builtin_shufflevector(both, both, 2, 3, 2, 3);
+    return low_to_double(both * b * gain);
   }
-  const f32x4 both = __builtin_shufflevector(first.narrow, second.narrow, 0, 4, 1, 5);
-  const f32x4 b = __builtin_shufflevector(both, both, 2, 3, 2, 3);
+  const f64x2 a = __builtin_shufflevector(first.wide, second.wide, 0, 2);
+  const f64x2 b = __builtin_shufflevector(first.wide, second.wide, 1, 3);
   if constexpr (kRounding == Rounding::kDenormal) {
-    const i32x4 sign = (reinterpret_cast<i32x4>(both) ^ reinterpret_cast<i32x4>(b)) & INT32_MIN;
-    return low_to_double(reinterpret_cast<f32x4>(sign) * gain);
+    return f64_of((bits_of(a) ^ bits_of(b)) & INT64_MIN) * static_cast<double>(gain);
   }
-  return low_to_double(both * b * gain);
+  return rounded<kRounding>(rounded<kRounding>(a * b).wide * static_cast<double>(gain)).wide;
 }
 
 // All outputs of a block. The low-pass is two pairs further behind than it must, so that neither waits for the other.
@@ -104,12 +103,30 @@ bool run_as_likely(const FilterBank& bank, float gain, const f64x2* sums, bool a
 }
 #endif
 
+bool are_zero(const float* values, size_t n) noexcept {
+  for (size_t i = 0; i < n; ++i) {
+    uint32_t bits;
+    memcpy(&bits, values + i, sizeof bits);
+    if (bits != 0) return false;
+  }
+  return true;
+}
+
+// The input sides of both high-passes' sums. Those of silence, which has no -0 in it, are +0.
+void sum_inputs(const FilterBank& bank, Width width, const float* a, const float* b, size_t n, f64x2* sums) noexcept {
+  if (width == Width::kAny) return sum_inputs(bank, a, b, n, sums);
+  const bool silent = are_zero(a, n) && are_zero(b, n) && are_zero(bank.memory_a.inputs, kFilterOrder) &&
+                      are_zero(bank.memory_b.inputs, kFilterOrder);
+  if (!silent) return sum_inputs_of_16_bits(bank, a, b, n, sums);
+  memset(sums, 0, (n + kFilterOrder) * sizeof *sums);
+}
+
 }  // namespace
 
 void filter_block(const FilterBank& bank, float gain, Width width, const float* a, const float* b, f64x2* high,
                   float* mixed, size_t n) noexcept {
   f64x2 sums[kFilterMost + kFilterOrder];
-  (width == Width::k16Bits ? sum_inputs_of_16_bits : sum_inputs)(bank, a, b, n, sums);
+  sum_inputs(bank, width, a, b, n, sums);
 #if defined(__SSE2__)
   const bool alive = is_alive(bank.memory_a, a, n) && is_alive(bank.memory_b, b, n);
 #endif

@@ -24,19 +24,6 @@ inline f64x2 add_exact_product(f64x2 sum, f64x2 a, f64x2 y) noexcept {
 #endif
 }
 
-// Whether all outputs were denormal or zero, which only Rounding::kDenormal needs to know.
-template <Rounding kRounding>
-class AllDenormal {
- public:
-  void see(f64x2 output) noexcept {
-    if constexpr (kRounding == Rounding::kDenormal) all_ &= magnitude_of(output) < kLeastNormalFloat;
-  }
-  bool hold() const noexcept { return (all_[0] & all_[1]) != 0; }
-
- private:
-  i64x2 all_ = {-1, -1};
-};
-
 // Both high-passes, a signal in each lane, two samples a step.
 template <Rounding kRounding>
 class HighPasses {
@@ -69,18 +56,18 @@ class HighPasses {
       u_[i] = add_exact_product(sum, minus_[i + 1], y1);
     }
     next_ += 2;
-    denormal_.see(y0);
-    denormal_.see(y1);
+    evidence_ |= first.evidence | second.evidence;
     return {first, second};
   }
 
-  bool all_denormal() const noexcept { return denormal_.hold(); }
+  // Whether all outputs were in the range of Rounding::kDenormal.
+  bool all_denormal() const noexcept { return are_denormal(evidence_); }
 
  private:
   const f64x2* next_;
   f64x2 minus_[kFilterOrder + 1];
   f64x2 u_[kFilterOrder];  // [i] lacks the outputs from the next one on
-  AllDenormal<kRounding> denormal_;
+  i64x2 evidence_ = {};
 };
 
 // The low-pass, two samples a step, five pairs behind its inputs. The sums of the next two outputs stand in both lanes
@@ -122,17 +109,17 @@ class LowPass {
     w_[kFilterPairs - 1] = (sum + older_[kFilterPairs - 1] * f64x2{y0[0], 0.0}) + newer_[kFilterPairs - 1] * y1;
     store(__builtin_shufflevector(first.narrow, second.narrow, 0, 4), out_);
     out_ += 2;
-    denormal_.see(y0);
-    denormal_.see(y1);
+    evidence_ |= first.evidence | second.evidence;
   }
 
-  bool all_denormal() const noexcept { return denormal_.hold(); }
+  // Whether all outputs were in the range of Rounding::kDenormal.
+  bool all_denormal() const noexcept { return are_denormal(evidence_); }
 
  private:
   float* out_;
   f64x2 older_[kFilterPairs], newer_[kFilterPairs], a1_, a2_;
   f64x2 first_, second_, w_[kFilterPairs];  // w_[0] is not used
-  AllDenormal<kRounding> denormal_;
+  i64x2 evidence_ = {};
 };
 
 }  // namespace zeto
