@@ -10,6 +10,10 @@
 #include <emmintrin.h>
 #endif
 
+#if defined(__SSE2__) && defined(__GNUC__) && !defined(__clang__) && (defined(__FMA__) || defined(__AVX512F__))
+#error "GCC fuses multiplications and additions here in spite of -ffp-contract=off: add -mno-fma -mno-avx512f"
+#endif
+
 namespace zeto {
 
 typedef float f32x2 __attribute__((vector_size(8)));
