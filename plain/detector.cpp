@@ -10,16 +10,17 @@ namespace plain {
 
 // Products and sums in double precision, the oldest input first, the newest output last.
 float Filter::step(float x) {
-  double sum = b[10] * static_cast<double>(in[9]);
-  for (int lag = 9; lag >= 1; --lag) sum += b[lag] * static_cast<double>(in[lag - 1]);
-  sum += b[0] * static_cast<double>(x);
-  for (int lag = 10; lag >= 1; --lag) sum -= a[lag] * static_cast<double>(out[lag - 1]);
+  if (at == kRoom) {
+    std::copy_n(in + kRoom - kOrder, kOrder, in);
+    std::copy_n(out + kRoom - kOrder, kOrder, out);
+    at = kOrder;
+  }
+  in[at] = x;
+  double sum = b[kOrder] * static_cast<double>(in[at - kOrder]);
+  for (int lag = kOrder - 1; lag >= 0; --lag) sum += b[lag] * static_cast<double>(in[at - lag]);
+  for (int lag = kOrder; lag >= 1; --lag) sum -= a[lag] * static_cast<double>(out[at - lag]);
   const float y = static_cast<float>(sum);
-
-  std::copy_backward(in, in + 9, in + 10);
-  std::copy_backward(out, out + 9, out + 10);
-  in[0] = x;
-  out[0] = y;
+  out[at++] = y;
   return y;
 }
 

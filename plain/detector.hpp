@@ -12,12 +12,15 @@
 
 namespace plain {
 
-// A tenth-order recursive filter and its memory, newest sample first.
+// A tenth-order recursive filter and its memory, oldest sample first: the ten before `at`. It moves to the front when
+// the room behind it is used up.
 struct Filter {
+  static constexpr int kOrder = 10, kRoom = 512;
   const double* b;
   const double* a;
-  float in[10] = {};
-  float out[10] = {};
+  float in[kRoom] = {};
+  float out[kRoom] = {};
+  int at = kOrder;
   float step(float x);
 };
 

@@ -30,67 +30,68 @@ Transform::Transform(int n) : n_(n), other_(size_t(n)) {
 
 // In: column k of row j starts at ido (k + l1 j). Out: row j of column k starts at ido (j + 2 k). Odd i are real parts,
 // the even i that follow them imaginary ones; rows of odd number go backwards.
-void Transform::pass2(int ido, int l1, const float* from, float* to, const float* wa) const {
-  const auto in = [=](int i, int k, int j) { return from[i + ido * (k + l1 * j)]; };
-  const auto out = [=](int i, int j, int k) -> float& { return to[i + ido * (j + 2 * k)]; };
+void Transform::pass2(int ido, int l1, const float* __restrict from, float* __restrict to, const float* __restrict wa) {
   for (int k = 0; k < l1; ++k) {
-    out(0, 0, k) = in(0, k, 0) + in(0, k, 1);
-    out(ido - 1, 1, k) = in(0, k, 0) - in(0, k, 1);
+    const float *in0 = from + ido * k, *in1 = from + ido * (k + l1);
+    float *out0 = to + 2 * ido * k, *out1 = out0 + ido;
+    out0[0] = in0[0] + in1[0];
+    out1[ido - 1] = in0[0] - in1[0];
     for (int i = 1; i + 1 < ido; i += 2) {
       const float c = wa[i - 1], s = wa[i];
-      const float re = c * in(i, k, 1) + s * in(i + 1, k, 1);
-      const float im = c * in(i + 1, k, 1) - s * in(i, k, 1);
-      out(i, 0, k) = in(i, k, 0) + re;
-      out(i + 1, 0, k) = in(i + 1, k, 0) + im;
-      out(ido - 2 - i, 1, k) = in(i, k, 0) - re;
-      out(ido - 1 - i, 1, k) = im - in(i + 1, k, 0);
+      const float re = c * in1[i] + s * in1[i + 1];
+      const float im = c * in1[i + 1] - s * in1[i];
+      out0[i] = in0[i] + re;
+      out0[i + 1] = in0[i + 1] + im;
+      out1[ido - 2 - i] = in0[i] - re;
+      out1[ido - 1 - i] = im - in0[i + 1];
     }
     if (ido % 2 == 0) {
-      out(ido - 1, 0, k) = in(ido - 1, k, 0);
-      out(0, 1, k) = -in(ido - 1, k, 1);
+      out0[ido - 1] = in0[ido - 1];
+      out1[0] = -in1[ido - 1];
     }
   }
 }
 
-void Transform::pass4(int ido, int l1, const float* from, float* to, const float* wa) const {
-  const auto in = [=](int i, int k, int j) { return from[i + ido * (k + l1 * j)]; };
-  const auto out = [=](int i, int j, int k) -> float& { return to[i + ido * (j + 4 * k)]; };
+void Transform::pass4(int ido, int l1, const float* __restrict from, float* __restrict to, const float* __restrict wa) {
+  const int row = ido * l1, last = ido - 1;
+  const float *wa1 = wa, *wa2 = wa + ido, *wa3 = wa + 2 * ido;
   for (int k = 0; k < l1; ++k) {
-    const float odd = in(0, k, 1) + in(0, k, 3);
-    const float even = in(0, k, 0) + in(0, k, 2);
-    out(0, 0, k) = odd + even;
-    out(ido - 1, 3, k) = even - odd;
-    out(ido - 1, 1, k) = in(0, k, 0) - in(0, k, 2);
-    out(0, 2, k) = in(0, k, 3) - in(0, k, 1);
-    for (int i = 1; i + 1 < ido; i += 2) {
-      float re[4] = {in(i, k, 0)}, im[4] = {in(i + 1, k, 0)};
-      for (int j = 1; j < 4; ++j) {
-        const float c = wa[(j - 1) * ido + i - 1], s = wa[(j - 1) * ido + i];
-        re[j] = c * in(i, k, j) + s * in(i + 1, k, j);
-        im[j] = c * in(i + 1, k, j) - s * in(i, k, j);
-      }
-      const float even_re = re[0] + re[2], even_im = im[0] + im[2];
-      const float odd_re = re[1] + re[3], odd_im = im[1] + im[3];
-      out(i, 0, k) = odd_re + even_re;
-      out(i + 1, 0, k) = odd_im + even_im;
-      out(ido - 2 - i, 3, k) = even_re - odd_re;
-      out(ido - 1 - i, 3, k) = odd_im - even_im;
-      const float cross_re = re[0] - re[2], cross_im = im[0] - im[2];
-      const float turned_re = im[1] - im[3], turned_im = re[3] - re[1];
-      out(i, 2, k) = turned_re + cross_re;
-      out(i + 1, 2, k) = turned_im + cross_im;
-      out(ido - 2 - i, 1, k) = cross_re - turned_re;
-      out(ido - 1 - i, 1, k) = turned_im - cross_im;
-    }
-    if (ido % 2 == 0) {
-      constexpr float kHalfSqrt2 = 0.70710677f;
-      const int last = ido - 1;
-      const float im = -kHalfSqrt2 * (in(last, k, 1) + in(last, k, 3));
-      const float re = kHalfSqrt2 * (in(last, k, 1) - in(last, k, 3));
-      out(last, 0, k) = re + in(last, k, 0);
-      out(last, 2, k) = in(last, k, 0) - re;
-      out(0, 1, k) = im - in(last, k, 2);
-      out(0, 3, k) = im + in(last, k, 2);
+    const float* in = from + ido * k;
+    float* out = to + 4 * ido * k;
+    const float odd = in[row] + in[3 * row];
+    const float even = in[0] + in[2 * row];
+    out[0] = odd + even;
+    out[3 * ido + last] = even - odd;
+    out[ido + last] = in[0] - in[2 * row];
+    out[2 * ido] = in[3 * row] - in[row];
+    if (ido % 2 != 0) continue;
+    constexpr float kHalfSqrt2 = 0.70710677f;
+    const float im = -kHalfSqrt2 * (in[row + last] + in[3 * row + last]);
+    const float re = kHalfSqrt2 * (in[row + last] - in[3 * row + last]);
+    out[last] = re + in[last];
+    out[2 * ido + last] = in[last] - re;
+    out[ido] = im - in[2 * row + last];
+    out[3 * ido] = im + in[2 * row + last];
+  }
+  for (int i = 1; i + 1 < ido; i += 2) {
+    const float c1 = wa1[i - 1], s1 = wa1[i], c2 = wa2[i - 1], s2 = wa2[i], c3 = wa3[i - 1], s3 = wa3[i];
+    for (int k = 0; k < l1; ++k) {
+      const float* in = from + ido * k + i;
+      float* out = to + 4 * ido * k + i;
+      float* mirrored = to + 4 * ido * k + ido - 2 - i;
+      const float re1 = c1 * in[row] + s1 * in[row + 1], im1 = c1 * in[row + 1] - s1 * in[row];
+      const float re2 = c2 * in[2 * row] + s2 * in[2 * row + 1], im2 = c2 * in[2 * row + 1] - s2 * in[2 * row];
+      const float re3 = c3 * in[3 * row] + s3 * in[3 * row + 1], im3 = c3 * in[3 * row + 1] - s3 * in[3 * row];
+      const float even_re = in[0] + re2, even_im = in[1] + im2, odd_re = re1 + re3, odd_im = im1 + im3;
+      out[0] = odd_re + even_re;
+      out[1] = odd_im + even_im;
+      mirrored[3 * ido] = even_re - odd_re;
+      mirrored[3 * ido + 1] = odd_im - even_im;
+      const float cross_re = in[0] - re2, cross_im = in[1] - im2, turned_re = im1 - im3, turned_im = re3 - re1;
+      out[2 * ido] = turned_re + cross_re;
+      out[2 * ido + 1] = turned_im + cross_im;
+      mirrored[ido] = cross_re - turned_re;
+      mirrored[ido + 1] = turned_im - cross_im;
     }
   }
 }

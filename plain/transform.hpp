@@ -14,8 +14,8 @@ class Transform {
   void forward(float* samples);
 
  private:
-  void pass2(int ido, int l1, const float* from, float* to, const float* wa) const;
-  void pass4(int ido, int l1, const float* from, float* to, const float* wa) const;
+  static void pass2(int ido, int l1, const float* from, float* to, const float* wa);
+  static void pass4(int ido, int l1, const float* from, float* to, const float* wa);
 
   int n_;
   std::vector<int> factors_;

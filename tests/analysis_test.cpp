@@ -32,8 +32,8 @@ TEST(FilterAndMix, IsThePlainModelToTheBit) {
     plain::Filter model[3] = {{high.b, high.a}, {high.b, high.a}, {low.b, low.a}};
     zeto::FilterMemory memory[3];
     for (int f = 0; f < 3; ++f) {
-      for (int i = 0; i < 10; ++i) memory[f].inputs[9 - i] = model[f].in[i] = full_scale(random);
-      for (int i = 0; i < 10; ++i) memory[f].outputs[9 - i] = model[f].out[i] = full_scale(random);
+      for (int i = 0; i < 10; ++i) model[f].in[i] = memory[f].inputs[i] = full_scale(random);
+      for (int i = 0; i < 10; ++i) model[f].out[i] = memory[f].outputs[i] = full_scale(random);
     }
     std::vector<float> a(2 * kCall), b(a.size()), mixed(a.size());
     const float loudness = std::pow(10.0f, float(trial % 45) * -1.0f);  // down to where products are denormal

@@ -71,7 +71,7 @@ class Core {
                                  input.pick({0, 50}),
                                  0,
                                  0,
-                                 input.pick({0, 0, 0, 0, 10, 50, 190, 200, 259})};
+                                 input.pick({0, 0, 0, 10, 10, 50, 190, 259})};
     zeto_tx_set_param(state(), &param);
     model_.set(&param.UltraHz_floor);
   }
