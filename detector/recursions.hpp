@@ -14,15 +14,39 @@
 
 namespace zeto {
 
-// sum + a y where a is a float and y is one: the product is exact, so fusing it with the sum changes no bit.
-inline f64x2 add_exact_product(f64x2 sum, f64x2 a, f64x2 y) noexcept {
+// The denominator of a filter whose coefficients are floats.
+class Denominator {
+ public:
+  explicit Denominator(const double* a) noexcept {
+    for (size_t k = 1; k <= kFilterOrder; ++k) set(k, -a[k]);
+  }
+
+  // sum - a[lag] y, where y are floats: the product is exact, so fusing it with the sum changes no bit. Arm multiplies by
+  // one of two lanes, so ten coefficients take five registers.
 #if defined(__aarch64__)
-  return reinterpret_cast<f64x2>(vfmaq_f64(reinterpret_cast<float64x2_t>(sum), reinterpret_cast<float64x2_t>(a),
-                                           reinterpret_cast<float64x2_t>(y)));
+  f64x2 subtract(f64x2 sum, size_t lag, f64x2 y) const noexcept {
+    const auto to = reinterpret_cast<float64x2_t>(sum), by = reinterpret_cast<float64x2_t>(y);
+    const auto a = reinterpret_cast<float64x2_t>(minus_[(lag - 1) / 2]);
+    return reinterpret_cast<f64x2>(lag % 2 != 0 ? vfmaq_laneq_f64(to, by, a, 0) : vfmaq_laneq_f64(to, by, a, 1));
+  }
+
+ private:
+  void set(size_t lag, double minus) noexcept {
+    minus_[(lag - 1) / 2][(lag - 1) % 2] = minus;
+  }
+  f64x2 minus_[kFilterPairs];
 #else
-  return sum + a * y;
+  f64x2 subtract(f64x2 sum, size_t lag, f64x2 y) const noexcept {
+    return sum + minus_[lag - 1] * y;
+  }
+
+ private:
+  void set(size_t lag, double minus) noexcept {
+    minus_[lag - 1] = twice(minus);
+  }
+  f64x2 minus_[kFilterOrder];
 #endif
-}
+};
 
 // Both high-passes, a signal in each lane, two samples a step.
 template <Rounding kRounding>
@@ -33,14 +57,13 @@ class HighPasses {
   };
 
   // @param sums  of the inputs, ten more than there will be outputs.
-  HighPasses(const FilterBank& bank, const f64x2* sums) noexcept : next_(sums + kFilterOrder) {
-    for (size_t k = 1; k <= kFilterOrder; ++k) minus_[k] = twice(-bank.high_pass.a[k]);
+  HighPasses(const FilterBank& bank, const f64x2* sums) noexcept : next_(sums + kFilterOrder), a_(bank.high_pass.a) {
     for (size_t i = 0; i < kFilterOrder; ++i) {
       u_[i] = sums[i];
       for (size_t lag = kFilterOrder; lag > i; --lag) {
         const size_t t = kFilterOrder + i - lag;
         const f64x2 y = to_double(f32x2{bank.memory_a.outputs[t], bank.memory_b.outputs[t]});
-        u_[i] = add_exact_product(u_[i], minus_[lag], y);
+        u_[i] = a_.subtract(u_[i], lag, y);
       }
     }
   }
@@ -48,12 +71,12 @@ class HighPasses {
   Outputs step() noexcept {
     const Rounded first = rounded<kRounding>(u_[0]);
     const f64x2 y0 = first.wide;
-    const Rounded second = rounded<kRounding>(add_exact_product(u_[1], minus_[1], y0));
+    const Rounded second = rounded<kRounding>(a_.subtract(u_[1], 1, y0));
     const f64x2 y1 = second.wide;
     for (size_t i = 0; i < kFilterOrder; ++i) {
       const f64x2 later = i + 2 < kFilterOrder ? u_[i + 2] : next_[i + 2 - kFilterOrder];
-      const f64x2 sum = i + 1 < kFilterOrder ? add_exact_product(later, minus_[i + 2], y0) : later;
-      u_[i] = add_exact_product(sum, minus_[i + 1], y1);
+      const f64x2 sum = i + 1 < kFilterOrder ? a_.subtract(later, i + 2, y0) : later;
+      u_[i] = a_.subtract(sum, i + 1, y1);
     }
     next_ += 2;
     evidence_ |= first.evidence | second.evidence;
@@ -65,7 +88,7 @@ class HighPasses {
 
  private:
   const f64x2* next_;
-  f64x2 minus_[kFilterOrder + 1];
+  Denominator a_;
   f64x2 u_[kFilterOrder];  // [i] lacks the outputs from the next one on
   i64x2 evidence_ = {};
 };
