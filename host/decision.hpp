@@ -20,24 +20,24 @@ class Decision {
   // Half of the sound's way, cm: what a reading is until it is shown.
   struct Echo {
     bool valid;
-    int frame;
     double half_cm;
   };
 
   int cause_of(bool valid, double half_cm, const Sight& sight) const noexcept;
   bool is_in_reach(double half_cm) const noexcept;
+  const Echo* latest() const noexcept;
   bool show(zeto_host_reading& reading) noexcept;
   double distance_of(double half_cm) const noexcept;
 
-  const zeto_set* set_;
   const Learned* learned_;
   double half_spacing_;  // cm
-  int frame_;
-  int suspected_;   // frames in a row
-  int cause_;       // once it has lasted
-  int calm_;        // frames since without trouble
-  float level_db_;  // of the target shown last
-  Echo echoes_[kMemory];
+  double greatest_cm_;
+  double ahead_;          // frames
+  int suspected_;         // frames in a row
+  int cause_;             // once it has lasted
+  int calm_;              // frames since without trouble
+  float level_db_;        // of the target shown last
+  Echo echoes_[kMemory];  // the newest last
 };
 
 }  // namespace zeto::host
