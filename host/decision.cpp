@@ -76,6 +76,10 @@ const Decision::Echo* Decision::latest() const noexcept {
   return nullptr;
 }
 
+double Decision::half_cm_of(Delay delay) const noexcept {
+  return 0.5 * kCmPerSample * (1.0 - kHighPassShare) * (delay.samples - learned_->lead);
+}
+
 int Decision::cause_of(bool valid, double half_cm, const Sight& sight) const noexcept {
   const float level = valid ? sqrtf(sight.explained / learned_->direct_energy) : 0.0f;
   const float misplaced = fmaxf(fmaxf(kMisplaced, kMisplacedByEcho * level), kChance * sight.misplaced_by_noise);
@@ -99,7 +103,7 @@ int Decision::cause_of(bool valid, double half_cm, const Sight& sight) const noe
 }
 
 void Decision::take(Delay delay, const Sight& sight, zeto_host_reading& reading) noexcept {
-  const double half_cm = 0.5 * kCmPerSample * (1.0 - kHighPassShare) * (delay.samples - learned_->lead);
+  const double half_cm = half_cm_of(delay);
   const int trouble = cause_of(delay.valid, half_cm, sight);
   suspected_ = trouble == ZETO_HOST_NO_CAUSE ? 0 : suspected_ + 1;
   if (suspected_ >= kLasting) {
@@ -132,7 +136,7 @@ void Decision::take(Delay delay, const Sight& sight, zeto_host_reading& reading)
   }
 }
 
-// A line through those of the last readings that agree with the latest, by least squares; false if there are not two.
+// A line through those of the last readings that agree with the latest, by least squares; false if they are too few.
 bool Decision::show(zeto_host_reading& reading) noexcept {
   const Echo* const last = latest();
   if (last == nullptr) return false;
@@ -147,7 +151,7 @@ bool Decision::show(zeto_host_reading& reading) noexcept {
     tt += at * at;
     th += at * echo.half_cm;
   }
-  if (n < 2) return false;
+  if (n < kLeastAgreeing) return false;
   const double mean_t = t / n;
   const double mean_h = h / n;
   double rise = (th - n * mean_t * mean_h) / (tt - n * mean_t * mean_t);  // cm a frame

@@ -28,6 +28,7 @@ struct zeto_host {
   int filled;         // samples of the block
   float block[kBlock];
   int block_of_frame;
+  int frames;  // watched since it was learned, as far as it matters
   zeto_host_reading reading;
   zeto_host_findings findings;
 };
@@ -130,6 +131,7 @@ void start_watching(zeto_host& host) noexcept {
   host.watch.start(host.learner.learned());
   host.decision.start(host.learner.learned());
   host.block_of_frame = 0;
+  host.frames = 0;
 }
 
 void watch_block(zeto_host& host) noexcept {
@@ -151,7 +153,12 @@ void watch_block(zeto_host& host) noexcept {
   const Sight sight = host.watch.finish(delay.valid, static_cast<int>(lrint(delay.samples)));
   zeto_host_reading reading = {};
   host.decision.take(delay, sight, reading);
-  publish(host, reading);
+  // A target from the first frame on is in the background: what was there left while it was learned.
+  const bool first_shown = host.frames < kLeastAgreeing && ++host.frames == kLeastAgreeing;
+  if (!first_shown || reading.state != ZETO_HOST_TARGET) return publish(host, reading);
+  host.unheard = true;
+  start_learning(host);
+  say_learning(host);
 }
 
 bool takes_blocks(const zeto_host& host) noexcept {
