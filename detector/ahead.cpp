@@ -28,18 +28,18 @@ float* outputs_before(zeto_tx_state& state, uint32_t slot) noexcept {
   return i < kInFirst ? mixed_of(state.hist_a, 0) + i * kFloats : mixed_of(state.hist_b, 0) + (i - kInFirst) * kFloats;
 }
 
-void unpack(Ring& ring, uint32_t slot, float* samples) noexcept {
+// The last n samples of a slot.
+void unpack(Ring& ring, uint32_t slot, float* samples, uint32_t n) noexcept {
   Raw raw;
-  memcpy(raw, slot_of(ring, slot), sizeof raw);
-  for (uint32_t i = 0; i < kBlockLen; ++i) samples[i] = static_cast<float>(raw[i]) * 0x1p-15f;
+  const char* const end = reinterpret_cast<const char*>(slot_of(ring, slot)) + sizeof raw;
+  memcpy(raw, end - n * sizeof *raw, n * sizeof *raw);  // n may be all: `samples` may be the slot itself
+  for (uint32_t i = 0; i < n; ++i) samples[i] = static_cast<float>(raw[i]) * 0x1p-15f;
 }
 
 // A high-pass's memory behind a slot.
 FilterMemory memory_behind(Ring& ring, uint32_t slot, const float* outputs) noexcept {
-  float samples[kBlockLen];
-  unpack(ring, slot, samples);
   FilterMemory memory;
-  memcpy(memory.inputs, samples + kBlockLen - kFilterOrder, sizeof memory.inputs);
+  unpack(ring, slot, memory.inputs, kFilterOrder);
   memcpy(memory.outputs, outputs, sizeof memory.outputs);
   return memory;
 }
@@ -83,6 +83,21 @@ struct Due {
 // The third is put off so that no block has two of them but the last.
 constexpr Due kDue[] = {{8, 0, 0}, {14, 0, 1}, {16, 7, 2}, {20, 13, 3}, {20, 13, 4}};
 
+// Each in a frame of its own, so that what one needs of the stack does not add to what the other needs.
+[[gnu::noinline]] void filter_and_pack(zeto_tx_state& state, uint32_t slot, const Block& block) noexcept {
+  Ahead& ahead = state.ahead;
+  float mixed[kBlockLen];
+  f64x2 high[kBlockLen];
+  filter_block({kHighPass, kLowPass, ahead.high_a, ahead.high_b, ahead.low}, ahead.gain, Width::k16Bits, block.a,
+               block.b, high, mixed, kBlockLen);
+  pack(state, slot, block, mixed);
+}
+[[gnu::noinline]] void find_due(zeto_tx_state& state, const Due& due) noexcept {
+  float window[kWindowLen];
+  gather(state, due.first, due.slots, window);
+  find_peaks_of_group(state.fft, window, due.group, state.ahead.peaks);
+}
+
 }  // namespace
 
 bool advance(zeto_tx_state& state, uint32_t slot, const Block& block) noexcept {
@@ -98,19 +113,10 @@ bool advance(zeto_tx_state& state, uint32_t slot, const Block& block) noexcept {
   }
   drop_stale(state, slot);
   keep_outputs(state, slot);
-  float mixed[kBlockLen];
-  f64x2 high[kBlockLen];
-  filter_block({kHighPass, kLowPass, ahead.high_a, ahead.high_b, ahead.low}, ahead.gain, Width::k16Bits, block.a,
-               block.b, high, mixed, kBlockLen);
-  pack(state, slot, block, mixed);
+  filter_and_pack(state, slot, block);
   ahead.slots = static_cast<int32_t>(slot + 1);
-
-  for (const Due& due : kDue) {
-    if (slot + 1 != due.slots || due.slots == kRingBlocks) continue;
-    float window[kWindowLen];
-    gather(state, due.first, due.slots, window);
-    find_peaks_of_group(state.fft, window, due.group, ahead.peaks);
-  }
+  for (const Due& due : kDue)
+    if (due.slots == slot + 1 && due.slots < kRingBlocks) find_due(state, due);
   return true;
 }
 
@@ -139,14 +145,14 @@ void fall_back(zeto_tx_state& state) noexcept {
       float mixed[kBlockLen];
       float* const a = slot_of(state.hist_a, slot);
       float* const b = slot_of(state.hist_b, slot);
-      unpack(state.hist_a, slot, a);
-      unpack(state.hist_b, slot, b);
+      unpack(state.hist_a, slot, a, kBlockLen);
+      unpack(state.hist_b, slot, b, kBlockLen);
       zeto::filter_and_mix({kHighPass, kLowPass, ahead.stale_a, ahead.stale_b, low}, 0.0f, a, b, mixed, kBlockLen);
     }
   }
   for (uint32_t slot = 0; slot < slots; ++slot) {
-    unpack(state.hist_a, slot, slot_of(state.hist_a, slot));
-    unpack(state.hist_b, slot, slot_of(state.hist_b, slot));
+    unpack(state.hist_a, slot, slot_of(state.hist_a, slot), kBlockLen);
+    unpack(state.hist_b, slot, slot_of(state.hist_b, slot), kBlockLen);
   }
   ahead = {};
 }
