@@ -42,7 +42,7 @@ class _Reading(ctypes.Structure):
         ("end", ctypes.c_uint64),
         ("number", ctypes.c_uint32),
         *((name, ctypes.c_int32) for name in ("state", "cause")),
-        *((name, ctypes.c_float) for name in ("distance_cm", "speed_cm_s", "age_s", "level_db")),
+        *((name, ctypes.c_float) for name in ("distance_cm", "speed_cm_s", "age_s", "level_db", "rest_db")),
     ]
 
 
@@ -83,6 +83,7 @@ class Reading:
     speed_cm_s: Optional[float]  # of a target; away is above 0
     age_s: Optional[float]  # since the target was last measured
     level_db: Optional[float]  # of its echo, against the direct sound
+    rest_db: Optional[float]  # of all that is not background, against the direct sound; None while learning
     cause: Optional[str]  # why disturbed: "alignment", "foreign", "noise" or "unheard"
 
 
@@ -163,7 +164,8 @@ def _reading(now: _Reading) -> Reading:
     target = [None] * 4
     if state == "target":
         target = [now.distance_cm, now.speed_cm_s, now.age_s, now.level_db]
-    return Reading(now.end / SAMPLE_RATE, state, *target, CAUSES[now.cause])
+    rest = now.rest_db if now.rest_db else None
+    return Reading(now.end / SAMPLE_RATE, state, *target, rest, CAUSES[now.cause])
 
 
 def sets() -> Mapping[str, str]:
