@@ -3,6 +3,7 @@ import ctypes
 import dataclasses
 import functools
 import os
+import threading
 from typing import Any, List, Mapping, Optional, Union
 
 import numpy as np
@@ -108,17 +109,19 @@ class Host:
                 print(reading.time_s, reading.state, reading.distance_cm)
 
     `spacing_cm` is the distance between loudspeaker and microphone. A target's distance is that straight ahead of the
-    middle between them. What is played does not depend on what is captured."""
+    middle between them. What is played does not depend on what is captured, so one thread may play while another
+    captures; two at once in play() are not for it."""
 
     def __init__(self, set: str = "hand", spacing_cm: float = 5.0, format: Union[Format, int] = Format.INT16) -> None:
         kit = _kit()
         self.format = checked_format(format)
-        found = kit.zeto_find_set(os.fsencode(set)) if isinstance(set, str) else None
+        found = kit.zeto_find_set(set.encode(errors="replace")) if isinstance(set, str) else None
         if not found:
             raise ValueError(f"set: there is no set {set!r}; there are {', '.join(sets())}")
         if not found.contents.detectors:
             raise ValueError(f"set: {set!r} is for zeto.Emitter and zeto.Detector; it has no sweeps that a Host can play")
-        if not isinstance(spacing_cm, (int, float, np.integer, np.floating)) or not 0 <= spacing_cm <= 100:
+        is_number = isinstance(spacing_cm, (int, float, np.integer, np.floating)) and not isinstance(spacing_cm, bool)
+        if not is_number or not 0 <= spacing_cm <= 100:
             raise ValueError(f"spacing_cm: must be a number from 0 to 100, not {spacing_cm!r}")
         self._param = _Param(found, self.format, spacing_cm)
         bytes = kit.zeto_host_bytes(self._param)
@@ -127,6 +130,7 @@ class Host:
         with silence():
             self._host = kit.zeto_host_init(address, self._param)
         self._number = 0
+        self._takes_turns = threading.Lock()
 
     def play(self, n: int) -> NDArray[Any]:
         """The next n samples to play."""
@@ -138,24 +142,27 @@ class Host:
 
     def learn(self) -> None:
         """Starts to learn latency and background, now or again. Nobody must be in reach for three seconds."""
-        _kit().zeto_host_learn(self._host)
+        with self._takes_turns:
+            _kit().zeto_host_learn(self._host)
 
     def capture(self, microphone: NDArray[Sample]) -> List[Reading]:
         """Takes as many samples as were played meanwhile, of any length, and gives the readings that fell due."""
         samples = checked("microphone", microphone, self.format)
         readings = []
-        for first in range(0, len(samples), ANALYSIS):
-            part = samples[first : first + ANALYSIS]
-            now = _kit().zeto_host_capture(self._host, part.ctypes.data, part.nbytes)
-            if now.number != self._number:
-                self._number = now.number
-                readings.append(_reading(now))
+        with self._takes_turns:
+            for first in range(0, len(samples), ANALYSIS):
+                part = samples[first : first + ANALYSIS]
+                now = _kit().zeto_host_capture(self._host, part.ctypes.data, part.nbytes)
+                if now.number != self._number:
+                    self._number = now.number
+                    readings.append(_reading(now))
         return readings
 
     @property
     def learned(self) -> Findings:
         """What learning found; zeros before."""
-        found = _kit().zeto_host_learned(self._host)
+        with self._takes_turns:
+            found = _kit().zeto_host_learned(self._host)
         return Findings(*(getattr(found, name) for name, _ in _Findings._fields_))
 
 
