@@ -2,7 +2,7 @@
 import numpy as np
 
 
-from .guide import table
+from .guide import picture, table
 from .scenes import COMES, SEEDS, SETTLED, errors, false_targets, run, said_after, scene
 
 HAND = (2, 6, 10, 20, 30, 50)  # cm; how strong its echo is follows from the distance
@@ -154,7 +154,7 @@ TASKS = (  # what, the scenes of a seed, and rows: the figure, what to reach, ho
 )
 
 
-def figures():
+def figures(_):
     paths = ({}, {"response": "flat"}, {"set": "default"})
     run(job for _, scenes_of, _ in TASKS for seed in SEEDS for path in paths for job in scenes_of(seed, **path))
     rows = []
@@ -175,17 +175,17 @@ def row_of_errors(jobs_of_seeds):
 SHOWN = ("shown", "mean error", "within 1 cm", "within 2.5 cm")
 
 
-def distances():
+def distances(_):
     table("hand", ("cm", *SHOWN), [(cm, *row_of_errors([[scene(s, target_cm=cm)] for s in SEEDS])) for cm in HAND])
     table("person", ("cm", "echo", *SHOWN), [
         (cm, f"{db} dB", *row_of_errors([[scene(s, set="room", target_cm=cm, target_db=db, seconds=10)] for s in SEEDS]))
         for cm, db in PERSON.items()])
     table("speeds", ("cm/s", *SHOWN), [
         (v, *row_of_errors([[scene(s, target_cm=60, speed_cm_s=-v, seconds=COMES + 50 / v)] for s in SEEDS]))
-        for v in (5, 10, 20, 30)])
+        for v in (5, 10, 15, 20, 25)])
 
 
-def noises():
+def noises(_):
     jobs = {(kind, peak, start): [hands(noise=kind, peak_db=peak, noise_from=start)(seed) for seed in SEEDS if seed % 4 == 0]
             for kind in ("speech", "music", "keys") for peak in PEAKS for start in (3, 0)}
     run(job for of_seeds in jobs.values() for of_seed in of_seeds for job in of_seed)
@@ -198,7 +198,7 @@ def noises():
     table("noises", ("noise", "peak", "shown", "right if shown", "shown, learned in noise", "right if shown"), rows)
 
 
-def faults():
+def faults(_):
     rows = []
     for name in (*FAULTS, *SLOW):
         start = LEARNED if name.endswith("the start") else FAULT
@@ -210,7 +210,7 @@ def faults():
     table("faults", ("what happens", "said", "median", "latest", "a target shown meanwhile"), rows)
 
 
-def example():
+def example(_):
     """Few scenes, computed at every check: they tell whether the other tables are old."""
     def row(name, job):
         (outputs,) = run([job])
@@ -223,3 +223,21 @@ def example():
     rows += [row(f"`default`, {name}", scene(3, set="default", **target))
              for name, target in (("nobody", {}), ("hand at 10 cm", {"target_cm": 10}), ("hand at 50 cm", {"target_cm": 50}))]
     table("example", ("what is there", *(f"{SETTLED + 0.2 * k:.1f} s" for k in range(1, 9))), rows)
+
+
+def picture_of_hand(draw):
+    """A hand that comes nearer, as two sets show it."""
+    if not draw:
+        return
+    from zeto import plot
+
+    figure, axes = plot.plt.subplots(1, 2, figsize=(9, 3.2))
+    for axis, name in zip(axes, ("hand", "default")):
+        (outputs,) = run([scene(7, set=name, target_cm=60, speed_cm_s=-10, stop_cm=10, seconds=10)])
+        time = [o.time_s for o in outputs]
+        axis.plot(time, [o.true_cm if o.true_cm is not None else np.nan for o in outputs], "k", lw=0.6, label="true")
+        axis.plot(time, [o.shown_cm if o.shown_cm is not None else np.nan for o in outputs], ".", ms=4, label="shown")
+        axis.set(xlabel="Time, s", ylabel="Distance, cm", title=f"Set {name}")
+        axis.legend()
+        axis.grid(alpha=0.3)
+    picture(figure, "hand")
