@@ -2,7 +2,6 @@
 import collections
 import multiprocessing
 import os
-import subprocess
 import tempfile
 
 import numpy as np
@@ -10,7 +9,7 @@ import numpy as np
 import zeto
 from zeto import plot
 
-from .guide import picture, table
+from .guide import picture, table, tool
 from .kit import share_of
 from .scenes import SEEDS, run, scene
 
@@ -65,10 +64,8 @@ def row(values):
 def recording(draw):
     with tempfile.TemporaryDirectory() as folder:
         capture = os.path.join(folder, "capture.wav")
-        tool = os.environ["ZETO_TOOL"]
-        subprocess.run([tool, "simulate", "--delay-ms", "120", "--snr-db", "-10", "--seconds", "6", "--wav", capture],
-                       check=True, stdout=subprocess.DEVNULL)
-        seen = plot.explain(capture, ["--spectra"], tool)
+        tool("simulate", "--delay-ms", "120", "--snr-db", "-10", "--seconds", "6", "--wav", capture)
+        seen = plot.explain(capture, ["--spectra"], os.environ["ZETO_TOOL"])
     rows = []
     for analysis in seen["analyses"][:6]:
         peaks = collections.Counter(round(s["position_hz"]) for s in analysis["segments"]).most_common()

@@ -2,11 +2,17 @@
 import difflib
 import os
 import re
+import subprocess
 import sys
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 GUIDE = os.path.join(ROOT, "docs", "sensing.md")
 TABLES = {}
+
+
+def tool(*words):
+    """What the command-line tool prints."""
+    return subprocess.run([os.environ["ZETO_TOOL"], *words], check=True, capture_output=True).stdout
 
 
 def table(name, heading, rows):

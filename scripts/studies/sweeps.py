@@ -1,7 +1,6 @@
 """What the sets play, and what follows from it: steps, range, motion, and how much of it can be heard."""
 import json
 import os
-import subprocess
 import tempfile
 
 import numpy as np
@@ -9,16 +8,12 @@ import numpy as np
 import zeto
 from zeto import _recording
 
-from .guide import table
+from .guide import table, tool
 
 PATH_CM_S = 34300
 BIN_HZ = 15.625
 MEAN_HZ = 19500  # where most of what phones play is
 SWEEP_S = 1  # the plain sets' sweeps
-
-
-def tool(*words):
-    return subprocess.run([os.environ["ZETO_TOOL"], *words], check=True, capture_output=True).stdout
 
 
 def sets(_):
