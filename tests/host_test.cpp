@@ -174,19 +174,20 @@ INSTANTIATE_TEST_SUITE_P(
                           ZETO_HOST_NOISE}),
     [](const auto& scene) { return std::string(scene.param.name); });
 
+// Learning that fails is said and begins anew; what it finds then is right.
 struct Lesson {
   const char* name;
+  int refused;  // block by which that is said
   std::function<void(Air&, int block)> happens;
 };
-// Learning that fails is said and begins anew; what it finds then is right.
 TEST(Host, RefusesToLearnWhatDoesNotLast) {
   const Lesson lessons[] = {
-      {"a loudspeaker that is silent", [](Air& air, int block) { air.direct = block < 200 ? 0.0 : 0.3; }},
-      {"noise alone",
+      {"a silent loudspeaker", 245, [](Air& air, int block) { air.direct = block < 200 ? 0.0 : 0.3; }},
+      {"noise", 245,
        [](Air& air, int block) { air.direct = block < 200 ? 0.0 : 0.3, air.hiss = block < 200 ? 9000 : 4; }},
-      {"a hand that leaves soon", [](Air& air, int block) { target(10, block < 100 ? 0.15 : 0)(air); }},
-      {"a hand that leaves late", [](Air& air, int block) { target(10, block < 210 ? 0.15 : 0)(air); }},
-      {"a sample lost", [](Air& air, int block) { air.latency = block < 130 ? 1900 : 1899; }},
+      {"a hand that leaves soon", 245, [](Air& air, int block) { target(10, block < 100 ? 0.15 : 0)(air); }},
+      {"a hand that leaves late", 310, [](Air& air, int block) { target(10, block < 210 ? 0.15 : 0)(air); }},
+      {"a sample lost", 245, [](Air& air, int block) { air.latency = block < 130 ? 1900 : 1899; }},
   };
   for (const Lesson& lesson : lessons) {
     Host host;
@@ -196,7 +197,7 @@ TEST(Host, RefusesToLearnWhatDoesNotLast) {
     for (int block = 0; block < 900; ++block) {
       lesson.happens(air, block);
       host.capture(air.pass(host.play(480)), readings);
-      if (block < 320 && block > 310) {
+      if (block == lesson.refused) {
         EXPECT_EQ(readings.back().cause, ZETO_HOST_UNHEARD) << lesson.name;
       }
     }
