@@ -165,7 +165,7 @@ def doppler(_):
         off = np.array([o.shown_cm - o.true_cm for o in run([job])[0] if o.shown_cm is not None])
         rows.append((speed, f"{speed / 100 * 19600 / 4000:.2f} to {speed / 100 * 23600 / 4000:.2f}",
                      f"{np.median(off) / 100:.2f}"))
-    table("doppler", ("cm/s, away", "too far in theory, m", "measured, m"), rows)
+    table("doppler", ("cm/s, away", "theory: too far by, m", "measured, m"), rows)
 
 
 def delay_line(_):
