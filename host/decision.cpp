@@ -17,7 +17,7 @@ constexpr double kMostCmPerFrame = 12.0;
 constexpr double kFartherCm = 5.0;  // out of reach, until a target that is shown is no longer: it shall not flicker
 
 constexpr float kNoteworthy = 0.4f;       // times the noise: what a steady sound must have to be looked into
-constexpr float kSteadyShare = 0.25f;     // of all that is not background: less is chance
+constexpr float kSteadyShare = 0.33f;     // of all that is not background: less is chance
 constexpr float kExplained = 0.45f;       // of the steady part, by one echo: a target's own reflections are the rest
 constexpr float kLeastExplained = 0.01f;  // times the noise: below, it may be what is wrong with the background
 constexpr float kMisplaced = 0.2f;
