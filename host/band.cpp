@@ -7,7 +7,6 @@ namespace zeto::host {
 namespace {
 
 constexpr int kLanes = 4;
-constexpr double kPi = 3.14159265358979323846;
 constexpr double kCutoff = 3000.0;  // Hz from the centre
 constexpr double kBeta = 7.0;       // of the Kaiser window: 70 dB
 

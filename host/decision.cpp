@@ -6,9 +6,6 @@
 namespace zeto::host {
 namespace {
 
-// Seconds that a moving target's reading is ahead of the end of its frame: its Doppler shift adds to the beat what the
-// target would move in kMeanHz / slope, while the 200 ms themselves lie behind by half.
-constexpr double kMeanHz = 19500.0;
 constexpr double kFrameSeconds = kFrame / kSampleRate;
 
 // The detectors' high-passes delay low frequencies more, and an echo is lower than the reference by its beat: it reads
@@ -17,14 +14,15 @@ constexpr double kHighPassShare = 0.0035;
 
 constexpr double kAgreeCm = 6.0;  // what a hand of 0.3 m/s moves from one reading to the next
 constexpr double kMostCmPerFrame = 12.0;
+constexpr double kFartherCm = 5.0;  // out of reach, until a target that is shown is no longer: it shall not flicker
 
 constexpr float kNoteworthy = 0.4f;       // times the noise: what a steady sound must have to be looked into
 constexpr float kSteadyShare = 0.25f;     // of all that is not background: less is chance
 constexpr float kExplained = 0.45f;       // of the steady part, by one echo: a target's own reflections are the rest
 constexpr float kLeastExplained = 0.01f;  // times the noise: below, it may be what is wrong with the background
-constexpr float kMisplaced = 0.25f;
+constexpr float kMisplaced = 0.2f;
 constexpr float kKept = 0.5f;             // of the background, in amplitude
-constexpr float kMisplacedByEcho = 0.6f;  // times the echo's level: if all has moved, far and near have moved alike
+constexpr float kMisplacedByEcho = 0.4f;  // times the echo's level: if all has moved, far and near have moved alike
 constexpr float kChance = 4.0f;           // times what noise makes
 constexpr float kLoud = 0.25f;            // times the background
 constexpr float kHidden = 3.0f;           // times the noise: what may hide a target for a moment
@@ -46,13 +44,15 @@ constexpr int kCalm = 10;    // frames without, before it is over
 }  // namespace
 
 void Decision::init(const zeto_set& set, double spacing_cm) noexcept {
-  set_ = &set;
   half_spacing_ = 0.5 * spacing_cm;
+  greatest_cm_ = static_cast<double>(set.greatest_cm);
+  // A reading is that of the middle of its frame; but the Doppler shift of a moving target adds to the beat what the
+  // target moves in kMeanHz / slope seconds.
+  ahead_ = kMeanHz / set.sweep.slope_hz_s / kFrameSeconds - 0.5;
 }
 
 void Decision::start(const Learned& learned) noexcept {
   learned_ = &learned;
-  frame_ = 0;
   suspected_ = 0;
   cause_ = ZETO_HOST_NO_CAUSE;
   calm_ = 0;
@@ -66,7 +66,18 @@ double Decision::distance_of(double half_cm) const noexcept {
 }
 
 bool Decision::is_in_reach(double half_cm) const noexcept {
-  return half_cm >= 0.0 && distance_of(half_cm) <= static_cast<double>(set_->greatest_cm);
+  return half_cm >= 0.0 && distance_of(half_cm) <= greatest_cm_ + (latest() != nullptr ? kFartherCm : 0.0);
+}
+
+const Decision::Echo* Decision::latest() const noexcept {
+  for (int i = kMemory - 1; i >= 0; --i) {
+    if (echoes_[i].valid) return &echoes_[i];
+  }
+  return nullptr;
+}
+
+double Decision::half_cm_of(Delay delay) const noexcept {
+  return 0.5 * kCmPerSample * (1.0 - kHighPassShare) * (delay.samples - learned_->lead);
 }
 
 int Decision::cause_of(bool valid, double half_cm, const Sight& sight) const noexcept {
@@ -92,7 +103,7 @@ int Decision::cause_of(bool valid, double half_cm, const Sight& sight) const noe
 }
 
 void Decision::take(Delay delay, const Sight& sight, zeto_host_reading& reading) noexcept {
-  const double half_cm = 0.5 * kCmPerSample * (1.0 - kHighPassShare) * (delay.samples - learned_->lead);
+  const double half_cm = half_cm_of(delay);
   const int trouble = cause_of(delay.valid, half_cm, sight);
   suspected_ = trouble == ZETO_HOST_NO_CAUSE ? 0 : suspected_ + 1;
   if (suspected_ >= kLasting) {
@@ -106,15 +117,15 @@ void Decision::take(Delay delay, const Sight& sight, zeto_host_reading& reading)
 
   const bool loud = sight.energy > kLoud * learned_->energy && sight.explained < kExplained * sight.energy;
   const bool clear = cause_ == ZETO_HOST_NO_CAUSE && trouble == ZETO_HOST_NO_CAUSE && !loud;
+  const bool in_reach = is_in_reach(half_cm);
   memmove(echoes_, echoes_ + 1, sizeof echoes_ - sizeof *echoes_);
   Echo& newest = echoes_[kMemory - 1];
   const bool rests = half_cm > half_spacing_ + kTouchCm || sight.kept_change < kTouchChange;
-  newest.valid =
-      clear && delay.valid && rests && is_in_reach(half_cm) && sight.explained > kLeastExplained * learned_->noise;
-  newest.frame = frame_;
+  newest.valid = clear && delay.valid && rests && in_reach && sight.explained > kLeastExplained * learned_->noise;
   newest.half_cm = half_cm;
   if (newest.valid) level_db_ = 10.0f * log10f(sight.explained / learned_->direct_energy);
 
+  reading.rest_db = 10.0f * log10f(fmaxf(sight.energy, 1.0f) / learned_->direct_energy);
   const bool may_be_hidden = sight.energy > kHidden * learned_->noise;
   reading.state = ZETO_HOST_NOBODY;
   if (cause_ != ZETO_HOST_NO_CAUSE || loud) {
@@ -123,38 +134,33 @@ void Decision::take(Delay delay, const Sight& sight, zeto_host_reading& reading)
   } else if ((newest.valid || may_be_hidden) && show(reading)) {
     reading.state = ZETO_HOST_TARGET;
   }
-  ++frame_;
 }
 
-// A line through those of the last readings that agree with the latest, by least squares; false if there are not two.
+// A line through those of the last readings that agree with the latest, by least squares; false if they are too few.
 bool Decision::show(zeto_host_reading& reading) noexcept {
-  const Echo* latest = nullptr;
-  for (const Echo& echo : echoes_) {
-    if (echo.valid) latest = &echo;
-  }
-  if (latest == nullptr) return false;
+  const Echo* const last = latest();
+  if (last == nullptr) return false;
   int n = 0;
   double t = 0.0, h = 0.0, tt = 0.0, th = 0.0;
   for (const Echo& echo : echoes_) {
-    if (!echo.valid || fabs(echo.half_cm - latest->half_cm) > kAgreeCm) continue;
-    const double at = echo.frame - latest->frame;
+    if (!echo.valid || fabs(echo.half_cm - last->half_cm) > kAgreeCm) continue;
+    const auto at = static_cast<double>(&echo - last);
     ++n;
     t += at;
     h += echo.half_cm;
     tt += at * at;
     th += at * echo.half_cm;
   }
-  if (n < 2) return false;
+  if (n < kLeastAgreeing) return false;
   const double mean_t = t / n;
   const double mean_h = h / n;
   double rise = (th - n * mean_t * mean_h) / (tt - n * mean_t * mean_t);  // cm a frame
   if (n == 2) rise *= 0.5;                                                // two points are no line yet
   rise = fmax(-kMostCmPerFrame, fmin(kMostCmPerFrame, rise));
-  const double ahead = kMeanHz / set_->sweep.slope_hz_s - 0.5 * kFrameSeconds;
-  const double half_cm = mean_h - (mean_t + ahead / kFrameSeconds) * rise;
+  const double half_cm = mean_h - (mean_t + ahead_) * rise;
   reading.distance_cm = static_cast<float>(distance_of(half_cm));
   reading.speed_cm_s = static_cast<float>(rise / kFrameSeconds);
-  reading.age_s = static_cast<float>((frame_ - latest->frame) * kFrameSeconds);
+  reading.age_s = static_cast<float>(static_cast<int>(echoes_ + kMemory - 1 - last) * kFrameSeconds);
   reading.level_db = level_db_;
   return true;
 }

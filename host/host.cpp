@@ -9,7 +9,6 @@
 using namespace zeto::host;
 
 struct zeto_host {
-  const zeto_set* set;
   int32_t format_type;
 
   // Of the playing side alone.
@@ -24,32 +23,40 @@ struct zeto_host {
 
   enum { kIdle, kLearning, kWaiting, kWatching } phase;
   uint64_t captured;  // samples
-  uint64_t begun;     // samples captured when learning began
   uint64_t since;     // samples since learning began, or since the object was made
-  int32_t unheard;    // learning has failed and started over
+  bool unheard;       // learning has failed and started over
   int filled;         // samples of the block
   float block[kBlock];
   int block_of_frame;
+  int frames;  // watched since it was learned, as far as it matters
   zeto_host_reading reading;
+  zeto_host_findings findings;
 };
 
 namespace {
 
-constexpr size_t kAlignment = 16;
 constexpr float kMostSpacing = 100.0f;  // cm
-constexpr size_t kObjectBytes = (sizeof(zeto_host) + kAlignment - 1) / kAlignment * kAlignment;
+constexpr size_t kObjectBytes = aligned(sizeof(zeto_host));
+constexpr int kLeastSlope = 5000;  // Hz/s: a step of 150 samples, so that 256 steps of a spectrum are about a frame
 
 size_t sample_bytes(int32_t format_type) noexcept {
   return format_type == ZETO_FORMAT_PCM16 ? sizeof(int16_t) : sizeof(int32_t);
 }
 
+bool is_within(int32_t n, int32_t least, int32_t greatest) noexcept {
+  return n >= least && n <= greatest;
+}
+
+bool is_playable(const zeto_set& set) noexcept {
+  return fits_frame(set.sweep) && set.sweep.slope_hz_s >= kLeastSlope && is_within(set.detectors, 1, kMostDetectors) &&
+         is_within(set.slow, 0, kMostDetectors - set.detectors) &&
+         is_within(set.slow_frames, set.slow > 0 ? 1 : 0, ZETO_SLOW_MAX);
+}
+
 bool is_possible(const zeto_host_param* param) noexcept {
-  if (param == nullptr || param->set == nullptr) return false;
-  const zeto_set& set = *param->set;
-  return param->format_type >= ZETO_FORMAT_PCM16 && param->format_type <= ZETO_FORMAT_FLOAT &&
-         param->spacing_cm >= 0.0f && param->spacing_cm <= kMostSpacing && fits_frame(set.sweep) &&
-         set.sweep.slope_hz_s > 0 && set.detectors > 0 && set.slow >= 0 && set.detectors + set.slow <= kMostDetectors &&
-         (set.slow == 0 || (set.slow_frames > 0 && set.slow_frames <= ZETO_SLOW_MAX));
+  return param != nullptr && param->set != nullptr && is_playable(*param->set) &&
+         is_within(param->format_type, ZETO_FORMAT_PCM16, ZETO_FORMAT_FLOAT) && param->spacing_cm >= 0.0f &&
+         param->spacing_cm <= kMostSpacing;
 }
 
 // To units of 16-bit samples.
@@ -72,7 +79,6 @@ void convert(const void* from, uint64_t first, int32_t format_type, int n, float
 
 void start_learning(zeto_host& host) noexcept {
   host.phase = zeto_host::kLearning;
-  host.begun = host.captured;
   host.since = 0;
   host.filled = 0;
   host.filter.restart();
@@ -89,25 +95,33 @@ void publish(zeto_host& host, const zeto_host_reading& reading) noexcept {
 // While there is nothing to watch there is a reading every 200 ms all the same.
 void say_learning(zeto_host& host) noexcept {
   zeto_host_reading reading = {};
-  reading.state = host.unheard != 0 ? ZETO_HOST_DISTURBED : ZETO_HOST_LEARNING;
-  reading.cause = host.unheard != 0 ? ZETO_HOST_UNHEARD : ZETO_HOST_NO_CAUSE;
+  reading.state = host.unheard ? ZETO_HOST_DISTURBED : ZETO_HOST_LEARNING;
+  reading.cause = host.unheard ? ZETO_HOST_UNHEARD : ZETO_HOST_NO_CAUSE;
   publish(host, reading);
+}
+
+// The learner counts from where learning began, so its delay is that of the table and not yet of the sound.
+void keep_findings(zeto_host& host) noexcept {
+  constexpr float kFrameMs = 1.0f * kFrame / kSamplesPerMs;
+  const uint64_t begun = host.captured - host.since;
+  host.findings = host.learner.findings();
+  float& latency_ms = host.findings.latency_ms;
+  latency_ms += static_cast<float>(begun % kFrame) / kSamplesPerMs;
+  if (latency_ms >= kFrameMs) latency_ms -= kFrameMs;
+  if (latency_ms < 0.0f) latency_ms += kFrameMs;
 }
 
 void learn_from_block(zeto_host& host) noexcept {
   host.vernier.drain(host.reference);
   const auto band = host.filter.run(host.block);
-  switch (host.learner.take(host.block, band.from(0))) {
-    case Learner::Outcome::kBusy:
-      break;
-    case Learner::Outcome::kFailed:
-      host.unheard = 1;
-      start_learning(host);
-      break;
-    case Learner::Outcome::kLearned:
-      host.unheard = 0;
-      host.phase = zeto_host::kWaiting;
-      break;
+  const auto outcome = host.learner.take(host.block, band.from(0));
+  if (outcome == Learner::Outcome::kBusy) return;
+  keep_findings(host);
+  host.unheard = outcome == Learner::Outcome::kFailed;
+  if (host.unheard) {
+    start_learning(host);
+  } else {
+    host.phase = zeto_host::kWaiting;
   }
 }
 
@@ -117,6 +131,7 @@ void start_watching(zeto_host& host) noexcept {
   host.watch.start(host.learner.learned());
   host.decision.start(host.learner.learned());
   host.block_of_frame = 0;
+  host.frames = 0;
 }
 
 void watch_block(zeto_host& host) noexcept {
@@ -138,7 +153,12 @@ void watch_block(zeto_host& host) noexcept {
   const Sight sight = host.watch.finish(delay.valid, static_cast<int>(lrint(delay.samples)));
   zeto_host_reading reading = {};
   host.decision.take(delay, sight, reading);
-  publish(host, reading);
+  // A target from the first frame on is in the background: what was there left while it was learned.
+  const bool first_shown = host.frames < kLeastAgreeing && ++host.frames == kLeastAgreeing;
+  if (!first_shown || reading.state != ZETO_HOST_TARGET) return publish(host, reading);
+  host.unheard = true;
+  start_learning(host);
+  say_learning(host);
 }
 
 bool takes_blocks(const zeto_host& host) noexcept {
@@ -191,7 +211,6 @@ zeto_host* zeto_host_init(void* memory, const zeto_host_param* param) {
   memset(memory, 0, kObjectBytes);
   auto& host = *static_cast<zeto_host*>(memory);
   void* const detectors = static_cast<char*>(memory) + kObjectBytes;
-  host.set = param->set;
   host.format_type = param->format_type;
   host.filter.init();
   host.reference.init(param->set->sweep, host.filter, detectors);  // their memory is the emitter's scratch before
@@ -200,6 +219,7 @@ zeto_host* zeto_host_init(void* memory, const zeto_host_param* param) {
   host.decision.init(*param->set, static_cast<double>(param->spacing_cm));
   host.vernier.init(*param->set, detectors);
   host.phase = zeto_host::kIdle;
+  host.reading.state = ZETO_HOST_LEARNING;
   return &host;
 }
 
@@ -210,7 +230,7 @@ void zeto_host_play(zeto_host* host, void* buffer, uint64_t byte_count) {
 
 void zeto_host_learn(zeto_host* host) {
   if (host == nullptr) return;
-  host->unheard = 0;
+  host->unheard = false;
   start_learning(*host);
 }
 
@@ -228,13 +248,5 @@ zeto_host_reading zeto_host_capture(zeto_host* host, const void* microphone, uin
 
 zeto_host_findings zeto_host_learned(const zeto_host* host) {
   if (host == nullptr) return {};
-  zeto_host_findings findings = host->learner.findings();
-  if (findings.sureness_db >
-      0.0f) {  // counted from where learning began, the delay is that of the table, not the sound
-    constexpr float kFrameMs = 200.0f;
-    findings.latency_ms += static_cast<float>(host->begun % kFrame) / kSamplesPerMs;
-    if (findings.latency_ms >= kFrameMs) findings.latency_ms -= kFrameMs;
-    if (findings.latency_ms < 0.0f) findings.latency_ms += kFrameMs;
-  }
-  return findings;
+  return host->findings;
 }

@@ -6,22 +6,23 @@
 namespace zeto::host {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
-
 // The calendar of learning, in blocks.
 constexpr int kSettled = 2 * kFrameBlocks;
-constexpr int kFrames = 9;  // that are added up
+constexpr int kThird = 3;            // frames
+constexpr int kFrames = 3 * kThird;  // that are added up
 constexpr int kProbed = kSettled + kFrameBlocks;
 constexpr int kDelaysABlock = 12;
 constexpr int kSearched = kProbed + kBandFrame / kDelaysABlock;
 constexpr int kAdded = kSettled + kFrames * kFrameBlocks;
+static_assert(kSearched == kSettled + 2 * kThird * kFrameBlocks);
 
 constexpr double kLeastLead = 1.0 * kSamplesPerMs;
 constexpr float kLeastSurenessDb = 11.0f;  // the greatest of so many delays of noise alone stands out by 8.5 dB
 constexpr float kMostDriftPpm = 0.5f;
-constexpr double kChance = 5.0;      // times what noise makes of no drift
-constexpr float kLeastFar = 8.0f;    // times what noise leaves in the mean: less tells nothing
-constexpr double kMeanHz = 19500.0;  // where most of a phone's energy is
+constexpr double kChance = 5.0;       // times what noise makes of no drift
+constexpr float kLeastFar = 8.0f;     // times what noise leaves in the mean: less tells nothing
+constexpr float kMostChange = 2.4f;   // times what noise makes of no change; a burst that fills a third makes 1.8
+constexpr float kLeastNoise = 12.5f;  // what rounding to 16 bits leaves in the band of a frame
 
 // Around 0 Hz, where the direct sound and the case are when the reference is as late as the direct sound, up to 100 Hz
 // (16 cm of distance). Running means are taken twice over 2.5 ms, and the whole twice: 0.06 % is left at 60 Hz.
@@ -79,12 +80,12 @@ float inverse_root(float energy) noexcept {
 void Learner::init(const Reference& reference, double way_samples) noexcept {
   reference_ = &reference;
   way_ = way_samples;
-  findings_ = {};
   restart();
 }
 
 void Learner::restart() noexcept {
   block_ = 0;
+  findings_ = {};
   sum_ = {};
   memset(learned_.mean, 0, sizeof learned_.mean);
   noise_ = 0.0f;
@@ -99,6 +100,8 @@ void Learner::restart() noexcept {
 Learner::Outcome Learner::take(const float* samples, BandRun band) noexcept {
   const int block = block_++;
   if (block < kAdded) {
+    if (block == kSettled + kThird * kFrameBlocks) third_ = sum_;
+    if (block == kSearched) two_thirds_ = sum_;
     if (block >= kSettled) add(samples, band, block % kFrameBlocks);
     const int at = block % kFrameBlocks * kBandBlock;
     last_.set(at, band, kBandBlock);
@@ -108,7 +111,6 @@ Learner::Outcome Learner::take(const float* samples, BandRun band) noexcept {
     } else if (block >= kProbed && block < kSearched) {
       search(block - kProbed);
     } else if (block >= kSearched) {
-      if (block == kSearched) early_ = sum_;
       refine(block - kSearched);
     }
     return Outcome::kBusy;
@@ -168,18 +170,18 @@ void Learner::refine(int step) noexcept {
   if (step < 3 * sweeps.count) {
     const int delay = delay_ - sweeps.start[step / 3] + step % 3 - 1;
     const int late = wrapped(delay * kDecimation);
-    const float explained = reference_->explained(early_.from(0), late);
+    const float explained = reference_->explained(two_thirds_.from(0), late);
     if (explained > explained_) {
       explained_ = explained;
       late_ = late;
     }
   } else if (step - 3 * sweeps.count < kNears) {
     const int i = step - 3 * sweeps.count;
-    near_[i] = reference_->explained(early_.from(0), late_ + i - kNear);
+    near_[i] = reference_->explained(two_thirds_.from(0), late_ + i - kNear);
   }
 }
 
-// The peak between samples is that of a parabola through its three highest.
+// A peak between samples is that of a parabola through its three highest.
 void Learner::locate() noexcept {
   int peak = 1;
   for (int i = 2; i + 1 < kNears; ++i) {
@@ -188,7 +190,8 @@ void Learner::locate() noexcept {
   const auto before = static_cast<double>(near_[peak - 1]);
   const auto behind = static_cast<double>(near_[peak + 1]);
   const double curve = before - 2.0 * static_cast<double>(near_[peak]) + behind;
-  const double between = curve < 0.0 ? 0.5 * (before - behind) / curve : 0.0;
+  const bool is_peak = curve < 0.0 && near_[peak] >= near_[peak - 1] && near_[peak] >= near_[peak + 1];
+  const double between = is_peak ? 0.5 * (before - behind) / curve : 0.0;
   double latency = late_ + peak - kNear + between - way_;
   findings_.latency_ms = static_cast<float>(latency / kSamplesPerMs);
   if (latency < kLeastLead) latency += kFrame;
@@ -208,20 +211,37 @@ void Learner::set_background() noexcept {
   last_ = background;
 }
 
+// Whether what was heard in the three thirds of the time differs by more than noise: somebody left, or the clocks drift.
+bool Learner::has_changed() const noexcept {
+  float changes[3] = {};
+  for (int i = 0; i < kBandFrame; ++i) {
+    const Complex sum = {sum_.re[i], sum_.im[i]};
+    const Complex two = {two_thirds_.re[i], two_thirds_.im[i]};
+    const Complex first = {third_.re[i], third_.im[i]};
+    const Complex second = two - first;
+    const Complex third = sum - two;
+    changes[0] += power_of(second - first);
+    changes[1] += power_of(third - second);
+    changes[2] += power_of(third - first);
+  }
+  const float by_noise = 2.0f * kThird * learned_.noise;
+  return fmaxf(fmaxf(changes[0], changes[1]), changes[2]) > kMostChange * by_noise;
+}
+
 bool Learner::judge() noexcept {
   const BandRun background = learned_.background.from(0);
-  learned_.noise = noise_ / (2 * kFrames);
+  learned_.noise = fmaxf(noise_ / (2 * kFrames), kLeastNoise);
   learned_.energy = energy(background, kBandFrame);
   learned_.direct_energy = reference_->explained(background, learned_.direct);
-  if (!(learned_.energy > 0.0f)) return false;
+  if (!(learned_.energy > 0.0f && learned_.direct_energy > 0.0f)) return false;
 
   const double turn = fabs(atan2(static_cast<double>(turn_.im), static_cast<double>(turn_.re)));
   const double by_noise = sqrt(2.0 * static_cast<double>(learned_.noise / learned_.energy) / kBandFrame) / kFrames;
   findings_.drift_ppm = static_cast<float>(turn / (2.0 * kPi * kMeanHz * kFrame / kSampleRate) * 1e6);
   findings_.sureness_db = 10.0f * log10f(best_ / (all_ / kBandFrame));
-  findings_.background_db = 10.0f * log10f(learned_.energy / fmaxf(learned_.noise, 1e-9f));
+  findings_.background_db = 10.0f * log10f(learned_.energy / learned_.noise);
   const bool drifts = findings_.drift_ppm >= kMostDriftPpm && turn > kChance * by_noise;
-  return findings_.sureness_db >= kLeastSurenessDb && !drifts;
+  return findings_.sureness_db >= kLeastSurenessDb && !drifts && !has_changed();
 }
 
 // One of the steps for one of the sweeps. Against the reference as late as the direct sound what is near is slow.

@@ -49,6 +49,7 @@ class Learner {
   void locate() noexcept;
   void set_background() noexcept;
   bool judge() noexcept;
+  bool has_changed() const noexcept;
   void keep_far(int sweep, int step) noexcept;
   void set_far() noexcept;
   void set_far_slope() noexcept;
@@ -62,14 +63,15 @@ class Learner {
   Band last_;        // the frame before; in the end, the background against the reference
   Band sum_;         // of the frames
   TwiceBand probe_;  // the first of them, twice
-  Band early_;       // the sum as it was when the search ended
+  Band third_;       // the sum as it was after a third of them
+  Band two_thirds_;  // and after two, when the search ended
   float noise_;      // energy of the frames' differences
   Complex turn_;     // how their phase moves on
   float best_;       // greatest power of all delays
   float all_;        // sum of the powers of all delays
   int delay_;        // of the first sweep, samples of the band
   int late_;         // of the table, samples
-  float explained_;  // of the early sum, there
+  float explained_;  // of the sum of two thirds, there
 
   static constexpr int kNear = kDecimation + 1;
   static constexpr int kNears = 2 * kNear + 1;

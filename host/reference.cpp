@@ -35,7 +35,7 @@ void Reference::init(const zeto_sweep& sweep, BandFilter& filter, void* scratch)
 
   for (int late = 0; late < kDecimation; ++late) {
     filter.restart();
-    for (int block = -1; block < kFrameBlocks; ++block) {  // the first one fills the filter
+    for (int block = -1; block < kFrameBlocks; ++block) {  // block -1 fills the filter
       float samples[kBlock];
       for (int i = 0; i < kBlock; ++i) samples[i] = static_cast<float>(table_[wrapped(block * kBlock + i - late)]);
       const auto band = filter.run(samples);
@@ -46,7 +46,8 @@ void Reference::init(const zeto_sweep& sweep, BandFilter& filter, void* scratch)
   }
   for (int s = 0; s < sweeps_.count; ++s) {
     const int first = sweeps_.start[s];
-    energy_[s] = energy(copies_[0].from(first), sweeps_.start[s + 1] - first);
+    const float played = energy(copies_[0].from(first), sweeps_.start[s + 1] - first);
+    inverse_energy_[s] = played > 1.0f ? 1.0f / played : 0.0f;
   }
 }
 
@@ -61,7 +62,7 @@ float Reference::explained(BandRun heard, int late) const noexcept {
   for (int s = 0; s < sweeps_.count; ++s) {
     const int first = sweeps_.start[s];
     const int n = sweeps_.start[s + 1] - first;
-    sum += power_of(dot(played.from(first), heard.from(first), n)) / energy_[s];
+    sum += power_of(dot(played.from(first), heard.from(first), n)) * inverse_energy_[s];
   }
   return sum;
 }

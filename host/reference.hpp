@@ -30,26 +30,26 @@ class Reference {
   // A block of what was played `late` samples before the frame's sample `first`; both wrap.
   const int16_t* block(int first, int late) const noexcept { return table_ + wrapped(first - late); }
 
-  // What of `heard`, a frame, is the table `late` samples late: the energy explained, sweep by sweep, so that the phase
-  // may turn from one to the next, as it does if the target moves.
+  // How much energy of `heard`, a frame, the table explains if it comes `late` samples late. Each sweep may have a phase
+  // of its own, as those of a moving target do.
   float explained(BandRun heard, int late) const noexcept;
 
-  // The energy of a sweep.
-  float energy_of(int sweep) const noexcept { return energy_[sweep]; }
+  // 1 over the energy of a sweep; 0 for one that is silent.
+  float inverse_energy_of(int sweep) const noexcept { return inverse_energy_[sweep]; }
 
   // The table in the band, `late` samples late: a frame's run.
   BandRun in_band(int late) const noexcept;
 
-  // How the first sweep is found at the beginning of `heard`.
+  // The correlation of the first sweep with the beginning of `heard`.
   Complex first_sweep(BandRun heard) const noexcept;
 
  private:
-  // What is `late` samples late is, in the band, the copy of late % kDecimation, late / kDecimation samples late.
+  // The table delayed by 0 to kDecimation - 1 samples: other delays are these, moved by samples of the band.
   TwiceBand copies_[kDecimation];
 
   Sweeps sweeps_;
   int16_t table_[kFrame + kBlock];  // goes on from the start, so that no block wraps
-  float energy_[ZETO_SWEEP_MAX];
+  float inverse_energy_[ZETO_SWEEP_MAX];
 };
 
 }  // namespace zeto::host

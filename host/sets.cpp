@@ -11,7 +11,7 @@ constexpr zeto_rx_param kUnused = ZETO_RX_PARAM_DEFAULTS;
 constexpr zeto_tx_param kBeatInHz = {0, 11000, 11000, -120, 100, 50, 10, 0, 0, 0, 0};
 
 // Each sweep is as long as what a detector looks at in one piece (64 ms, after 8 ms that it skips), and rises through
-// all that phones play above hearing: steps of 2.9 cm, without the ambiguity of a sweep that folds.
+// all that phones play above hearing (18 to 24 kHz; the last 8 ms of the first sweep fold back): steps of 2.86 cm.
 constexpr zeto_sweep kRise = {18000, 93750, 160, 2000, {72, 64, 64}};
 constexpr float kRiseStepCm = 2.86f;
 
@@ -41,11 +41,11 @@ constexpr zeto_set kSets[] = {
      5660.0f,
      22.3f},
     {"hand", "A hand or another target from 2 to 80 cm, to a centimetre, five times a second.",
-     "Two targets; faster ones than 0.3 m/s; anything while the phone is moved.", kUnused, kBeatInHz, kRise, 4, 0, 0,
-     2.0f, 80.0f, kRiseStepCm},
+     "Two targets; faster ones than 0.2 m/s; anything while the phone is moved; what was there when it learned.",
+     kUnused, kBeatInHz, kRise, 4, 0, 0, 2.0f, 80.0f, kRiseStepCm},
     {"room", "A person from 0.3 to 4 m, to a few centimetres; at rest also a faint one.",
-     "Two persons; a faint one who moves; anything while the phone is moved.", kUnused, kBeatInHz, kRise, 4, 4, 5, 2.0f,
-     400.0f, kRiseStepCm},
+     "Two persons; a faint one who walks; anything while the phone is moved; what was there when it learned.", kUnused,
+     kBeatInHz, kRise, 4, 4, 5, 2.0f, 400.0f, kRiseStepCm},
 };
 
 constexpr uint32_t kCount = sizeof kSets / sizeof *kSets;

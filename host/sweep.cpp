@@ -12,9 +12,8 @@ using namespace zeto::host;
 
 constexpr int kLongestMs = 1000;  // the emitter's own period
 
-// A quarter of a cosine up and down, in place.
+// Half a period of a cosine up and down, in place.
 void fade(int16_t* samples, int n, int ramp) noexcept {
-  constexpr double kPi = 3.14159265358979323846;
   if (ramp > n / 2) ramp = n / 2;
   for (int i = 0; i < ramp; ++i) {
     const double gain = 0.5 - 0.5 * cos(kPi * (i + 0.5) / ramp);

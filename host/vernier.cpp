@@ -6,12 +6,6 @@
 namespace zeto::host {
 namespace {
 
-constexpr size_t kAlignment = 16;
-
-constexpr size_t aligned(size_t bytes) noexcept {
-  return (bytes + kAlignment - 1) / kAlignment * kAlignment;
-}
-
 // Takes so many bytes off the front.
 void* take(char*& memory, size_t bytes) noexcept {
   char* const taken = memory;
@@ -25,9 +19,9 @@ int16_t saturated(int32_t x) noexcept {
 
 constexpr double kBinHz = 1000.0 / 64.0;
 
-// A set's detectors measure in whole Hz, rounded down: the median of 18 bins, which may lie between two.
+// A set's detectors measure in whole Hz: the median of 18 bins, which may lie between two.
 double bins_of(int hz) noexcept {
-  return 0.5 * floor((hz + 0.7) / (0.5 * kBinHz) + 0.5);
+  return 0.5 * round(hz / (0.5 * kBinHz));
 }
 
 }  // namespace
@@ -114,7 +108,7 @@ Delay Vernier::read() const noexcept {
   return read(fast_, slow_);
 }
 
-// Half of them must have accepted the frame, within two steps.
+// Half of them must have accepted the frame, within two steps. A caller's own set may make detectors say anything.
 Delay Vernier::read(int first, int count) const noexcept {
   int accepted = 0;
   double sum = 0.0;
@@ -128,7 +122,8 @@ Delay Vernier::read(int first, int count) const noexcept {
     sum += delay;
     ++accepted;
   }
-  if (2 * accepted < count || accepted == 0 || greatest - least > 2.0 * step_) return {false, 0.0};
+  const bool agree = 2 * accepted >= count && accepted > 0 && greatest - least <= 2.0 * step_;
+  if (!agree || least < 0.0 || greatest >= kFrame) return {false, 0.0};
   return {true, sum / accepted};
 }
 

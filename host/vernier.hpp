@@ -20,7 +20,8 @@ class Vernier {
   // Not for the audio thread: detectors print. @param memory  bytes() bytes, aligned to 16.
   void init(const zeto_set& set, void* memory) noexcept;
 
-  // Feeds silence, so that the next block is a frame's first: at most once a block. False if there is nothing to feed.
+  // Feeds a block of silence if the detectors are within a frame, so that watching begins with a frame's first block.
+  // False if they are at its start. At most once a block of audio: a call costs as much as feed().
   bool drain(const Reference& reference) noexcept;
 
   // The frame's next block.

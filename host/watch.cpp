@@ -47,7 +47,7 @@ void Watch::explain(int late, Sight& sight) noexcept {
     const int first = sweeps.start[s];
     const int n = sweeps.start[s + 1] - first;
     const Complex share = dot(played.from(first), frames_[newest_].from(first), n);
-    const float scale = 1.0f / reference_->energy_of(s);
+    const float scale = reference_->inverse_energy_of(s);
     sight.explained += power_of(share) * scale;
     const Complex amplitude = {share.re * scale, share.im * scale};
     far_ = far_ - dot(learned_->far.from(first), played.from(first), n) * amplitude;

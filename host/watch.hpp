@@ -9,11 +9,11 @@ namespace zeto::host {
 struct Sight {
   float energy;              // of what is not background
   float before;              // the same in the frame before
-  float steady;              // of it, what is the same in both, whatever its phase in each sweep
-  float explained;           // of it, by an echo
-  float kept;                // of the background, the share that is still there
+  float steady;              // of it, what both frames have alike; each sweep may have a phase of its own
+  float explained;           // of it, what one echo explains
+  float kept;                // the share of the background that is still there
   float kept_change;         // since the frame before
-  float misplaced;           // of the background's reflections from afar, the share that is not where it was
+  float misplaced;           // the share of the background's far reflections that is not where it was
   float misplaced_by_noise;  // what noise alone may make of it
 };
 

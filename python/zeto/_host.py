@@ -3,6 +3,7 @@ import ctypes
 import dataclasses
 import functools
 import os
+import threading
 from typing import Any, List, Mapping, Optional, Union
 
 import numpy as np
@@ -42,7 +43,7 @@ class _Reading(ctypes.Structure):
         ("end", ctypes.c_uint64),
         ("number", ctypes.c_uint32),
         *((name, ctypes.c_int32) for name in ("state", "cause")),
-        *((name, ctypes.c_float) for name in ("distance_cm", "speed_cm_s", "age_s", "level_db")),
+        *((name, ctypes.c_float) for name in ("distance_cm", "speed_cm_s", "age_s", "level_db", "rest_db")),
     ]
 
 
@@ -83,6 +84,7 @@ class Reading:
     speed_cm_s: Optional[float]  # of a target; away is above 0
     age_s: Optional[float]  # since the target was last measured
     level_db: Optional[float]  # of its echo, against the direct sound
+    rest_db: Optional[float]  # of all that is not background, against the direct sound; None while learning
     cause: Optional[str]  # why disturbed: "alignment", "foreign", "noise" or "unheard"
 
 
@@ -107,17 +109,19 @@ class Host:
                 print(reading.time_s, reading.state, reading.distance_cm)
 
     `spacing_cm` is the distance between loudspeaker and microphone. A target's distance is that straight ahead of the
-    middle between them. What is played does not depend on what is captured."""
+    middle between them. What is played does not depend on what is captured, so one thread may play while another
+    captures; two at once in play() are not for it."""
 
     def __init__(self, set: str = "hand", spacing_cm: float = 5.0, format: Union[Format, int] = Format.INT16) -> None:
         kit = _kit()
         self.format = checked_format(format)
-        found = kit.zeto_find_set(os.fsencode(set)) if isinstance(set, str) else None
+        found = kit.zeto_find_set(set.encode(errors="replace")) if isinstance(set, str) else None
         if not found:
             raise ValueError(f"set: there is no set {set!r}; there are {', '.join(sets())}")
         if not found.contents.detectors:
             raise ValueError(f"set: {set!r} is for zeto.Emitter and zeto.Detector; it has no sweeps that a Host can play")
-        if not isinstance(spacing_cm, (int, float, np.integer, np.floating)) or not 0 <= spacing_cm <= 100:
+        is_number = isinstance(spacing_cm, (int, float, np.integer, np.floating)) and not isinstance(spacing_cm, bool)
+        if not is_number or not 0 <= spacing_cm <= 100:
             raise ValueError(f"spacing_cm: must be a number from 0 to 100, not {spacing_cm!r}")
         self._param = _Param(found, self.format, spacing_cm)
         bytes = kit.zeto_host_bytes(self._param)
@@ -126,6 +130,7 @@ class Host:
         with silence():
             self._host = kit.zeto_host_init(address, self._param)
         self._number = 0
+        self._takes_turns = threading.Lock()
 
     def play(self, n: int) -> NDArray[Any]:
         """The next n samples to play."""
@@ -137,24 +142,27 @@ class Host:
 
     def learn(self) -> None:
         """Starts to learn latency and background, now or again. Nobody must be in reach for three seconds."""
-        _kit().zeto_host_learn(self._host)
+        with self._takes_turns:
+            _kit().zeto_host_learn(self._host)
 
     def capture(self, microphone: NDArray[Sample]) -> List[Reading]:
         """Takes as many samples as were played meanwhile, of any length, and gives the readings that fell due."""
         samples = checked("microphone", microphone, self.format)
         readings = []
-        for first in range(0, len(samples), ANALYSIS):
-            part = samples[first : first + ANALYSIS]
-            now = _kit().zeto_host_capture(self._host, part.ctypes.data, part.nbytes)
-            if now.number != self._number:
-                self._number = now.number
-                readings.append(_reading(now))
+        with self._takes_turns:
+            for first in range(0, len(samples), ANALYSIS):
+                part = samples[first : first + ANALYSIS]
+                now = _kit().zeto_host_capture(self._host, part.ctypes.data, part.nbytes)
+                if now.number != self._number:
+                    self._number = now.number
+                    readings.append(_reading(now))
         return readings
 
     @property
     def learned(self) -> Findings:
         """What learning found; zeros before."""
-        found = _kit().zeto_host_learned(self._host)
+        with self._takes_turns:
+            found = _kit().zeto_host_learned(self._host)
         return Findings(*(getattr(found, name) for name, _ in _Findings._fields_))
 
 
@@ -163,7 +171,8 @@ def _reading(now: _Reading) -> Reading:
     target = [None] * 4
     if state == "target":
         target = [now.distance_cm, now.speed_cm_s, now.age_s, now.level_db]
-    return Reading(now.end / SAMPLE_RATE, state, *target, CAUSES[now.cause])
+    rest = now.rest_db if now.rest_db else None
+    return Reading(now.end / SAMPLE_RATE, state, *target, rest, CAUSES[now.cause])
 
 
 def sets() -> Mapping[str, str]:

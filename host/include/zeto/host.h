@@ -4,7 +4,7 @@
  *
  *  In a phone the loudspeaker reaches the microphone directly, tens of milliseconds late and many times louder than any
  *  echo, so that a detector on the plain inputs measures the device itself. The kit
- *  - plays a *sweep table* of 200 ms, the detector's own rhythm, with a slope that makes a step of the spectrum 2.9 cm;
+ *  - plays a *sweep table* of 200 ms, the detector's own rhythm, with a slope that makes a step of the spectrum 2.86 cm;
  *  - holds the reference back by the device's *latency*, which it finds in the sound itself;
  *  - takes the *background*, the mean of what is heard with nobody there, off the microphone;
  *  - reads several detectors on references staggered by a few samples, as on a *vernier*, and averages them;
@@ -28,16 +28,20 @@
  *  between these two, and a distance d is that straight ahead of the middle between them: the way is
  *  2 sqrt(d^2 + (spacing / 2)^2), at 343 m/s (20 degrees Celsius).
  *
- *  Ownership: the caller provides all memory and frees it when no call will follow; there is no exit call. A sweep table
- *  and its buffers are the caller's. Nothing else is held.
+ *  Ownership: the caller provides all memory and frees it when no call will follow; there is no exit call. A set and the
+ *  other parameters are copied; nothing of the caller's is held but the object's memory.
  *
  *  Bad input: a null pointer, an unknown format or a set that the kit cannot play makes init return null and
  *  zeto_host_bytes() 0; calls on a null object or a null buffer do nothing, and capture then returns a reading of zeros.
- *  Byte counts must be multiples of the sample's bytes; what is left over is not touched. Samples may be anything: NaN
- *  counts as 0, infinities as full scale.
+ *  Buffers are aligned to a sample, and byte counts are multiples of a sample's bytes: what is left over is not touched.
+ *  Samples may be anything: NaN counts as 0, infinities as full scale.
  *
- *  Threads: play, and all other calls, may run on two threads: what is played does not depend on what is captured. The
- *  other calls take turns. init registers detectors and emitter with the arena (zeto/arena.h), so inits take turns with
+ *  What a background is worth: it holds while the phone lies where it lay and the room is as it was. What was there while
+ *  it was learned and then leaves reads as a target, until learned again. So do both at the start of every use, and when a
+ *  reading says that alignment is lost.
+ *
+ *  Threads: play may run on one thread and all other calls on another: what is played does not depend on what is
+ *  captured. The other calls take turns. init registers detectors and emitter with the arena (zeto/arena.h), so inits take turns with
  *  all inits of the library.
  *
  *  Real time: play, learn and capture allocate nothing, take no lock, print nothing and make no system call. The work of
@@ -69,12 +73,13 @@ typedef struct zeto_sweep {
   int32_t slope_hz_s; /**< rise, Hz per second: span_hz of a zeto_rx_param with a period of a second. Typical: 93750.
                            Above 24000 Hz a sweep folds back, and stays ultrasonic */
   int32_t amp_milli;  /**< amplitude throughout, 1/1000 of full scale. Typical: 160 */
-  int32_t fade_us;    /**< each sweep rises from and falls to silence by a quarter of a cosine, microseconds. A restart
-                           without a fade clicks. Typical: 2000 */
+  int32_t fade_us; /**< each sweep rises from silence and falls to it along half a period of a cosine, microseconds; at
+                           most half the sweep. A restart without a fade clicks. Typical: 2000 */
   int32_t restart_ms[ZETO_SWEEP_MAX]; /**< length of each sweep, ms; the first 0 ends the list. Typical: 72, 64, 64 */
 } zeto_sweep;
 
-/** @return samples of the table, or 0 if there is no sweep, one is below 0, or all are longer than a second. */
+/** @return samples of the table, at most 8 seconds, or 0 if there is no sweep, one is negative or longer than a second,
+ *          or the fade is negative. */
 ZETO_HOST_API uint32_t zeto_sweep_len(const zeto_sweep* sweep);
 
 /** Makes the table by the library's emitter.
@@ -97,14 +102,16 @@ typedef struct zeto_set {
   const char* tells;   /**< what it can tell, a sentence */
   const char* fails;   /**< what it cannot, a sentence */
   zeto_rx_param chirp; /**< for the plain wrappers: what to play without restarts */
-  zeto_tx_param hear;  /**< for the plain wrappers; the kit's own detectors as well, if there is a sweep */
-  zeto_sweep sweep;    /**< what the kit plays; no sweeps: a set for the plain wrappers only */
-  int32_t detectors;   /**< staggered detectors on each frame of 200 ms */
-  int32_t slow;        /**< as many more on the sum of the last `slow_frames` frames, for faint targets at rest */
-  int32_t slow_frames; /**< 1 to ZETO_SLOW_MAX */
-  float least_cm;      /**< nearest target shown */
-  float greatest_cm;   /**< farthest target shown */
-  float step_cm;       /**< one step of a detector's spectrum, in distance */
+  zeto_tx_param hear; /**< for the plain wrappers; if there is a sweep, for the kit's detectors: in whole Hz, as that of
+                            "hand" */
+  zeto_sweep sweep;   /**< what the kit plays: a table of 200 ms or a whole part of it, sweeps of even ms, at least 5000
+                            Hz per second. No sweeps: a set for the plain wrappers only */
+  int32_t detectors;  /**< staggered detectors on each frame of 200 ms, 1 to 16 with the slow ones */
+  int32_t slow;       /**< as many more on the sum of the last `slow_frames` frames, for faint targets at rest */
+  int32_t slow_frames; /**< 1 to ZETO_SLOW_MAX; 0 if there are no slow ones */
+  float least_cm;      /**< nearest target that the set is good for; the kit shows nearer ones, less exactly */
+  float greatest_cm;   /**< farthest target shown; one that is shown may go 5 cm farther */
+  float step_cm;       /**< one step of a detector's spectrum, in distance; for the reader */
 } zeto_set;
 
 /** Most frames that slow detectors add up. */
@@ -114,13 +121,13 @@ typedef struct zeto_set {
  *  @return the set of that name, or null. */
 ZETO_HOST_API const zeto_set* zeto_find_set(const char* name);
 
-/** @return the set of that number, from 0, or null behind the last. */
+/** @return the set of that number, from 0, or null past the last. */
 ZETO_HOST_API const zeto_set* zeto_get_set(uint32_t number);
 
 /** What the kit makes of the last 200 ms. */
 enum zeto_host_state {
   ZETO_HOST_LEARNING = 1, /**< nothing learned yet, or learning */
-  ZETO_HOST_NOBODY = 2,   /**< no target in reach */
+  ZETO_HOST_NOBODY = 2,   /**< no target in reach, or none that stands out of `rest_db` */
   ZETO_HOST_TARGET = 3,   /**< a target at `distance_cm` */
   ZETO_HOST_DISTURBED = 4 /**< cannot tell, see `cause` */
 };
@@ -128,32 +135,38 @@ enum zeto_host_state {
 /** Why a reading is ZETO_HOST_DISTURBED. */
 enum zeto_host_cause {
   ZETO_HOST_NO_CAUSE = 0,
-  ZETO_HOST_ALIGNMENT = 1, /**< latency jumped (samples lost or repeated), clocks drift, or the phone was moved: learn
-                                again */
-  ZETO_HOST_FOREIGN = 2,   /**< a steady sound that no target explains, such as another phone's */
-  ZETO_HOST_NOISE = 3,     /**< noise above 18 kHz nearly as loud as the loudspeaker */
-  ZETO_HOST_UNHEARD = 4    /**< learning found no loudspeaker in the microphone, or clocks that drift; it starts over */
+  ZETO_HOST_ALIGNMENT = 1, /**< the background is no longer where it was or no longer as loud: samples were lost or
+                                repeated, clocks drift, the phone was moved, its volume changed or its microphone was
+                                muted. Learn again */
+  ZETO_HOST_FOREIGN =
+      2,                /**< a steady sound that no one target explains: another phone's, or a loudspeaker that clips */
+  ZETO_HOST_NOISE = 3,  /**< noise above 18 kHz nearly as loud as the loudspeaker */
+  ZETO_HOST_UNHEARD = 4 /**< learning did not find the loudspeaker in the microphone, or what it heard changed
+                                meanwhile: somebody moved, or clocks drift. It starts over by itself */
 };
 
-/** A reading, every 200 ms (9600 samples). */
+/** A reading, every 200 ms (9600 samples), but for a gap of up to 400 ms when learning ends. */
 typedef struct zeto_host_reading {
   uint64_t end;      /**< samples captured when its 200 ms ended; 48000 a second */
-  uint32_t number;   /**< counts readings, from 1; 0: none yet */
+  uint32_t number;   /**< counts readings, from 1; 0: none yet, and the state is ZETO_HOST_LEARNING */
   int32_t state;     /**< a zeto_host_state */
   int32_t cause;     /**< a zeto_host_cause */
   float distance_cm; /**< of a target; else 0. At `end`: motion during the 200 ms is made up for */
   float speed_cm_s;  /**< of a target, away from the phone above 0; from the last five readings */
   float age_s;       /**< time since the target was last measured: above 0 if noise hid it meanwhile */
-  float level_db;    /**< of the target's echo, below the direct sound, dB; else 0. Typical: -6 (2 cm) to -31 (50 cm) */
+  float level_db; /**< of the target's echo against the direct sound, dB; else 0. Typical: -6 (2 cm) to -31 (50 cm) */
+  float rest_db;  /**< of all that is heard from 18 to 23 kHz and is not background, against the direct sound, dB; 0
+                          while learning. A target fainter than this is hidden */
 } zeto_host_reading;
 
-/** What learning found. */
+/** What learning found when it last ended, also if it failed. */
 typedef struct zeto_host_findings {
-  float latency_ms;    /**< from playback to capture, less the sound's own way; modulo 200 ms */
-  float sureness_db;   /**< the direct sound's correlation over the median of all delays. Typical: 20 to 30; below 10 it
-                            is not believed */
+  float latency_ms;  /**< from playback to capture, less the sound's own way; modulo 200 ms */
+  float sureness_db; /**< the direct sound's correlation over the mean of all delays. Typical: 20 to 30; below 11 it is
+                            not believed */
   float background_db; /**< background over noise, both from 18 to 23 kHz, dB. Typical: 20 to 40 */
-  float drift_ppm;     /**< of the capture clock against the playback clock while learning; 0.5 is refused */
+  float drift_ppm; /**< between the clocks of capture and playback while learning, without sign. 0.5 is refused if it
+                            is more than five times what the noise makes; less is noticed later, as lost alignment */
 } zeto_host_findings;
 
 /** What a host object is made for. */
@@ -185,7 +198,7 @@ ZETO_HOST_API void zeto_host_learn(zeto_host* host);
  *  @return the latest reading. Buffers of up to 9600 samples see every one: a new one has another `number`. */
 ZETO_HOST_API zeto_host_reading zeto_host_capture(zeto_host* host, const void* microphone, uint64_t byte_count);
 
-/** @return what learning found; zeros before. */
+/** @return what learning found when it last ended; zeros before. */
 ZETO_HOST_API zeto_host_findings zeto_host_learned(const zeto_host* host);
 
 #ifdef __cplusplus
