@@ -7,6 +7,12 @@ target_compile_options(zeto_options INTERFACE
   -Wcast-align -Wformat=2 -Wundef -Wvla
   $<$<BOOL:${ZETO_WERROR}>:-Werror>)
 
+# GCC's vectoriser fuses multiplications and additions in spite of -ffp-contract=off if the processor may (-march=native,
+# -mfma): whoever asks for that gets the other instructions without these.
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i.86)$")
+  target_compile_options(zeto_options INTERFACE -mno-fma -mno-fma4 -mno-avx512f)
+endif()
+
 if(ZETO_SANITIZE)
   target_compile_options(zeto_options INTERFACE
     -fsanitize=${ZETO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

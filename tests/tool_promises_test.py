@@ -100,8 +100,8 @@ class PromisesTest(unittest.TestCase):
             self.assertIn(f"{name}: cut short, 4000 bytes of samples are missing", said)
         os.mkfifo("fifo")
         for name, content, why in (
-            ("cut", wav(data, n + 3), "3 bytes of samples are missing"), ("lie", flac(2**36 - 1), "damaged or cut short"),
-            ("endless", flac(0), "cannot"), ("mono", flac(2**36 - 1, 1), "1 channel"), ("empty", b"", "not an audio"),
+            ("cut", wav(data, n + 3, chunk(b"LIST", b"odd")), "3 bytes of samples are missing"), ("lie", flac(2**36 - 1), "damaged or cut short"),
+            ("endless", flac(0), "length cannot be told"), ("mono", flac(2**36 - 1, 1), "1 channel"), ("empty", b"", "not an audio"),
             ("fifo", None, "not a regular file"), ("/dev/zero", None, "not a regular file"),
         ):
             if content is not None:
@@ -160,6 +160,7 @@ class PromisesTest(unittest.TestCase):
         self.assertEqual([row[0] for row in csv.reader(told.splitlines(True))][1:], names)
         told = run("sense", "--summary", "--json", "--", *NAMES).stdout.splitlines()
         self.assertEqual([json.loads(line)["file"] for line in told], [*names[:-1], "f\ufffd.wav"])
+        self.assertEqual(self.table("sense", "--csv", "-"), self.table("sense", "--csv", "capture.wav"))
         for verb in "sense", "inspect", "explain":
             for name in NAMES:
                 said = run(verb, "--", "none" + name).stderr
