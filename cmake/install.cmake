@@ -22,7 +22,8 @@ if(NOT ZETO_SHARED)  # who links a static library links what it needs
 endif()
 install(DIRECTORY include/zeto DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT zetoTargets NAMESPACE zeto:: DESTINATION ${zeto_package_dir})
-configure_package_config_file(cmake/zetoConfig.cmake.in zetoConfig.cmake INSTALL_DESTINATION ${zeto_package_dir})
+configure_package_config_file(cmake/zetoConfig.cmake.in zetoConfig.cmake
+  INSTALL_DESTINATION ${zeto_package_dir} PATH_VARS CMAKE_INSTALL_LIBDIR)
 write_basic_package_version_file(zetoConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/zetoConfig.cmake ${PROJECT_BINARY_DIR}/zetoConfigVersion.cmake
   DESTINATION ${zeto_package_dir})

@@ -56,6 +56,7 @@ void Decision::start(const Learned& learned) noexcept {
   suspected_ = 0;
   cause_ = ZETO_HOST_NO_CAUSE;
   calm_ = 0;
+  shows_ = false;
   level_db_ = 0.0f;
   memset(echoes_, 0, sizeof echoes_);
 }
@@ -126,14 +127,15 @@ void Decision::take(Delay delay, const Sight& sight, zeto_host_reading& reading)
   if (newest.valid) level_db_ = 10.0f * log10f(sight.explained / learned_->direct_energy);
 
   reading.rest_db = 10.0f * log10f(fmaxf(sight.energy, 1.0f) / learned_->direct_energy);
-  const bool may_be_hidden = sight.energy > kHidden * learned_->noise;
+  const bool is_hidden = shows_ && sight.energy > kHidden * learned_->noise;
   reading.state = ZETO_HOST_NOBODY;
   if (cause_ != ZETO_HOST_NO_CAUSE || loud) {
     reading.state = ZETO_HOST_DISTURBED;
     reading.cause = cause_ != ZETO_HOST_NO_CAUSE ? cause_ : ZETO_HOST_NOISE;
-  } else if ((newest.valid || may_be_hidden) && show(reading)) {
+  } else if ((newest.valid || is_hidden) && show(reading)) {
     reading.state = ZETO_HOST_TARGET;
   }
+  shows_ = reading.state == ZETO_HOST_TARGET;
 }
 
 // A line through those of the last readings that agree with the latest, by least squares; false if they are too few.

@@ -39,6 +39,7 @@ class Decision {
   int suspected_;         // frames in a row
   int cause_;             // once it has lasted
   int calm_;              // frames since without trouble
+  bool shows_;            // a target
   float level_db_;        // of the target shown last
   Echo echoes_[kMemory];  // the newest last
 };

@@ -130,6 +130,7 @@ void start_watching(zeto_host& host) noexcept {
   host.filter.restart();
   host.watch.start(host.learner.learned());
   host.decision.start(host.learner.learned());
+  host.vernier.restart();
   host.block_of_frame = 0;
   host.frames = 0;
 }

@@ -24,6 +24,9 @@ class Vernier {
   // False if they are at its start. At most once a block of audio: a call costs as much as feed().
   bool drain(const Reference& reference) noexcept;
 
+  // Before the first frame.
+  void restart() noexcept { shift_ = 0; }
+
   // The frame's next block.
   void feed(const Reference& reference, const int16_t* heard) noexcept;
 

@@ -60,8 +60,9 @@ struct Host {
   const std::unique_ptr<void, decltype(&std::free)> memory;
   zeto_host* const host;
 
-  explicit Host(const char* set = "hand", int32_t format = 1)
-      : param{zeto_find_set(set), format, static_cast<float>(kSpacingCm)},
+  explicit Host(const char* set = "hand", int32_t format = 1) : Host(zeto_find_set(set), format) {}
+  explicit Host(const zeto_set* set, int32_t format = 1)
+      : param{set, format, static_cast<float>(kSpacingCm)},
         memory(std::aligned_alloc(16, zeto_host_bytes(&param)), std::free),
         host(zeto_host_init(memory.get(), &param)) {}
 

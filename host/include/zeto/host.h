@@ -105,7 +105,8 @@ typedef struct zeto_set {
   zeto_tx_param hear; /**< for the plain wrappers; if there is a sweep, for the kit's detectors: in whole Hz, as that of
                             "hand" */
   zeto_sweep sweep;   /**< what the kit plays: a table of 200 ms or a whole part of it, sweeps of even ms, at least 5000
-                            Hz per second. No sweeps: a set for the plain wrappers only */
+                            Hz per second; sweeps shorter than 64 ms, which a detector looks at as one, read less
+                            exactly. No sweeps: a set for the plain wrappers only */
   int32_t detectors;  /**< staggered detectors on each frame of 200 ms, 1 to 16 with the slow ones */
   int32_t slow;       /**< as many more on the sum of the last `slow_frames` frames, for faint targets at rest */
   int32_t slow_frames; /**< 1 to ZETO_SLOW_MAX; 0 if there are no slow ones */
