@@ -119,12 +119,14 @@ class PromisesTest(unittest.TestCase):
         self.capture()
         values = [s / 32768 for frame in zip(*read_wav("capture.wav")) for s in frame]
         for name, odd in ("silent.wav", 0), ("odd.wav", float("nan")):
-            write(name, floats([odd if 30000 < i < 60000 else v for i, v in enumerate(values)]))
+            write(name, floats([odd if 30000 < i < 60000 and i % 7 < 3 else v for i, v in enumerate(values)]))
         for format in 1, 2, 3, 4:
             odd, silent = (self.table("sense", "--csv", name, "-f", format) for name in ("odd.wav", "silent.wav"))
             self.assertEqual(odd, silent)
         write("loud.wav", floats([v * 1e30 for v in values]))
-        self.assertEqual(len(self.table("sense", "--csv", "loud.wav", "-f", 1)), 5)
+        write("clipped.wav", floats([min(max(v * 1e30, -1), 1 - 2**-15) for v in values]))
+        loud, clipped = (self.table("sense", "--csv", name, "-f", 1) for name in ("loud.wav", "clipped.wav"))
+        self.assertEqual(loud, clipped)
 
     def test_odd_parameter_files_are_refused_in_a_short_line(self):
         os.mkfifo("fifo")
@@ -152,6 +154,7 @@ class PromisesTest(unittest.TestCase):
             os.link("capture.wav", name)
         result = run("sense", "--summary", "--", *NAMES)
         self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertIn("\nnew line.wav ", result.stdout)
         lines = result.stdout.split("\n")
         self.assertEqual((len(lines), {len(line) for line in lines[:-2]}), (len(NAMES) + 2, {len(lines[0])}))
         self.assertNotRegex(result.stdout, "[\0-\x09\x0b-\x1f\x7f-\x9f]")
