@@ -133,7 +133,7 @@ class PromisesTest(unittest.TestCase):
         for text, said in (
             ('{"enable": 1e999}', "too large"), ('{"enable": ' + 9 * "9" * 10**5 + "}", "too large"),
             ('{"enable": "' + "x" * 10**5 + '"}', "whole number"), ('{"' + "x" * 10**4 + '": 1}', "unknown parameter"),
-            ('{"enable": {"value": 1, "value": 0}}', "value stands there twice"), ('{"enable": 1}\0', "not JSON, line 1"),
+            ('{"enable": {"value": 1, "value": 0}}', "value stands there twice"), ('{"enable": {"value": 1}, "enable": 1}', "enable stands"), ('{"enable": 1}\0', "not JSON, line 1"),
             ('{"enable":\n[{"a": 1, "a": 2}]}', "a stands there twice"), (" " * 2**20 + "{}", "longer than 1 MiB"),
             ("[" * 300000, "not JSON"), ("\ufeff{", "not JSON"), ("/dev/zero", "not a regular file"), ("fifo", "not a regular file"),
         ):
