@@ -113,6 +113,7 @@ class PromisesTest(unittest.TestCase):
         want = self.table("inspect", "--csv", "chirp.wav")
         result = run("inspect", "--csv", "mono", "chirp.wav", "none.wav")
         self.assertEqual((result.returncode, result.stderr.count("\n")), (1, 2), result.stderr)
+        self.assertIn("damaged or cut short after sample 0 of", result.stderr)
         self.assertEqual(list(csv.DictReader(result.stdout.splitlines())), want)
 
     def test_no_number_counts_as_silence(self):
