@@ -127,13 +127,13 @@ void Decision::take(Delay delay, const Sight& sight, zeto_host_reading& reading)
   if (newest.valid) level_db_ = 10.0f * log10f(sight.explained / learned_->direct_energy);
 
   reading.rest_db = 10.0f * log10f(fmaxf(sight.energy, 1.0f) / learned_->direct_energy);
-  const bool is_hidden = shows_ && sight.energy > kHidden * learned_->noise;
+  const bool is_hidden = shows_ && trouble == ZETO_HOST_NO_CAUSE && sight.energy > kHidden * learned_->noise;
   reading.state = ZETO_HOST_NOBODY;
-  if (cause_ != ZETO_HOST_NO_CAUSE || loud) {
+  if (cause_ == ZETO_HOST_NO_CAUSE && (newest.valid || is_hidden) && show(reading)) {
+    reading.state = ZETO_HOST_TARGET;
+  } else if (cause_ != ZETO_HOST_NO_CAUSE || loud) {
     reading.state = ZETO_HOST_DISTURBED;
     reading.cause = cause_ != ZETO_HOST_NO_CAUSE ? cause_ : ZETO_HOST_NOISE;
-  } else if ((newest.valid || is_hidden) && show(reading)) {
-    reading.state = ZETO_HOST_TARGET;
   }
   shows_ = reading.state == ZETO_HOST_TARGET;
 }
