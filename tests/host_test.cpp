@@ -348,7 +348,7 @@ TEST(Host, RefusesWhatItCannotDo) {
   std::vector<zeto_set> sets;
   const auto add = [&](auto change) { sets.push_back(*hand), change(sets.back()); };
   for (const auto& [first, second] : {std::pair{71, 65}, {172, 64}, {0, 64}, {-72, 208}, {kMost, 64}, {72, 0}})
-    add([=](zeto_set& set) { set.sweep.restart_ms[0] = first, set.sweep.restart_ms[1] = second; });
+    add([one = first, two = second](zeto_set& set) { set.sweep.restart_ms[0] = one, set.sweep.restart_ms[1] = two; });
   for (const int32_t slope : {0, 4999, -93750}) add([=](zeto_set& set) { set.sweep.slope_hz_s = slope; });
   for (const int32_t n : {0, 17, -1, kMost, kLeast}) add([=](zeto_set& set) { set.detectors = n; });
   for (const int32_t n : {13, -1, kMost, kLeast}) add([=](zeto_set& set) { set.slow = n, set.slow_frames = 5; });
