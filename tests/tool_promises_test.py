@@ -124,9 +124,12 @@ class PromisesTest(unittest.TestCase):
         for format in 1, 2, 3, 4:
             odd, silent = (self.table("sense", "--csv", name, "-f", format) for name in ("odd.wav", "silent.wav"))
             self.assertEqual(odd, silent)
-        write("loud.wav", floats([v * 1e30 for v in values]))
-        write("clipped.wav", floats([min(max(v * 1e30, -1), 1 - 2**-15) for v in values]))
-        loud, clipped = (self.table("sense", "--csv", name, "-f", 1) for name in ("loud.wav", "clipped.wav"))
+        source = tool_test.random.Random(3)
+        values = [source.uniform(-1.2, 1.2) for _ in values]
+        write("loud.wav", floats([v * 1e38 if abs(v) > 1 else v for v in values]))
+        write("clipped.wav", floats([min(max(v, -1), 1 - 2**-15) for v in values]))
+        any_peak = ["--UltraHz-cand-ratio", 0, "--UltraHz-spread-ratio", 0, "--UltraHz-cand-dB", -99]
+        loud, clipped = (self.table("sense", "--csv", name, "-f", 1, *any_peak) for name in ("loud.wav", "clipped.wav"))
         self.assertEqual(loud, clipped)
 
     def test_odd_parameter_files_are_refused_in_a_short_line(self):
