@@ -319,7 +319,11 @@ class PythonTest(unittest.TestCase):
             self.assertEqual(reading.state == "target", reading.distance_cm is not None)
             if reading.state == "target":
                 self.assertLess(abs(reading.distance_cm - 15), 1)
-        self.assertEqual(list(zeto.sets()), ["default", "finer", "hand", "room"])
+        sets = zeto.sets()
+        self.assertEqual(list(sets), ["default", "finer", "hand", "room"])
+        self.assertEqual((sets["default"].emitter, sets["default"].detector), (zeto.EMITTER_DEFAULTS, zeto.DETECTOR_DEFAULTS))
+        self.assertEqual((sets["default"].restart_ms, sets["hand"].restart_ms), ((), (72, 64, 64)))
+        self.assertEqual((sets["hand"].sweep["slope_hz_s"], sets["room"].greatest_cm), (93750, 400))
 
     def test_draws_what_the_tool_measures(self):
         try:
