@@ -17,7 +17,7 @@ zeto.quiet(False) shows them.
 A handle is for one thread at a time; different handles are independent. Calls release the interpreter's lock.
 """
 from ._defaults import __version__
-from ._host import Findings, Host, Reading, sets
+from ._host import Findings, Host, Reading, Set, sets
 from ._library import (
     BLOCK,
     DETECTOR_DEFAULTS,
@@ -47,6 +47,7 @@ __all__ = [
     "Format",
     "Host",
     "Reading",
+    "Set",
     "Simulation",
     "ZetoError",
     "__version__",
