@@ -44,8 +44,8 @@ inline void transpose(f32x4 (&m)[4]) noexcept {
 // Calls step(i) for the first pair of each four of a row.
 template <typename Step>
 inline void for_fours(Index ido, Step step) noexcept {
-  for (Index i = 1; i < ido - 9; i += 8) step(i);
-  step(ido - 9);
+  const Index last = ido - 9;
+  for (Index i = 1; i < ido - 1; i += 8) step(i < last ? i : last);
 }
 
 inline void forward4_lanes(Index ido, Index l1, const float* __restrict cc, float* __restrict ch,
