@@ -51,6 +51,8 @@ TEST(Arena, StartsUnmarkedAndFreesNothing) {
   free_buffer(0, at(64));
   align_free(0, at(64));
   EXPECT_EQ(zeto_get_use_size(0), 40);
+  zeto_set_malloc_addr(0, at(1024));  // the mark stays where it was
+  EXPECT_EQ(zeto_get_use_size(0), 960);
 }
 
 }  // namespace

@@ -9,9 +9,7 @@
 #include "tests/support/downlink.hpp"
 #include "tests/support/seeded.hpp"
 #include "tests/support/uplink.hpp"
-#include "tests/support/vector_kernels.hpp"
 #include "zeto/fft.h"
-#include "zeto/tables.h"
 
 namespace {
 
@@ -87,57 +85,6 @@ void transforms() {
   print("fft, every length", sum);
 }
 
-// All but those that go through logf, expf and log10f: those are the platform's.
-void kernels() {
-  Sum sum;
-  Seeded seeded(2);
-  float a[512], b[512], out[512];
-  for (const uint32_t n : support::kKernelLengths) {
-    if (n == 0) continue;
-    for (float& x : a) x = seeded.wide();
-    for (float& x : b) x = seeded.wide();
-    const auto add = [&](auto kernel) {
-      std::fill(out, out + 512, 0.25f);
-      kernel(out);
-      sum.add(out);
-    };
-    for (const auto& map : support::kVectorMaps) add([&](float* to) { map.run(a, b, n, to); });
-    for (const auto& reduction : support::kVectorReductions) add([&](float* to) { reduction.run(a, b, n, to); });
-    add([&](float* to) { to[0] = stdVec(a, static_cast<int32_t>(n), 0.01f); });
-  }
-  print("vectors", sum);
-}
-
-void frames_and_bands() {
-  Sum sum;
-  Seeded seeded(4);
-  zeto_window_state analysis, synthesis;
-  zeto_window_init(&analysis, Kaiser470_A_512_160, 512, 160);
-  zeto_window_init(&synthesis, Kaiser470_S_512_160, 512, 160);
-  int16_t shorts[480];
-  float floats[480], frame[512], bands[48];
-  const zeto_frame narrow = zeto_frame_short_load(shorts, 3, 160), wide = zeto_frame_float_load(floats, 3, 160);
-  for (int turn = 0; turn < 20; ++turn) {
-    for (float& x : floats) x = static_cast<float>(seeded.sample16()) * 1.01f + seeded.unit();  // some clip
-    zeto_frame_float_convert_to_short(&wide, &narrow);
-    sum.add(shorts);
-    zeto_frame_short_convert_to_float(&narrow, &wide);
-    sum.add(floats);
-    zeto_window_en(&analysis, floats, frame);
-    sum.add(frame);
-    for (const auto compress : {compress48b, compress33b, compress4b, compress2b}) {
-      std::fill(bands, bands + 48, 0.0f);
-      compress(frame, bands);
-      sum.add(bands);
-    }
-    for (const auto step : {zeto_window_de, zeto_window_de2}) {
-      step(&synthesis, frame, floats);
-      sum.add(floats);
-    }
-  }
-  print("frames, windows, bands", sum);
-}
-
 // All that a host reads and finds, while a hand comes and goes and a buffer is lost.
 void host_kit() {
   Sum sum;
@@ -171,8 +118,6 @@ int main() {
   echo("detector held back", 12000, 60, {19600, 4000, 1000, -20, 1, 50, 25, 90, 0, 0, 210}, states);
   print("detector's states", states);
   transforms();
-  kernels();
-  frames_and_bands();
   host_kit();
   return 0;
 }

@@ -1,14 +1,19 @@
 #!/usr/bin/env python3
 """The Python module against the command-line tool. Usage: python_test.py PATH-TO-ZETO PATH-TO-LIBRARY"""
+import copy
 import csv
+import ctypes
 import io
 import os
-import subprocess
+import pickle
 import re
+import shutil
+import subprocess
 import sys
 import tempfile
 import unittest
 import wave
+from unittest import mock
 
 try:
     import numpy as np
@@ -64,10 +69,21 @@ class PythonTest(unittest.TestCase):
                         ((x + 0.5 * np.sign(x)) / 32767).astype(np.float32) for x in captured.astype(np.float64)
                     )
                 with zeto.Detector(number, **options) as detector:
-                    before = microphone.copy()
+                    before = reference.copy(), microphone.copy()
                     out = detector.process(reference, microphone)
-                    np.testing.assert_array_equal(microphone, before)
+                    np.testing.assert_array_equal((reference, microphone), before)
                 self.assertEqual(list(zeto.measurements(detector, out)), want, f"{number!r} {options}")
+
+    def test_reads_what_is_there(self):
+        """Of ten times as many samples that the header promises."""
+        self.tool("simulate", "--delay-ms", 60, "--seconds", 1, "--wav", self.path)
+        subprocess.run(["sox", self.path, self.path + ".flac"], check=True)
+        with open(self.path + ".flac", "r+b") as file:
+            file.seek(21)
+            length = int.from_bytes(file.read(5), "big")  # its last 36 bits
+            file.seek(21)
+            file.write((length - 48000 + 480000).to_bytes(5, "big"))
+        np.testing.assert_array_equal(_recording.read(self.path + ".flac"), _recording.read(self.path))
 
     def test_reads_parameters_back(self):
         with zeto.Emitter(period_ms=2500) as emitter, zeto.Detector(UltraHz_cand_dB=-31) as detector:
@@ -92,6 +108,10 @@ class PythonTest(unittest.TestCase):
             ("one channel", lambda: emitter.process(np.zeros((2, 5), np.int16))),
             ("read-only", lambda: emitter.process(frozen)),
             ("unequal lengths", lambda: detector.process(good, good[:9])),
+            ("one behind the other", lambda: emitter.process(np.frombuffer(bytearray(21), np.int16, 10, 1))),
+            ("no finite numbers", lambda: zeto.measurements(detector, np.full(10000, np.nan))),
+            ("cannot be copied", lambda: copy.copy(emitter)),
+            ("cannot be copied", lambda: pickle.dumps(zeto.Host())),
         ):
             with self.assertRaisesRegex((TypeError, ValueError), message):
                 call()
@@ -99,6 +119,26 @@ class PythonTest(unittest.TestCase):
         emitter.close()
         with self.assertRaisesRegex(zeto.ZetoError, "closed"):
             emitter.process(good)
+
+    def test_every_handle_is_freed_once(self):
+        """Closed, forgotten, made again in place, or come without a core."""
+        library, freed = zeto._library.library(), []
+        deinit = lambda handle: freed.append(ctypes.addressof(handle.contents)) or library.zeto_tx_wrapper_deinit(handle)
+        counting = mock.Mock(wraps=library, zeto_tx_wrapper_deinit=deinit)
+        with mock.patch("zeto._library.library", return_value=counting):
+            closed, forgotten, twice = zeto.Detector(), zeto.Detector(), zeto.Detector()
+            closed.close()
+            del closed, forgotten
+            twice.__init__()
+            self.assertEqual(len(freed), 3)
+            twice.process(np.zeros(480, np.int16), np.zeros(480, np.int16))
+            del twice
+            self.assertEqual(len(freed), 4)
+            for head in zeto._library._Head(1), zeto._library._Head(0, core=1):
+                counting.zeto_tx_wrapper_init, counting.zeto_tx_wrapper_deinit = lambda *_: ctypes.pointer(head), freed.append
+                with self.assertRaisesRegex(zeto.ZetoError, "memory"):
+                    zeto.Detector()
+            self.assertEqual(len(freed), 6)
 
     def python(self, code, **environment):
         environment = {**os.environ, "PYTHONPATH": sys.path[0], **environment}
@@ -259,16 +299,27 @@ class PythonTest(unittest.TestCase):
         folder = os.path.dirname(self.path)
         picture = lambda name: os.path.join(folder, name)
         environment = {**os.environ, "ZETO_TOOL": ZETO, "PYTHONPATH": sys.path[0]}
-        run = lambda *words: subprocess.run(
-            [sys.executable, "-m", "zeto.plot", *words], env=environment, capture_output=True, text=True, timeout=60)
+        run = lambda *words, cwd=None: subprocess.run(
+            [sys.executable, "-m", "zeto.plot", *words], env=environment, cwd=cwd, capture_output=True, text=True, timeout=60)
         with open(picture("tuning.json"), "w") as file:
             file.write('{"UltraHz_cand_dB": 90}')
         options = ["--from", "0.5", "--to", "0.9", "--params", file.name]
         self.assertEqual(run(*options, self.path, "-k", "spectra", "-o", picture("a.svg")).returncode, 0)
         with open(picture("a.svg")) as file:  # titles are there as comments
             self.assertEqual(re.findall("<!-- (.*) s: (.*) -->", file.read()), [("0.6", "rejected"), ("0.8", "rejected")])
-        self.assertEqual(run(self.path, "-o", picture("a.png")).returncode, 0)
-        self.assertGreater(plot.plt.imread(picture("a.png")).std(), 0.05)
+        for name in "-$\\frac{$.wav", "a\n\x1b.wav":
+            shutil.copy(self.path, picture(name))
+            shutil.copy(self.path, picture("a.unfinished.png"))  # a user's own
+            os.symlink("target.png", picture("a.png"))
+            result = run("-o", "a.png", "--", name, cwd=folder)
+            self.assertEqual((result.returncode, result.stderr), (0, ""))
+            self.assertGreater(plot.plt.imread(picture("target.png")).std(), 0.05)
+            self.assertEqual(os.readlink(picture("a.png")), "target.png")
+            os.remove(picture("a.png"))
+        os.chmod(picture("target.png"), 0o600)
+        self.assertEqual(run(self.path, "-o", picture("target.png")).returncode, 0)
+        self.assertEqual(os.stat(picture("target.png")).st_mode & 0o777, 0o600)
+        os.rename(picture("a.unfinished.png"), picture("own.png"))
 
         self.tool("emit", "--seconds", 1, "--out", picture("mono.wav"))
         before = sorted(os.listdir(folder))
@@ -278,6 +329,7 @@ class PythonTest(unittest.TestCase):
             (2, "cannot write", (self.path, "-o", picture("none/b.png"))),
             (2, "written as", (self.path, "-o", picture("b.gif"))),
             (2, "no analysis", (self.path, "-o", picture("b.png"), "--from", "3")),
+            (2, "read as well", (picture("own.png"), "-o", picture("own.png"))),
         ):
             result = run(*words)
             self.assertEqual((result.returncode, result.stderr.count("\n")), (status, 1), result.stderr)

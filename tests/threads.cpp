@@ -1,6 +1,8 @@
-// Handles of both sides on threads of their own, as a host runs them; meant for the thread sanitizer. Inits of one side
+// Handles of both sides on threads of their own, as a host runs them; under the thread sanitizer, which alone sees a race for
+// sure. Inits of one side
 // take turns, because they register with the arena; everything else runs at once. Every thread must hear what a lone
 // one does.
+#include <barrier>
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
@@ -67,7 +69,12 @@ int main() {
   const uint64_t alone[] = {use_uplinks(), use_downlinks()};
   uint64_t sums[4];
   std::vector<std::thread> threads;
-  for (size_t i = 0; i < 4; ++i) threads.emplace_back([&sums, i] { sums[i] = kUse[i](); });
+  std::barrier start(4);
+  for (size_t i = 0; i < 4; ++i)
+    threads.emplace_back([&sums, &start, i] {
+      start.arrive_and_wait();
+      sums[i] = kUse[i]();
+    });
   for (std::thread& thread : threads) thread.join();
   for (size_t i = 0; i < 4; ++i) {
     if (sums[i] == alone[i % 2]) continue;

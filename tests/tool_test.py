@@ -19,7 +19,7 @@ BIN_MS = 3.91
 
 
 def run(*args):
-    return subprocess.run([ZETO, *map(str, args)], capture_output=True, text=True, timeout=60)
+    return subprocess.run([ZETO, *map(str, args)], capture_output=True, text=True, errors="surrogateescape", timeout=60)
 
 
 def write_wav(path, channels, rate=48000, width=2):

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/recorders.hpp"
@@ -26,6 +27,7 @@ struct Rx {
   using Block = zeto_rx_param_block;
   static constexpr Param kParam = {19600, -4000, 0x12348765, 160, 1000, 1};
   static constexpr char kName[] = " MERA_OMRU: zeto_rx_wrapper_";
+  static constexpr char kSets[] = "module_param_setting", kRestarts[] = "Rx_ReInit";
   static constexpr size_t kStreams = 1, kCore = 50000, kWords = 6;
   static constexpr auto init = zeto_rx_wrapper_init;
   static constexpr auto deinit = zeto_rx_wrapper_deinit;
@@ -44,6 +46,7 @@ struct Tx {
   using Block = zeto_tx_param_block;
   static constexpr Param kParam = {19600, -4000, 0x12348765, -20, 0, 0, 10, 0, 0, 0, 0};
   static constexpr char kName[] = " MERA_OMRU: zeto_tx_wrapper_";
+  static constexpr char kSets[] = "UltraHz_floor", kRestarts[] = "zeto_tx_reinit";
   static constexpr size_t kStreams = 3, kCore = 130000, kWords = 11;
   static constexpr auto init = zeto_tx_wrapper_init;
   static constexpr auto deinit = zeto_tx_wrapper_deinit;
@@ -93,7 +96,11 @@ TYPED_TEST(Wrapper, LogsToTheLetter) {
   TypeParam::deinit(nullptr);
   typename TypeParam::Handle on(2);
   take_log();
-  on.set(TypeParam::kParam);  // halves, low first, of the first three words
+  testing::internal::CaptureStdout();
+  on.set(TypeParam::kParam);                                        // halves, low first, of the first three words
+  const std::string core = testing::internal::GetCapturedStdout();  // it gets the parameters, then starts afresh
+  EXPECT_LT(core.find(TypeParam::kSets), core.find(TypeParam::kRestarts));
+  EXPECT_NE(core.find(TypeParam::kRestarts), std::string::npos);
   EXPECT_EQ(take_log(), Lines{this->verbose + "set_parameters: 19600, 0, -4000, -1, -30875, 4660"});
 }
 
@@ -170,29 +177,28 @@ TYPED_TEST(Wrapper, IgnoresNulls) {
   EXPECT_EQ(take_log(), Lines{});
 }
 
-TEST(Downlink, GivesTheReferenceChirpForEveryBufferLength) {
+TEST(Downlink, GivesTheReferenceChirp) {
   constexpr struct {
     size_t n;  // sample of the period, from 1
     int16_t value;
   } kReference[] = {{1, 2},        {2, -5},        {3, 10},     {4, -9},     {5, 4},     {6, 6},
                     {7, -17},      {8, 27},        {99, 114},   {100, -268}, {101, 337}, {24000, 2752},
                     {47800, 4561}, {47801, -4393}, {47999, -2}, {48000, 0},  {48001, 2}, {48100, -268}};
-  for (int32_t format = 1; format <= 4; ++format)
-    for (const size_t length : {1u, 192u, 480u, 10007u}) {
-      const size_t bytes = support::sample_bytes(format);
-      support::Downlink downlink(format);
-      downlink.set({19600, 4000, 10, 160, 1000, 1});
-      std::vector<unsigned char> audio(49000 * bytes, 0x5a);
-      for (size_t at = 0; at < audio.size(); at += length * bytes)
-        downlink.process(&audio[at], std::min(length * bytes, audio.size() - at));
-      EXPECT_EQ(size_t(std::count(audio.begin(), audio.begin() + ptrdiff_t(479 * bytes), 0)), 479 * bytes);
-      for (const auto& point : kReference) {
-        uint32_t want = 0, got = 0;
-        support::store_sample(format, point.value, &want);
-        std::memcpy(&got, &audio[(478 + point.n) * bytes], bytes);
-        EXPECT_EQ(got, want) << "format " << format << ", sample " << point.n;
-      }
+  for (const auto& [format, length] : {std::pair{1, 1u}, {2, 192u}, {3, 480u}, {4, 10007u}}) {
+    const size_t bytes = support::sample_bytes(format);
+    support::Downlink downlink(format);
+    downlink.set({19600, 4000, 10, 160, 1000, 1});
+    std::vector<unsigned char> audio(49000 * bytes, 0x5a);
+    for (size_t at = 0; at < audio.size(); at += length * bytes)
+      downlink.process(&audio[at], std::min(length * bytes, audio.size() - at));
+    EXPECT_EQ(size_t(std::count(audio.begin(), audio.begin() + ptrdiff_t(479 * bytes), 0)), 479 * bytes);
+    for (const auto& point : kReference) {
+      uint32_t want = 0, got = 0;
+      support::store_sample(format, point.value, &want);
+      std::memcpy(&got, &audio[(478 + point.n) * bytes], bytes);
+      EXPECT_EQ(got, want) << "format " << format << ", sample " << point.n;
     }
+  }
 }
 
 template <typename T>

@@ -11,40 +11,11 @@
 #include <limits>
 #include <optional>
 
+#include "cut_short.hpp"
 #include "error.hpp"
 
 namespace zeto::tool {
 namespace {
-
-uint32_t little_endian(const char* bytes) {
-  uint32_t value = 0;
-  for (int i = 3; i >= 0; --i) value = value << 8 | static_cast<unsigned char>(bytes[i]);
-  return value;
-}
-
-/// Bytes of sample data that a WAV file's header promises but the file does not hold; nothing where the file is not
-/// WAV. libsndfile reads such a file as if it were a shorter one.
-std::optional<uint64_t> missing_bytes(const std::string& path) {
-  constexpr uint32_t kUnknownLength = 0x7ffff000;  // from here on: written to a pipe, length not known beforehand
-  std::ifstream file(path, std::ios::binary);
-  std::array<char, 12> riff{};
-  if (!file.read(riff.data(), riff.size()) || std::memcmp(riff.data(), "RIFF", 4) != 0 ||
-      std::memcmp(riff.data() + 8, "WAVE", 4) != 0) {
-    return std::nullopt;
-  }
-  const uint64_t total = std::filesystem::file_size(path);
-  uint64_t at = riff.size();
-  std::array<char, 8> chunk{};
-  while (file.seekg(static_cast<std::streamoff>(at)).read(chunk.data(), chunk.size())) {
-    const uint32_t size = little_endian(chunk.data() + 4);
-    at += chunk.size();
-    if (std::memcmp(chunk.data(), "data", 4) == 0) {
-      return size >= kUnknownLength || at + size <= total ? 0 : at + size - total;
-    }
-    at += size + size % 2;  // chunks are padded to even lengths
-  }
-  return std::nullopt;
-}
 
 std::optional<HostFormat> host_format_of(int format) {
   switch (format & SF_FORMAT_SUBMASK) {
@@ -118,15 +89,18 @@ AudioReader::AudioReader(std::string path, int channels)
   if (!std::ifstream(path_)) fail(std::strerror(errno));
   remember_input(path_);
   SF_INFO info{};
-  file_.reset(sf_open(path_.c_str(), SFM_READ, &info));
+  file_.reset(sf_open(path_ == "-" ? "./-" : path_.c_str(), SFM_READ, &info));
   if (!file_) fail(std::string("not an audio file (") + sf_strerror(nullptr) + ")");
   if (info.samplerate != kSampleRate) {
     fail("its rate is " + std::to_string(info.samplerate) + " Hz, must be 48000 Hz; convert it first");
   }
   if (info.channels != channels_)
     fail("it has " + channels_text(info.channels) + ", must have " + std::to_string(channels_));
-  if (const auto missing = missing_bytes(path_); missing.value_or(0) > 0) {
-    fail("cut short, " + std::to_string(*missing) + " bytes of samples are missing");
+  if (const Missing missing = missing_from(path_);
+      missing.bytes > 0) {  // libsndfile reads them as if they were shorter
+    const std::string how = "cut short, " + std::to_string(missing.bytes) + " bytes of samples are missing";
+    if (missing.is_wav) fail(how);
+    warning_ = path_ + ": " + how + "; the others count";
   }
   if (info.frames < 1) fail("it holds no samples");
   if (info.frames == SF_COUNT_MAX) fail("its length cannot be told; damaged or cut short");

@@ -34,13 +34,16 @@ float to_float(double value);
 using SoundFile = std::unique_ptr<sf_private_tag, int (*)(sf_private_tag*)>;
 
 /// Reads a file from its start. Every fault is a FileError that names the file: missing, no audio, another rate,
-/// another number of channels, cut short (in the formats that tell).
+/// another number of channels, cut short. RF64, W64, AIFF and AU that are cut short are read as far as they go: recordings
+/// beyond 4 GiB are worth it.
 class AudioReader {
  public:
   AudioReader(std::string path, int channels);
 
   /// Samples per channel.
   int64_t frames() const { return frames_; }
+  /// A line for the user if samples are missing at the end; empty otherwise.
+  const std::string& warning() const { return warning_; }
   /// What the samples are stored as, "16-bit PCM" for example.
   const std::string& encoding() const { return encoding_; }
   /// The host format of the same sample type; 16 bits where there is none.
@@ -56,6 +59,7 @@ class AudioReader {
   int channels_;
   int64_t frames_ = 0;
   int64_t position_ = 0;
+  std::string warning_;
   std::string encoding_;
   HostFormat host_format_ = HostFormat::kPcm16;
 };

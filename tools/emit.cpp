@@ -9,6 +9,7 @@
 #include "host_sample.hpp"
 #include "options.hpp"
 #include "sweep_table.hpp"
+#include "text.hpp"
 #include "verbs.hpp"
 #include "wrappers.hpp"
 
@@ -31,6 +32,7 @@ class Playback {
  public:
   explicit Playback(const EmitOptions& options) {
     if (options.in) file_.emplace(*options.in, 1);
+    if (file_) warn("zeto emit", file_->warning());
     const double seconds = options.seconds.value_or(kSilenceSeconds);
     samples_ = file_ && !options.seconds ? file_->frames() : std::llround(seconds * kSampleRate);
     if (samples_ < 1) throw UserError("--seconds: less than one sample");
@@ -108,9 +110,9 @@ void emit(const EmitOptions& options) {
     return run<decltype(sample)>(options, playback, writer, full_scale);
   });
   writer.commit();
-  std::printf("%s: %s, %lld samples (%.3f s), peak %.4f%s\n", options.out.c_str(), name_of(HostFormat{options.format}),
-              static_cast<long long>(playback.samples()), static_cast<double>(playback.samples()) / kSampleRate, peak,
-              peak > 0.0 ? "" : " (silent)");
+  std::printf("%s: %s, %lld samples (%.3f s), peak %.4f%s\n", printable(options.out).c_str(),
+              name_of(HostFormat{options.format}), static_cast<long long>(playback.samples()),
+              static_cast<double>(playback.samples()) / kSampleRate, peak, peak > 0.0 ? "" : " (silent)");
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "text.hpp"
+
 namespace zeto::tool {
 
 /// Exit status.
@@ -23,11 +25,13 @@ struct FileError : UserError {
 struct SomeFilesFailed {};
 
 /// One line on standard error, whatever the message looks like: "zeto emit: ...".
-inline void complain(const std::string& who, std::string message) {
-  for (char& c : message) {
-    if (c == '\n') c = ' ';
-  }
-  std::fprintf(stderr, "%s: %s\n", who.c_str(), message.c_str());
+inline void complain(const std::string& who, const std::string& message) {
+  std::fprintf(stderr, "%s: %s\n", printable(who).c_str(), printable(message).c_str());
+}
+
+/// The same of what needs no more than a word; nothing if there is none.
+inline void warn(const std::string& who, const std::string& message) {
+  if (!message.empty()) complain(who, message);
 }
 
 }  // namespace zeto::tool

@@ -33,6 +33,7 @@ struct Explained {
 
 std::vector<Explained> explain_file(const ExplainOptions& options) {
   AudioReader reader = open_recording(options.file, options.set.hear);
+  warn("zeto explain", reader.warning());
   Prepared prepared(options.file, reader.frames(), options.steps);
   if (const auto& found = prepared.found()) tell("zeto explain", options.file, *found);
   std::vector<Explained> wanted;

@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <new>
 
 #include "audio_file.hpp"
 #include "error.hpp"
@@ -28,7 +29,8 @@ std::string cell(double value, int digits) {
 
 std::vector<float> read_all(AudioReader& reader) {
   std::vector<float> samples;
-  samples.reserve(static_cast<size_t>(reader.frames()));
+  constexpr int64_t kBelieved = int64_t{1} << 24;  // a header may promise anything
+  samples.reserve(static_cast<size_t>(std::min(reader.frames(), kBelieved)));
   std::vector<double> piece(65536);
   for (size_t got = piece.size(); got == piece.size();) {
     got = reader.read(piece);
@@ -39,6 +41,7 @@ std::vector<float> read_all(AudioReader& reader) {
 
 Row measure(const std::string& path) {
   AudioReader reader(path, 1);
+  warn("zeto inspect", reader.warning());
   const std::vector<float> samples = read_all(reader);
   const Sweep sweep = measure_sweep(samples, kSampleRate);
   return {path,
@@ -58,14 +61,14 @@ void print_csv(const Row& row) {
 
 void print_columns(const Row& row, int file_width) {
   constexpr std::array<int, 8> kWidths{0, -12, 9, 7, 9, 9, 8, 8};
-  std::printf("%-*s", file_width, row[0].c_str());
+  std::printf("%-*s", file_width, printable(row[0]).c_str());
   for (size_t i = 1; i < row.size(); ++i) std::printf(" %*s", kWidths[i], row[i].empty() ? "-" : row[i].c_str());
   std::putchar('\n');
 }
 
 void inspect(const InspectOptions& options) {
   size_t width = kHeading[0].size();
-  for (const auto& path : options.files) width = std::max(width, path.size());
+  for (const auto& path : options.files) width = std::max(width, printable(path).size());
   const auto print = [&](const Row& row) {
     options.csv ? print_csv(row) : print_columns(row, static_cast<int>(width));
   };
@@ -79,6 +82,9 @@ void inspect(const InspectOptions& options) {
       print(row);
     } catch (const FileError& error) {  // the others still count
       complain("zeto inspect", error.what());
+      failed = true;
+    } catch (const std::bad_alloc&) {
+      complain("zeto inspect", "cannot read " + path + ": too long for this machine's memory");
       failed = true;
     }
   }

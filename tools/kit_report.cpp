@@ -60,7 +60,7 @@ std::string state_text(const Reading& reading) {
 
 KitReport::KitReport(ReportStyle style, bool summary, const std::vector<std::string>& files)
     : style_(style), summary_(summary), named_(summary || files.size() > 1), name_width_(4) {
-  for (const auto& file : files) name_width_ = std::max(name_width_, static_cast<int>(file.size()));
+  for (const auto& file : files) name_width_ = std::max(name_width_, static_cast<int>(printable(file).size()));
 }
 
 std::string KitReport::heading() const {
@@ -91,7 +91,7 @@ std::string KitReport::of(const std::string& file, const KitRun& run) const {
       line = (named_ ? csv_cell(file) + "," : "") + text("%.3f,", end_s(reading)) + state_name(reading) + "," +
              cause_name(reading) + (there ? "," + distance + "," + speed + "," + level : ",,,");
     } else {
-      line = (named_ ? text("%-*s", name_width_, file.c_str()) : "") +
+      line = (named_ ? text("%-*s", name_width_, printable(file).c_str()) : "") +
              text("%9.2f  %11s  %10s  %8s  ", end_s(reading), there ? distance.c_str() : "-",
                   there ? speed.c_str() : "-", there ? level.c_str() : "-") +
              state_text(reading);
@@ -104,7 +104,7 @@ std::string KitReport::of(const std::string& file, const KitRun& run) const {
 std::string KitReport::summary_of(const std::string& file, const KitRun& run) const {
   const bool csv = style_ == ReportStyle::kCsv;
   const Summed summed(run);
-  std::string line = csv ? csv_cell(file) : text("%-*s", name_width_, file.c_str());
+  std::string line = csv ? csv_cell(file) : text("%-*s", name_width_, printable(file).c_str());
   const auto add = [&](int width, const std::string& cell) {
     line += csv ? "," + cell : text("  %*s", width, cell.c_str());
   };

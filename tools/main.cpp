@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "error.hpp"
 #include "library_output.hpp"
@@ -38,9 +39,25 @@ std::string misplaced(const CLI::App& app) {
   return option != words.end() ? "unknown option " + *option : words.front() + " was not expected";
 }
 
+/// Last first, as CLI11 takes them. What stands behind "--" are names of files; CLI11 misreads some that begin with a dash.
+std::vector<std::string> words_of(int argc, char** argv) {
+  std::vector<std::string> words;
+  bool names = false;
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    if (word == "--" && !names) {
+      names = true;
+    } else {
+      words.push_back(names && word.starts_with('-') ? "./" + word : word);
+    }
+  }
+  std::reverse(words.begin(), words.end());
+  return words;
+}
+
 int parse_and_do(CLI::App& app, int argc, char** argv) {
   try {
-    app.parse(argc, argv);
+    app.parse(words_of(argc, argv));
   } catch (const CLI::ExtrasError&) {
     return fail(app, misplaced(app) + " (see --help)");
   } catch (const CLI::ParseError& error) {

@@ -68,7 +68,8 @@ NewFile::NewFile(std::string path) : path_(std::move(path)) {
     path_ = (fs::path(path_).parent_path() / fs::read_symlink(path_, error)).string();
   }
   struct stat status {};
-  if (stat(path_.c_str(), &status) == 0) {
+  const bool replaces = stat(path_.c_str(), &status) == 0;
+  if (replaces) {
     if (S_ISDIR(status.st_mode)) fail(EISDIR);
     // Renaming onto a device would replace it.
     if (!S_ISREG(status.st_mode)) throw UserError("cannot write " + path_ + ": not a regular file");
@@ -84,7 +85,9 @@ NewFile::NewFile(std::string path) : path_(std::move(path)) {
     std::memcpy(unfinished, temporary_.c_str(), temporary_.size() + 1);
     has_unfinished = 1;
   }
-  fchmod(descriptor_, 0666 & ~current_umask());
+  // What is replaced stays as private as it was.
+  if (replaces && fchown(descriptor_, status.st_uid, status.st_gid) != 0) status.st_mode &= ~mode_t{S_ISUID | S_ISGID};
+  fchmod(descriptor_, replaces ? status.st_mode & 07777 : 0666 & ~current_umask());
 }
 
 NewFile::~NewFile() {

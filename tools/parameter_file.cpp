@@ -54,19 +54,47 @@ std::string nearest_name(const std::string& key) {
   });
 }
 
-/// Throws with the place where the file stops being JSON, or names a key twice.
-Json parse(const std::string& path) {
+constexpr std::streamsize kMostBytes = 1 << 20;
+
+/// As much as a line of an error can take.
+std::string brief(std::string text) {
+  constexpr size_t kMost = 60;
+  if (text.size() > kMost) text.replace(kMost, text.size(), "...");
+  return text;
+}
+
+std::string read_text(const std::string& path) {
   const auto fail = [&](const std::string& why) { throw UserError("cannot read " + path + ": " + why); };
-  if (std::error_code ignored; std::filesystem::is_directory(path, ignored)) fail(std::strerror(EISDIR));
-  std::ifstream file(path);
-  std::string text;
-  if (file) text.assign(std::istreambuf_iterator<char>(file), {});
-  if (!file || file.bad()) fail(std::strerror(errno));
+  std::error_code error;
+  const auto status = std::filesystem::status(path, error);
+  if (std::filesystem::is_directory(status)) fail(std::strerror(EISDIR));
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) fail("not a regular file");
+  std::ifstream file(path, std::ios::binary);
+  if (!file) fail(std::strerror(errno));
+  std::string text(static_cast<size_t>(kMostBytes) + 1, '\0');
+  file.read(text.data(), kMostBytes + 1);
+  if (file.bad()) fail(std::strerror(errno));
+  if (file.gcount() > kMostBytes) fail("longer than 1 MiB");
+  text.resize(static_cast<size_t>(file.gcount()));
   remember_input(path);
-  std::set<std::string> keys;
-  const Json::parser_callback_t watch = [&](int depth, Json::parse_event_t event, Json& parsed) {
-    if (depth == 1 && event == Json::parse_event_t::key && !keys.insert(parsed.get<std::string>()).second) {
-      fail(parsed.get<std::string>() + " stands there twice");
+  return text;
+}
+
+/// Throws with the place where the file stops being JSON, or if an object names a key twice.
+Json parse(const std::string& path) {
+  const std::string text = read_text(path);
+  const auto fail = [&](const std::string& why) { throw UserError("cannot read " + path + ": " + why); };
+  const auto fail_at = [&](size_t at) {
+    const auto end = text.begin() + static_cast<std::ptrdiff_t>(std::min(at, text.size()));
+    fail("not JSON, line " + std::to_string(1 + std::count(text.begin(), end, '\n')));
+  };
+  if (const size_t nul = text.find('\0'); nul != std::string::npos) fail_at(nul);
+  std::vector<std::set<std::string>> keys;  // of the objects that are open
+  const Json::parser_callback_t watch = [&](int, Json::parse_event_t event, Json& parsed) {
+    if (event == Json::parse_event_t::object_start) keys.emplace_back();
+    if (event == Json::parse_event_t::object_end) keys.pop_back();
+    if (event == Json::parse_event_t::key && !keys.back().insert(parsed.get<std::string>()).second) {
+      fail(brief(parsed.get<std::string>()) + " stands there twice");
     }
     return true;
   };
@@ -74,9 +102,9 @@ Json parse(const std::string& path) {
   try {
     json = Json::parse(text, watch);
   } catch (const Json::parse_error& error) {
-    const size_t at = std::min(error.byte, text.size());
-    const auto line = 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n');
-    fail("not JSON, line " + std::to_string(line));
+    fail_at(error.byte);
+  } catch (const Json::exception&) {
+    fail("a number is too large");
   }
   if (!json.is_object()) fail("not a JSON object of names and numbers");
   return json;
@@ -93,7 +121,7 @@ int32_t word(const std::string& where, const Json& value) {
   };
   if (value.is_number_unsigned() ? value.get<uint64_t>() >> 31 != 0
                                  : !value.is_number_integer() || !fits(value.get<int64_t>())) {
-    throw UserError(where + " must be a whole number of 32 bits, not " + text_of(value));
+    throw UserError(where + " must be a whole number of 32 bits, not " + brief(text_of(value)));
   }
   return value.get<int32_t>();
 }
@@ -101,12 +129,12 @@ int32_t word(const std::string& where, const Json& value) {
 /// Whether it is one of the two that are no words of a block, and then takes it over.
 bool take_sweeps(const std::string& where, const std::string& key, const Json& value, zeto_set& set) {
   if (key == kRestarts) {
-    if (!value.is_array()) throw UserError(where + " must be an array of whole numbers, not " + text_of(value));
+    if (!value.is_array()) throw UserError(where + " must be an array of whole numbers, not " + brief(text_of(value)));
     std::vector<int32_t> restart_ms;
     for (const Json& ms : value) restart_ms.push_back(word(where, ms));
     set_restarts(set, where, restart_ms);
   } else if (key == kFade) {
-    if (!value.is_number()) throw UserError(where + " must be a number, not " + text_of(value));
+    if (!value.is_number()) throw UserError(where + " must be a number, not " + brief(text_of(value)));
     set_fade(set, where, value.get<double>());
   }
   return key == kRestarts || key == kFade;
@@ -130,7 +158,7 @@ void read_parameters(const std::string& path, zeto_set& set, Side side) {
   const auto detector = parameters_of(set.hear);
   for (const auto& [key, described] : json.items()) {
     if (std::find(names.begin(), names.end(), key) == names.end()) {
-      throw UserError(path + ": unknown parameter " + key + "; the nearest is " + nearest_name(key));
+      throw UserError(path + ": unknown parameter " + brief(key) + "; the nearest is " + nearest_name(key));
     }
     const std::string where = path + ": " + key;
     const Json& value = value_of(described);

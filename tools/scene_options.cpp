@@ -34,6 +34,7 @@ std::optional<double> within(const char* option, std::optional<double> value, do
 
 std::vector<float> read_mono(const std::string& path, double most_s) {
   AudioReader reader(path, 1);
+  warn("zeto simulate", reader.warning());
   const auto fail = [&](const std::string& why) { throw FileError("cannot use " + path + ": " + why); };
   if (reader.frames() == 0) fail("empty");
   if (static_cast<double>(reader.frames()) > most_s * kSampleRate) fail(text("longer than %g s", most_s));

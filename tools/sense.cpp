@@ -43,14 +43,21 @@ ReportStyle style_of(const SenseOptions& options) {
   return options.json ? ReportStyle::kJson : options.csv ? ReportStyle::kCsv : ReportStyle::kTable;
 }
 
+/// What is told about a recording on standard error.
+struct Told {
+  std::string warning;
+  std::optional<Latency> found;
+};
+
 /// @param sensed  is moved on by the samples that have been read.
 std::vector<Analysis> sense_file(const SenseOptions& options, const std::string& file, std::atomic<int64_t>& sensed,
-                                 std::optional<Latency>& found) {
+                                 Told& told) {
   const zeto_tx_param& param = options.set.hear;
   AudioReader reader = open_recording(file, param);
+  told.warning = reader.warning();
   const HostFormat format = options.format ? HostFormat{*options.format} : reader.host_format();
   Prepared prepared(file, reader.frames(), options.steps);
-  found = prepared.found();
+  told.found = prepared.found();
   std::optional<AudioWriter> writer;
   if (options.out) {
     if (static_cast<double>(reader.frames()) > kMaxSeconds * kSampleRate) {
@@ -68,8 +75,9 @@ std::vector<Analysis> sense_file(const SenseOptions& options, const std::string&
   return analyses;
 }
 
-KitRun watch_file(const SenseOptions& options, const std::string& file, std::atomic<int64_t>& sensed) {
+KitRun watch_file(const SenseOptions& options, const std::string& file, std::atomic<int64_t>& sensed, Told& told) {
   AudioReader reader = open_recording(file, {});
+  told.warning = reader.warning();
   Kit kit(options.set, options.steps.spacing_cm);
   KitRun run;
   std::vector<double> values(2 * 65536);
@@ -90,18 +98,18 @@ KitRun watch_file(const SenseOptions& options, const std::string& file, std::ato
 struct Outcome {
   std::string report;
   std::optional<std::string> fault;
-  std::optional<Latency> found;
+  Told told;
 };
 
 Outcome outcome_of(const SenseOptions& options, const std::string& file, std::atomic<int64_t>& sensed) {
   Outcome outcome;
   try {
     if (options.by_kit()) {
-      outcome.report =
-          KitReport(style_of(options), options.summary, options.files).of(file, watch_file(options, file, sensed));
+      outcome.report = KitReport(style_of(options), options.summary, options.files)
+                           .of(file, watch_file(options, file, sensed, outcome.told));
     } else {
       outcome.report = SenseReport(style_of(options), options.summary, options.files)
-                           .of(file, sense_file(options, file, sensed, outcome.found));
+                           .of(file, sense_file(options, file, sensed, outcome.told));
     }
   } catch (const FileError& error) {
     outcome.fault = error.what();
@@ -133,7 +141,8 @@ void sense_files(const SenseOptions& options) {
   const auto use = [&](size_t i, const Outcome& outcome) {
     progress.clear();
     ++done;
-    if (outcome.found) tell("zeto sense", options.files[i], *outcome.found);
+    warn("zeto sense", outcome.told.warning);
+    if (outcome.told.found) tell("zeto sense", options.files[i], *outcome.told.found);
     if (outcome.fault) {
       ++failed;
       complain("zeto sense", *outcome.fault);

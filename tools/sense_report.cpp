@@ -9,7 +9,7 @@ namespace zeto::tool {
 
 SenseReport::SenseReport(ReportStyle style, bool summary, const std::vector<std::string>& files)
     : style_(style), summary_(summary), named_(summary || files.size() > 1), name_width_(4) {
-  for (const auto& file : files) name_width_ = std::max(name_width_, static_cast<int>(file.size()));
+  for (const auto& file : files) name_width_ = std::max(name_width_, static_cast<int>(printable(file).size()));
 }
 
 std::string SenseReport::heading() const {
@@ -28,7 +28,7 @@ std::string SenseReport::of(const std::string& file, const std::vector<Analysis>
   if (summary_) return summary_of(file, analyses);
   const bool csv = style_ == ReportStyle::kCsv;
   std::string name;
-  if (named_) name = csv ? csv_cell(file) + "," : text("%-*s", name_width_, file.c_str());
+  if (named_) name = csv ? csv_cell(file) + "," : text("%-*s", name_width_, printable(file).c_str());
   std::string lines;
   for (const Analysis& analysis : analyses) {
     lines += name;
@@ -52,8 +52,8 @@ std::string SenseReport::summary_of(const std::string& file, const std::vector<A
   const Summary summary = summary_of_accepted(analyses);
   std::string line =
       csv ? csv_cell(file) + text(",%.1f,%zu,%zu", analyses.back().end_s, analyses.size(), summary.accepted)
-          : text("%-*s  %8.1f  %8zu  %8zu", name_width_, file.c_str(), analyses.back().end_s, analyses.size(),
-                 summary.accepted);
+          : text("%-*s  %8.1f  %8zu  %8zu", name_width_, printable(file).c_str(), analyses.back().end_s,
+                 analyses.size(), summary.accepted);
   for (const double value : {summary.median, summary.least, summary.greatest}) {
     const std::string number = summary.accepted > 0 ? text("%.7g", value) : csv ? "" : "-";
     line += csv ? "," + number : text("  %8s", number.c_str());

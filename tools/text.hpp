@@ -8,6 +8,9 @@ namespace zeto::tool {
 /// printf into a string.
 [[gnu::format(printf, 1, 2)]] std::string text(const char* format, ...);
 
+/// On one line, without characters that a terminal obeys: blanks for white space, question marks for other controls.
+std::string printable(std::string text);
+
 /// In quotation marks where it must be.
 std::string csv_cell(const std::string& cell);
 

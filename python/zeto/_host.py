@@ -132,6 +132,9 @@ class Host:
         self._number = 0
         self._takes_turns = threading.Lock()
 
+    def __reduce__(self) -> Any:
+        raise TypeError("a Host cannot be copied or pickled")
+
     def play(self, n: int) -> NDArray[Any]:
         """The next n samples to play."""
         if not isinstance(n, (int, np.integer)) or n < 0:

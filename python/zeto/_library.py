@@ -159,6 +159,8 @@ class _Handle:
     _defaults: Mapping[str, int]
 
     def __init__(self, format: Union[Format, int] = Format.INT16, **parameters: int) -> None:
+        if getattr(self, "_handle", None) is not None:
+            self.close()
         self._handle: "Optional[ctypes._Pointer[_Head]]" = None
         self.format = checked_format(format)
         self._set = _merged(self._defaults, parameters)
@@ -190,6 +192,9 @@ class _Handle:
         if self._handle is not None:
             handle, self._handle = self._handle, None
             self._call("deinit", handle)
+
+    def __reduce__(self) -> Any:
+        raise TypeError("a handle cannot be copied or pickled")
 
     def __enter__(self: Self) -> Self:
         return self
@@ -266,4 +271,6 @@ def measurements(detector: Detector, samples: NDArray[Sample]) -> NDArray[np.int
     delay_ms = detector._set["UltraHz_delay_ms"]  # it may be closed by now
     first = 1 if delay_ms < 10 else delay_ms // 10 // 20 + 1  # the start-up delay goes without analyses
     shown = samples[first * ANALYSIS - 1 :: ANALYSIS].astype(np.float64)
+    if not np.isfinite(shown).all():
+        raise ValueError("samples: not what a detector returned, some are no finite numbers")
     return (shown * (2.0**15 / detector.format.full_scale)).astype(np.int32)

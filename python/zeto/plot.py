@@ -5,8 +5,10 @@ What the detector saw comes from `zeto explain`, that is from its own computatio
 import argparse
 import json
 import os
+import stat
 import subprocess
 import sys
+import tempfile
 from typing import Any, Dict, List, Optional, Sequence
 
 import numpy as np
@@ -34,7 +36,7 @@ ENDINGS = (".png", ".svg")
 
 def explain(capture: str, options: Sequence[str] = (), zeto: Optional[str] = None) -> Dict[str, Any]:
     """What `zeto explain --json` says. Where it fails it has said why on standard error."""
-    done = run_tool(["explain", "--json", *options, capture], zeto)
+    done = run_tool(["explain", "--json", *options, "--", capture], zeto)
     done.check_returncode()
     seen: Dict[str, Any] = json.loads(done.stdout)
     return seen
@@ -132,17 +134,38 @@ def measurement(seen: Dict[str, Any]) -> Any:
 
 def save(figure: Any, path: str) -> None:
     """Whole or not at all."""
-    root, ending = os.path.splitext(path)
-    unfinished = f"{root}.unfinished{ending}"
+    target = os.path.realpath(path)  # a link stays one
+    ending = os.path.splitext(path)[1]
     try:
-        figure.savefig(unfinished, dpi=DPI, metadata={"Software" if ending == ".png" else "Date": None})
-        os.replace(unfinished, path)
+        with tempfile.NamedTemporaryFile(dir=os.path.dirname(target), suffix=ending, delete=False) as unfinished:
+            try:
+                figure.savefig(unfinished, format=ending[1:], dpi=DPI,
+                               metadata={"Software" if ending == ".png" else "Date": None})
+                unfinished.close()
+                os.chmod(unfinished.name, _mode_of(target))
+                os.replace(unfinished.name, target)
+            except BaseException:
+                os.remove(unfinished.name)
+                raise
     except OSError as error:
         raise OSError(f"cannot write {path}: {error.strerror or error}") from error
     finally:
-        if os.path.exists(unfinished):
-            os.remove(unfinished)
         plt.close(figure)
+
+
+def _mode_of(path: str) -> int:
+    """That of the file to be replaced, or what a new one gets."""
+    if os.path.exists(path):
+        return stat.S_IMODE(os.stat(path).st_mode)
+    mask = os.umask(0)
+    os.umask(mask)
+    return 0o666 & ~mask
+
+
+def shown(name: str) -> str:
+    """A file's name as a title: on one line, and not as a formula."""
+    name = "".join(c if c.isprintable() else "?" for c in os.path.basename(name))
+    return name.replace("$", r"\$")
 
 
 def draw(kind: str, capture: str, options: Sequence[str] = (), zeto: Optional[str] = None) -> Any:
@@ -187,13 +210,13 @@ def main() -> int:
         figure = draw(options.kind, options.capture, handed, options.zeto)
         if os.path.exists(options.out) and os.path.samefile(options.out, options.capture):
             raise ValueError(f"cannot write {options.out}: it is read as well")
-        figure.suptitle(os.path.basename(options.capture))
+        figure.suptitle(shown(options.capture))
         figure.tight_layout()
         save(figure, options.out)
     except subprocess.CalledProcessError as error:
         return error.returncode
     except (OSError, ValueError) as error:
-        print(f"zeto.plot: {error}", file=sys.stderr)
+        print("zeto.plot: " + "".join(c if c.isprintable() else "?" for c in str(error)), file=sys.stderr)
         return 2
     return 0
 
