@@ -20,8 +20,7 @@ constexpr int64_t kLongestPeriod = 25;         // frames: the emitter's five sec
 constexpr int64_t kLooked = 10 * kSampleRate;  // of a recording, for latency and period
 constexpr int64_t kMostLatency = kSampleRate;
 constexpr double kSamplesPerMs = kSampleRate / 1000.0;
-constexpr double kLeastSurenessDb = 16.0;  // of so many delays of noise alone the greatest stands out by 12 dB
-constexpr double kSameShare = 0.01;        // of the power: a reference that was recorded does not repeat bit for bit
+constexpr double kSameShare = 0.01;  // of the power: a reference that was recorded does not repeat bit for bit
 
 struct Channels {
   std::vector<double> reference;
@@ -124,6 +123,10 @@ void add_host_steps(CLI::App& verb, HostSteps& steps) {
       ->group("Host");
 }
 
+Latency find_latency(const std::string& path, double spacing_cm) {
+  return latency_of(read(path, kLooked), spacing_cm);
+}
+
 void tell(const char* who, const std::string& file, const Latency& found) {
   complain(who, text("%s: latency %.2f ms, %.0f dB above other delays", file.c_str(), found.ms, found.sureness_db));
 }
@@ -138,7 +141,7 @@ Prepared::Prepared(const std::string& path, int64_t frames, const HostSteps& ste
     }
     ring_.resize(static_cast<size_t>(std::llround(ms * kSamplesPerMs)));
   } else if (steps.align) {
-    found_ = latency_of(read(path, kLooked), steps.spacing_cm);
+    found_ = find_latency(path, steps.spacing_cm);
     if (found_->sureness_db < kLeastSurenessDb) {
       fail(
           text("--align auto finds no loudspeaker in the microphone (%.0f dB over other delays)", found_->sureness_db));

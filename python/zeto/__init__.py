@@ -32,6 +32,7 @@ from ._library import (
     measurements,
     quiet,
 )
+from ._profile import Peak, Profile, profile
 from ._simulate import Simulation, simulate
 
 __all__ = [
@@ -46,11 +47,14 @@ __all__ = [
     "Findings",
     "Format",
     "Host",
+    "Peak",
+    "Profile",
     "Reading",
     "Simulation",
     "ZetoError",
     "__version__",
     "measurements",
+    "profile",
     "quiet",
     "sets",
     "simulate",

@@ -1,10 +1,16 @@
 """Recordings, read by libsndfile as the command-line tool does: what one understands the other does too."""
+import contextlib
 import ctypes
 import ctypes.util
 import os
+import struct
+import tempfile
+from typing import Any, Iterator
 
 import numpy as np
 from numpy.typing import NDArray
+
+from ._defaults import SAMPLE_RATE
 
 
 class _Info(ctypes.Structure):
@@ -32,3 +38,22 @@ def read(path: str) -> NDArray[np.float64]:
     got: int = library.sf_readf_double(file, samples.ctypes.data, info.frames)
     library.sf_close(file)
     return samples[:got].T
+
+
+@contextlib.contextmanager
+def recorded(*channels: NDArray[Any]) -> Iterator[str]:
+    """A WAV file of these for a while. Integers of 16 or 32 bits stay what they are, all else becomes float."""
+    if len({np.shape(channel) for channel in channels}) != 1 or np.ndim(channels[0]) != 1:
+        raise ValueError("reference and microphone: must be one channel each, of equal lengths")
+    frames = np.stack(channels, axis=1)
+    if frames.dtype not in (np.int16, np.int32):
+        frames = frames.astype(np.float32)
+    kind, size = (3 if frames.dtype == np.float32 else 1), frames.itemsize
+    data = frames.astype(frames.dtype.newbyteorder("<")).tobytes()
+    head = struct.pack("<HHIIHH", kind, len(channels), SAMPLE_RATE, SAMPLE_RATE * size * len(channels),
+                       size * len(channels), 8 * size)
+    with tempfile.NamedTemporaryFile(suffix=".wav") as file:
+        file.write(b"RIFF" + struct.pack("<I", 36 + len(data)) + b"WAVEfmt " + struct.pack("<I", 16) + head)
+        file.write(b"data" + struct.pack("<I", len(data)) + data)
+        file.flush()
+        yield file.name

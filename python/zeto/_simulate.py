@@ -2,8 +2,6 @@
 import dataclasses
 import json
 import os
-import subprocess
-import sys
 import tempfile
 from typing import Any, Dict, List, Optional
 
@@ -12,9 +10,7 @@ from numpy.typing import NDArray
 
 from ._defaults import SAMPLE_RATE
 from ._recording import read
-from ._tool import run_tool
-
-_SPANS = ("present",)  # of which two numbers are FROM-TO
+from ._tool import asked, words
 
 
 @dataclasses.dataclass(frozen=True)
@@ -28,17 +24,21 @@ class Simulation:
     report: Dict[str, Any]  # all that zeto simulate --json gives
 
 
-def _words(name: str, value: Any) -> List[str]:
-    option = "--" + name.replace("_", "-")
-    if value is None or value is False:
-        return []
-    if value is True:
-        return [option]
-    if isinstance(value, list):
-        return [word for one in value for word in _words(name, one)]
-    if isinstance(value, tuple):
-        value = ("-" if name in _SPANS else ",").join(map(str, value))
-    return [f"{option}={value}"]
+def simulate(zeto: Optional[str] = None, **options: Any) -> Simulation:
+    """Makes a recording as `zeto simulate` does. Keywords are its options, with _ for -: see `zeto simulate --help`.
+
+        made = zeto.simulate(set="hand", phone=True, target_cm=20, present=[(4, 6), (8, 9)], drop=(7, 10), seed=3)
+        host = zeto.Host("hand")
+        host.learn()
+        readings = host.capture(made.microphone)
+
+    A flag is True; a tuple is an option of several numbers, a list is an option given several times. `zeto` is the
+    command-line tool. Bad options are ValueErrors, files that cannot be read OSErrors, with the tool's own line."""
+    with tempfile.TemporaryDirectory() as folder:
+        wav = os.path.join(folder, "simulated.wav")
+        said = asked(["simulate", *words(options), "--json", f"--wav={wav}"], zeto)
+        reference, microphone = map(np.ascontiguousarray, (read(wav) * 2**15).astype(np.int16))
+    report: Dict[str, Any]  # all that zeto simulate --json gives
 
 
 def simulate(zeto: Optional[str] = None, **options: Any) -> Simulation:
@@ -60,7 +60,7 @@ def simulate(zeto: Optional[str] = None, **options: Any) -> Simulation:
             raise (OSError if done.returncode == 1 else ValueError)(said.strip())
         sys.stderr.write(said)  # that samples were clipped, for example
         reference, microphone = map(np.ascontiguousarray, (read(wav) * 2**15).astype(np.int16))
-    report: Dict[str, Any] = json.loads(done.stdout)
+    report: Dict[str, Any] = json.loads(said)
     return Simulation(reference, microphone, _truth(report, len(microphone)), report.get("readings", []), report)
 
 
