@@ -38,28 +38,6 @@ def simulate(zeto: Optional[str] = None, **options: Any) -> Simulation:
         wav = os.path.join(folder, "simulated.wav")
         said = asked(["simulate", *words(options), "--json", f"--wav={wav}"], zeto)
         reference, microphone = map(np.ascontiguousarray, (read(wav) * 2**15).astype(np.int16))
-    report: Dict[str, Any]  # all that zeto simulate --json gives
-
-
-def simulate(zeto: Optional[str] = None, **options: Any) -> Simulation:
-    """Makes a recording as `zeto simulate` does. Keywords are its options, with _ for -: see `zeto simulate --help`.
-
-        made = zeto.simulate(set="hand", phone=True, target_cm=20, present=[(4, 6), (8, 9)], drop=(7, 10), seed=3)
-        host = zeto.Host("hand")
-        host.learn()
-        readings = host.capture(made.microphone)
-
-    A flag is True; a tuple is an option of several numbers, a list is an option given several times. `zeto` is the
-    command-line tool. Bad options are ValueErrors, files that cannot be read OSErrors, with the tool's own line."""
-    words = [word for name, value in options.items() for word in _words(name, value)]
-    with tempfile.TemporaryDirectory() as folder:
-        wav = os.path.join(folder, "simulated.wav")
-        done = run_tool(["simulate", *words, "--json", f"--wav={wav}"], zeto, stderr=subprocess.PIPE)
-        said = done.stderr.decode(errors="replace")
-        if done.returncode:
-            raise (OSError if done.returncode == 1 else ValueError)(said.strip())
-        sys.stderr.write(said)  # that samples were clipped, for example
-        reference, microphone = map(np.ascontiguousarray, (read(wav) * 2**15).astype(np.int16))
     report: Dict[str, Any] = json.loads(said)
     return Simulation(reference, microphone, _truth(report, len(microphone)), report.get("readings", []), report)
 
