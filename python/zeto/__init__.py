@@ -34,6 +34,7 @@ from ._library import (
 )
 from ._profile import Peak, Profile, profile
 from ._simulate import Simulation, simulate
+from ._tune import Tuned, tune
 
 __all__ = [
     "BLOCK",
@@ -51,6 +52,7 @@ __all__ = [
     "Profile",
     "Reading",
     "Simulation",
+    "Tuned",
     "ZetoError",
     "__version__",
     "measurements",
@@ -58,4 +60,5 @@ __all__ = [
     "quiet",
     "sets",
     "simulate",
+    "tune",
 ]

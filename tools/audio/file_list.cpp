@@ -1,5 +1,6 @@
 #include "audio/file_list.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>

@@ -1,0 +1,1 @@
+"""What scripts/study computes, a module per subject."""
