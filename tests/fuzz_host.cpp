@@ -63,7 +63,8 @@ void look_back() {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzInput input(data, size);
-  const zeto_set& set = *zeto_find_set(input.one_in(4) ? "room" : "hand");
+  zeto_set set = *zeto_find_set(input.one_in(4) ? "room" : "hand");
+  if (input.one_in(8)) input.take(&set.hear, sizeof set.hear);
   const zeto_host_param param = {&set, static_cast<int32_t>(1 + input.below(4)), static_cast<float>(input.below(101))};
   Object whole(param, 0), pieces(param, '\xA5');
   const size_t bytes = support::sample_bytes(param.format_type);
@@ -71,36 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   air.latency = static_cast<int>(input.below(10000));
   if (!input.one_in(8)) zeto_host_learn(whole.host), zeto_host_learn(pieces.host);
 
-  for (uint32_t turn = 0; turn < 60 && !input.empty(); ++turn) {
-    switch (input.below(48)) {
-      case 0:
-        air.latency = static_cast<int>(input.below(10000));
-        break;
-      case 1:
-        air.latency += static_cast<int>(input.below(1000)) - std::min(500, air.latency);
-        break;
-      case 2:
-        air.direct = input.pick({0.0, 0.01, 0.3, 1.0, 100.0});
-        break;
-      case 3:
-        air.hand = input.pick({0.0, 0.02, 0.1, 0.5, 5.0});
-        break;
-      case 4:
-        air.way = static_cast<int>(input.below(2000));
-        break;
-      case 5:
-        air.foreign = input.pick({0.0, 0.1, 1.0});
-        break;
-      case 6:
-        air.hiss = input.pick({0.0, 4.0, 1000.0, 40000.0});
-        break;
-      case 7:
-        if (input.one_in(4)) zeto_host_learn(whole.host), zeto_host_learn(pieces.host);
-        break;
-      default:
-        break;
-    }
-    const size_t n = input.below(24000);
+  const auto listen = [&](size_t n) {
     std::vector<char> played(n * bytes + 1), again(played);
     zeto_host_play(whole.host, played.data(), n * bytes);
     in_pieces(input, n, [&](size_t at, size_t part) { zeto_host_play(pieces.host, &again[at * bytes], part * bytes); });
@@ -119,6 +91,40 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto found = zeto_host_learned(whole.host), also = zeto_host_learned(pieces.host);
     require(std::memcmp(&found, &also, sizeof found) == 0, "what is learned depends on the buffers");
     require(std::isfinite(found.latency_ms) && std::isfinite(found.drift_ppm), "a finding that is no number");
+  };
+  if (input.one_in(2)) listen(3 * ZETO_SAMPLE_RATE);  // learns, before anything happens
+  for (uint32_t turn = 0; turn < 60 && !input.empty(); ++turn) {
+    switch (input.below(48)) {
+      case 0:
+        air.latency = static_cast<int>(input.below(10000));
+        break;
+      case 1:
+        air.latency += static_cast<int>(input.below(1000)) - std::min(500, air.latency);
+        break;
+      case 2:
+        air.direct = input.pick({0.0, 0.01, 0.3, 1.0, 100.0});
+        break;
+      case 3:
+        air.hand = input.pick({0.0, 0.02, 0.1, 0.5, 5.0});
+        air.way = static_cast<int>(input.below(2000));
+        break;
+      case 4:
+        air.hand = 0.1;
+        air.way = 20 + static_cast<int>(input.below(200));
+        break;
+      case 5:
+        air.foreign = input.pick({0.0, 0.1, 1.0});
+        break;
+      case 6:
+        air.hiss = input.pick({0.0, 4.0, 1000.0, 40000.0});
+        break;
+      case 7:
+        if (input.one_in(4)) zeto_host_learn(whole.host), zeto_host_learn(pieces.host);
+        break;
+      default:
+        break;
+    }
+    listen(input.below(24000));
   }
   return 0;
 }
