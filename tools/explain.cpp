@@ -8,6 +8,7 @@
 #include "observer.hpp"
 #include "options.hpp"
 #include "prepared.hpp"
+#include "sense_report.hpp"
 #include "sensing.hpp"
 #include "text.hpp"
 #include "verbs.hpp"
@@ -115,18 +116,6 @@ void print_json(const ExplainOptions& options, const std::vector<Explained>& all
     separator = ",\n";
   }
   std::puts("\n]}");
-}
-
-std::string verdict(const Observation& seen) {
-  if (seen.accepted) return "accepted";
-  std::string why;
-  const auto add = [&](bool met, const char* what) {
-    if (!met) why.append(why.empty() ? "rejected: " : ", ").append(what);
-  };
-  add(seen.has_hits, "position");
-  add(seen.has_levels, "level");
-  add(seen.is_steady, "steadiness");
-  return why;
 }
 
 void print_peaks(const Observation& seen) {

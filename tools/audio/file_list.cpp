@@ -7,6 +7,7 @@
 #include <iostream>
 #include <iterator>
 
+#include "audio/standard_input.hpp"
 #include "error.hpp"
 
 namespace zeto::tool {
@@ -37,6 +38,9 @@ std::vector<std::string> FileList::names() const {
     add_names(file, all);
     if (file.bad()) throw UserError("cannot read " + *from + ": " + std::strerror(errno));
   }
+  if (from == "-" && std::count(all.begin(), all.end(), "-") > 0) {
+    throw UserError("--files-from: standard input brings the names, it cannot be a recording too");
+  }
   if (all.empty()) throw UserError(from ? "--files-from: no name in " + *from : "no file given (see --help)");
   return all;
 }
@@ -47,6 +51,10 @@ void add_files(CLI::App& verb, FileList& list, const char* what) {
                   "More files: their names in a file, one a line, or each\n"
                   "ended by a NUL (find -print0); - for standard input")
       ->type_name("FILE|-");
+  verb.add_option("--raw", raw_encoding,
+                  "Standard input brings samples without a header, 48000 Hz,\nlittle-endian: s16, s24, s32 or f32")
+      ->type_name("KIND")
+      ->check(CLI::IsMember({"s16", "s24", "s32", "f32"}).description(""));
 }
 
 }  // namespace zeto::tool

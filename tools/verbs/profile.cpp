@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <thread>
 
 #include "audio/file_list.hpp"
 #include "audio_file.hpp"
@@ -173,7 +172,7 @@ void profile_files(const ProfileOptions& options) {
           : options.csv ? csv_of(options, files[i], profiled)
                         : table_of(options, files[i], profiled));
   };
-  in_order(files.size(), std::max(1u, std::thread::hardware_concurrency()), work, use, idle);
+  in_order(files.size(), jobs_of(0), work, use, idle);
   if (failed > 0) throw SomeFilesFailed();
 }
 

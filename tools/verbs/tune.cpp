@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <thread>
 
 #include "batch.hpp"
 #include "error.hpp"
@@ -75,9 +74,7 @@ void tune(const TuneOptions& options) {
     tuned.add(i, stretches[i], counts);
     idle();
   };
-  const size_t jobs =
-      options.jobs > 0 ? static_cast<size_t>(options.jobs) : std::max(1u, std::thread::hardware_concurrency());
-  in_order(n, jobs, work, use, idle);
+  in_order(n, jobs_of(options.jobs), work, use, idle);
   progress.clear();
   if (failed == n) throw SomeFilesFailed();
   tuned.rank();
