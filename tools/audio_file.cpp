@@ -135,7 +135,7 @@ AudioReader::AudioReader(std::string path, int channels)
   SF_INFO info{};
   if (path_ == "-" && !raw_encoding.empty()) {
     info.samplerate = kSampleRate;
-    info.channels = channels_;
+    info.channels = std::max(1, channels_);
     info.format = raw_format();
   }
   file_.reset(sf_open(file.c_str(), SFM_READ, &info));
@@ -147,6 +147,7 @@ AudioReader::AudioReader(std::string path, int channels)
     fail("its rate is " + std::to_string(info.samplerate) + " Hz, must be 48000 Hz; convert it: sox " +
          (path_ == "-" ? "in.wav" : path_) + " -r 48000 converted.wav");
   }
+  if (channels_ == kAnyChannels) channels_ = info.channels;
   if (info.channels != channels_)
     fail("it has " + channels_text(info.channels) + ", must have " + std::to_string(channels_));
   if (const Missing missing = missing_from(file); missing.bytes > 0) {  // libsndfile reads them as if they were shorter

@@ -40,6 +40,9 @@ class AudioReader {
  public:
   AudioReader(std::string path, int channels);
 
+  static constexpr int kAnyChannels = 0;
+  int channels() const { return channels_; }
+
   /// Samples per channel.
   int64_t frames() const { return frames_; }
   /// A line for the user if samples are missing at the end, or a lossy codec stored them; empty otherwise.

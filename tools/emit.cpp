@@ -8,6 +8,7 @@
 #include "error.hpp"
 #include "host_sample.hpp"
 #include "options.hpp"
+#include "reports/parameter_warnings.hpp"
 #include "sweep_table.hpp"
 #include "text.hpp"
 #include "verbs.hpp"
@@ -104,15 +105,17 @@ void emit(const EmitOptions& options) {
   if (options.seconds && !(*options.seconds > 0.0 && *options.seconds <= kMaxSeconds)) {
     throw UserError("--seconds: must be above 0 and at most 21600 (six hours)");
   }
+  warn_of("zeto emit", options.set, Side::kEmitter);
   Playback playback(options);
   AudioWriter writer(options.out, HostFormat{options.format});
   const double peak = with_samples_of(HostFormat{options.format}, [&](auto sample, double full_scale) {
     return run<decltype(sample)>(options, playback, writer, full_scale);
   });
   writer.commit();
-  std::printf("%s: %s, %lld samples (%.3f s), peak %.4f%s\n", printable(options.out).c_str(),
-              name_of(HostFormat{options.format}), static_cast<long long>(playback.samples()),
-              static_cast<double>(playback.samples()) / kSampleRate, peak, peak > 0.0 ? "" : " (silent)");
+  std::fprintf(options.out == "-" ? stderr : stdout, "%s: %s, %lld samples (%.3f s), peak %.4f%s\n",
+               printable(options.out).c_str(), name_of(HostFormat{options.format}),
+               static_cast<long long>(playback.samples()), static_cast<double>(playback.samples()) / kSampleRate, peak,
+               peak > 0.0 ? "" : " (silent)");
 }
 
 }  // namespace
@@ -120,7 +123,11 @@ void emit(const EmitOptions& options) {
 void add_emit(CLI::App& app) {
   auto* verb = app.add_subcommand("emit", "Make the chirp: pass playback through the downlink wrapper");
   const auto options = std::make_shared<EmitOptions>();
-  verb->add_option("-o,--out", options->out, "WAV file to write (48000 Hz, mono)")->type_name("FILE")->required();
+  verb->add_option("-o,--out", options->out,
+                   "File to write (48000 Hz, mono): .wav, .flac, or .raw for\n"
+                   "samples without a header; - for WAV on standard output")
+      ->type_name("FILE")
+      ->required();
   verb->add_option("-i,--in", options->in,
                    "Audio file to play (48000 Hz, mono); without it, silence.\n"
                    "The chirp replaces the playback, it is not mixed in")

@@ -4,13 +4,17 @@
 
 #include <cstdio>
 
+#include "text/terminal.hpp"
+
 namespace zeto::tool {
 
 Progress::Progress() : is_terminal_(isatty(STDERR_FILENO) == 1) {}
 
 void Progress::show(const std::string& line) {
   if (!is_terminal_ || std::chrono::steady_clock::now() - begin_ < std::chrono::seconds(1)) return;
-  std::fprintf(stderr, "\r\033[K%s", line.c_str());
+  const size_t columns = columns_of(STDERR_FILENO);
+  const size_t fits = columns > 1 ? columns - 1 : line.size();  // a full line would wrap
+  std::fprintf(stderr, "\r\033[K%s", line.substr(0, fits).c_str());
   std::fflush(stderr);
   shown_ = true;
 }

@@ -18,6 +18,7 @@
 #include "options.hpp"
 #include "prepared.hpp"
 #include "progress.hpp"
+#include "reports/parameter_warnings.hpp"
 #include "reports/run_info.hpp"
 #include "reports/unit.hpp"
 #include "sense_report.hpp"
@@ -137,6 +138,7 @@ void sense_files(const SenseOptions& options) {
   const KitReport kit_report(report_options(options, files));
   std::string heading = options.by_kit() ? kit_report.heading() : report.heading();
   if (options.no_heading) heading.clear();
+  if (!options.by_kit()) warn_of("zeto sense", options.set, Side::kDetector);
   Work sensing;
   size_t done = 0;
   size_t failed = 0;

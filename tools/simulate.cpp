@@ -6,6 +6,7 @@
 #include "echo_table.hpp"
 #include "error.hpp"
 #include "options.hpp"
+#include "reports/parameter_warnings.hpp"
 #include "scene_options.hpp"
 #include "sensing.hpp"
 #include "simulation.hpp"
@@ -108,6 +109,7 @@ void add_simulate(CLI::App& app) {
       "  zeto simulate --set room --phone --target-cm 200 --target-db -38 --seed 7");
   verb->callback([options, scene] {
     const auto given = std::find_if(scene.begin(), scene.end(), [](const auto* option) { return option->count() > 0; });
+    warn_of("zeto simulate", options->set, Side::kBoth);
     const bool has_path = given != scene.end();
     if (has_path && !options->delays_ms.empty()) throw UserError((*given)->get_name() + ": not with --delay-ms");
     if (options->delays_ms.empty() && (has_path || has_sweeps(options->set))) {

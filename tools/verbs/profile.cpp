@@ -16,6 +16,7 @@
 #include "path/target.hpp"
 #include "prepared.hpp"
 #include "progress.hpp"
+#include "reports/parameter_warnings.hpp"
 #include "reports/unit.hpp"
 #include "sensing.hpp"
 #include "text.hpp"
@@ -153,6 +154,7 @@ std::string table_of(const ProfileOptions& options, const std::string& file, con
 
 void profile_files(const ProfileOptions& options) {
   if (slope_hz_s(options.set) <= 0.0) throw UserError("by these parameters nothing is played: see zeto params");
+  warn_of("zeto profile", options.set, Side::kEmitter);
   const auto files = options.files.names();
   if (options.csv && !options.no_heading) print(kCsvHeading);
   size_t failed = 0;
