@@ -109,7 +109,6 @@ void add_simulate(CLI::App& app) {
       "  zeto simulate --set room --phone --target-cm 200 --target-db -38 --seed 7");
   verb->callback([options, scene] {
     const auto given = std::find_if(scene.begin(), scene.end(), [](const auto* option) { return option->count() > 0; });
-    warn_of("zeto simulate", options->set, Side::kBoth);
     const bool has_path = given != scene.end();
     if (has_path && !options->delays_ms.empty()) throw UserError((*given)->get_name() + ": not with --delay-ms");
     if (options->delays_ms.empty() && (has_path || has_sweeps(options->set))) {
@@ -117,6 +116,7 @@ void add_simulate(CLI::App& app) {
     } else {
       simulate_echoes(*options);
     }
+    warn_of("zeto simulate", options->set, Side::kBoth);  // behind errors, each of which is alone
   });
 }
 
