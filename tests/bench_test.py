@@ -269,6 +269,38 @@ class BenchTest(unittest.TestCase):
         self.assertIn(b"UltraHz_cand_dB", shown)
         self.assertLessEqual(max(map(len, shown.decode().splitlines())), 60)
 
+    def test_page_on_scale_does_what_it_says(self):
+        os.mkdir("captures")
+        for i in range(1, 41):
+            made(f"captures/{i}.wav", "-d", 10 * i, seconds=0.6)
+        with open("captures/bad.wav", "w") as file:
+            file.write("no audio")
+        os.symlink(ZETO, "zeto")
+        environment = {**os.environ, "PATH": os.getcwd() + ":" + os.environ["PATH"], "PARALLEL_HOME": os.getcwd()}
+        with open(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "docs", "scale.md")) as file:
+            blocks = re.findall(r"```(sh|python)\n(.*?)```", file.read(), re.S)
+        self.assertEqual(len(blocks), 6)
+        want = {row["file"]: row for row in rows_of(run("sense", "--summary", "--csv", *(f"captures/{n}.wav" for n in [*range(1, 41), "bad"])))}
+        for language, block in blocks:
+            if "parallel " in block and not shutil.which("parallel"):
+                continue
+            runner = ["bash", "-c"] if language == "sh" else ["/usr/bin/python3", "-c"]
+            done = subprocess.run([*runner, block], env=environment, capture_output=True, text=True, timeout=100)
+            if language == "python":
+                if "No module named 'dask'" not in done.stderr:
+                    told = dict(line.split(" ", 1) for line in done.stdout.splitlines())
+                    self.assertEqual({name: told[name] for name in want if name != "captures/bad.wav"},
+                                     {name: row["accepted"] for name, row in want.items() if not row["error"]}, done.stderr)
+                    self.assertIn("not an audio file", told["captures/bad.wav"])
+                continue
+            for name in ["results.csv", "crashed.csv"] if "crashed.csv" in block else ["results.csv"] if "results.csv" in block else []:
+                with open(name) as file:
+                    rows = list(csv.reader(file))
+                rows = [row for row in rows if row[0] != "file"]
+                self.assertEqual(sorted(rows), sorted(list(row.values()) for row in want.values()), (block, done.stderr))
+            if "both.wav" in block:
+                self.assertIn("both channels are the same", done.stderr)
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -278,6 +278,27 @@ class PythonTest(unittest.TestCase):
         with self.assertRaisesRegex(OSError, "none.wav"):
             zeto.simulate(set="hand", noise="none.wav")
 
+    def test_profiles_and_tunes_as_an_optimiser_would(self):
+        made = zeto.simulate(delay_ms=105.3, seconds=3)
+        for scale, dtype in (1, np.int16), (2**16, np.int32), (2**-15, np.float32):
+            found = zeto.profile(made.reference * dtype(scale), made.microphone * dtype(scale))
+            self.assertEqual(found.delay_ms.shape, found.median_db.shape)
+            self.assertAlmostEqual(found.peaks[0].delay_ms, 105.3, delta=0.5)
+        held = zeto.profile(made.reference, made.microphone, align=found.latency_ms)
+        self.assertLess(held.median_db.max(), found.median_db.max() - 10)
+        with self.assertRaisesRegex(ValueError, "equal lengths"):
+            zeto.profile(made.reference, made.microphone[1:])
+        self.tool("simulate", "--delay-ms", 60, "--gain", 0.02, "--seconds", 3, "--wav", self.path)
+        truth = self.path + ".csv"
+        with open(truth, "w") as file:
+            file.write("file,truth,from_s\na.wav,60,1\n")
+        (default,), (lower,) = zeto.tune(truth), zeto.tune(truth, UltraHz_cand_dB=-45)
+        self.assertGreater(lower.score, default.score)
+        grid = zeto.tune(truth, grid={"UltraHz_cand_dB": range(-45, 1, 15)}, two_of_five=True)
+        self.assertEqual((len(grid), grid[0].labels["60"]["right"]), (5, grid[0].right))
+        with self.assertRaisesRegex(ValueError, "no parameter"):
+            zeto.tune(truth, grid={"gain": 1})
+
     def test_draws_what_the_tool_measures(self):
         try:
             from zeto import plot
@@ -289,6 +310,11 @@ class PythonTest(unittest.TestCase):
         want = [(float(row["time_s"]), int(row["measurement"])) for row in rows if row["measurement"]]
         self.assertEqual(list(zip(*axes.lines[0].get_data())), want)
         self.assertEqual(len(axes.patches), 10 - len(want))
+        peaks = [line.get_xdata()[0] for line in plot.draw("profile", self.path, zeto=ZETO).axes[0].lines if len(line.get_xdata()) == 1]
+        self.assertAlmostEqual(peaks[0], 60, delta=0.5)
+        self.tool("simulate", "--delay-ms", 60, "--seconds", 200, "--wav", self.path + ".long.wav")
+        median = plot.draw("measurement", self.path + ".long.wav", zeto=ZETO).axes[0].lines[0].get_data()
+        self.assertEqual((len(median[0]), set(median[1][~np.isnan(median[1])])), (450, {58}))
         for kind in "measurement", "spectra":  # results are infinite there
             plot.draw(kind, self.path, ["--UltraHz-scope=5"], ZETO)
         level = plot.draw("spectrogram", self.path, zeto=ZETO).axes[0].images[0].get_array()
@@ -328,7 +354,7 @@ class PythonTest(unittest.TestCase):
             (1, "No such file", (picture("none.wav"), "-o", picture("b.png"))),
             (2, "cannot write", (self.path, "-o", picture("none/b.png"))),
             (2, "written as", (self.path, "-o", picture("b.gif"))),
-            (2, "no analysis", (self.path, "-o", picture("b.png"), "--from", "3")),
+            (1, "no analysis", (self.path, "-o", picture("b.png"), "--from", "3")),
             (2, "read as well", (picture("own.png"), "-o", picture("own.png"))),
         ):
             result = run(*words)

@@ -16,6 +16,7 @@
 #include "progress.hpp"
 #include "reports/parameter_warnings.hpp"
 #include "reports/run_info.hpp"
+#include "reports/unit.hpp"
 #include "sense_report.hpp"
 #include "sensing.hpp"
 #include "text.hpp"
@@ -136,7 +137,8 @@ class JsonOutput {
   JsonOutput(const ExplainOptions& options, const std::string& file) {
     ExplainOptions copy = options;
     head_ = "{\"file\":" + text_of(file) + ",\"parameters\":" + text_of(json_of(parameters_of(copy.set.hear))) +
-            text(",\"version\":\"%s\",\"bin_hz\":%g", ZETO_VERSION_STRING, static_cast<double>(kBinHz));
+            text(",\"version\":\"%s\",\"unit\":\"%s\",\"bin_hz\":%g", ZETO_VERSION_STRING, unit_of(options.set).c_str(),
+                 static_cast<double>(kBinHz));
   }
 
   void add(const Explained& explained) {
@@ -159,9 +161,9 @@ double number(float value) {
 
 constexpr const char* kCsvHeading =
     "file,index,time_s,candidates,beat_hz,hits,hit_ratio,level_db,level_hits,level_ratio,steadiness,folded_hz,span_hz,"
-    "value,result,accepted,reason,";
+    "value,result,unit,accepted,reason,";
 
-std::string csv_of(const std::string& file, const Explained& explained) {
+std::string csv_of(const std::string& file, const Explained& explained, const std::string& unit) {
   const Observation& seen = explained.seen;
   const auto any = [&](float value) { return seen.candidates > 0 ? text("%.9g", number(value)) : std::string(); };
   const std::string why = seen.accepted ? "" : verdict(seen).substr(10);  // behind "rejected: "
@@ -169,7 +171,7 @@ std::string csv_of(const std::string& file, const Explained& explained) {
          text(",%d,%g,", seen.hits, number(seen.hit_ratio.current)) + any(seen.level) +
          text(",%d,%g,%g,", seen.level_hits, number(seen.level_ratio.current), number(seen.steadiness)) +
          any(seen.folded) + text(",%g,", number(seen.span)) + any(seen.value) +
-         text(",%.9g,%d,", number(seen.result), seen.accepted ? 1 : 0) + csv_cell(why) + ",";
+         text(",%.9g,%s,%d,", number(seen.result), unit.c_str(), seen.accepted ? 1 : 0) + csv_cell(why) + ",";
 }
 
 /// The peaks of the 18 spectra, nine in a line.
@@ -202,7 +204,7 @@ std::string table_of(const Explained& explained, bool brief) {
 
 void explain(const ExplainOptions& options) {
   const auto files = options.files.names();
-  const RunInfo info{"", digest_of(options.set, options.steps)};
+  const RunInfo info{unit_of(options.set), digest_of(options.set, options.steps)};
   warn_of("zeto explain", options.set, Side::kDetector);
   Progress progress;
   size_t failed = 0;
@@ -220,7 +222,7 @@ void explain(const ExplainOptions& options) {
         heading();
         if (!options.csv && !any && files.size() > 1) print(printable(file) + "\n");
         any = true;
-        print(options.csv ? csv_of(file, explained) + csv_tail(info) : table_of(explained, options.brief));
+        print(options.csv ? csv_of(file, explained, info.unit) + csv_tail(info) : table_of(explained, options.brief));
       });
     } catch (const FileError& error) {
       fault = error.what();
@@ -228,7 +230,7 @@ void explain(const ExplainOptions& options) {
       complain("zeto explain", fault);
       if (options.csv) {
         heading();
-        print(csv_cell(file) + std::string(17, ',') + csv_tail(info, fault));
+        print(csv_cell(file) + std::string(18, ',') + csv_tail(info, fault));
       }
     }
     if (options.json) json.end(fault);
