@@ -62,7 +62,7 @@ void run_row(benchmark::State& state, const std::string& name, const std::functi
   std::vector<Outcome> outcomes;
   for (size_t i = 0; i < best.size(); ++i) {
     const Subject& subject = row.subjects[i];
-    const double ns = quoted(best[i], subject.quote) / double(row.calls * row.parts);
+    const double ns = quoted(best[i], subject.quote) / double(row.calls * row.parts) / subject.per_call;
     const double ratio = i == 0 ? 1 : ns / outcomes[0].ns;
     outcomes.push_back({subject.name, ns, ratio, subject.goal});
     state.counters[subject.name + " ns"] = ns;
@@ -77,6 +77,20 @@ void run_row(benchmark::State& state, const std::string& name, const std::functi
 void add_row(const std::string& name, std::function<Row()> make) {
   const auto run = [name, make = std::move(make)](benchmark::State& state) { run_row(state, name, make); };
   benchmark::RegisterBenchmark(name.c_str(), run)->UseManualTime();
+}
+
+void add_measured(const std::string& name, std::function<std::vector<Measured>()> make) {
+  const auto run = [name, make = std::move(make)](benchmark::State& state) {
+    const std::vector<Measured> measured = make();
+    for (auto _ : state) state.SetIterationTime(1);
+    std::vector<Outcome> outcomes;
+    for (const Measured& m : measured) {
+      outcomes.push_back({m.name, m.ns, m.ns / measured[0].ns, m.goal});
+      state.counters[m.name + " ns"] = m.ns;
+    }
+    table.put(name, outcomes);
+  };
+  benchmark::RegisterBenchmark(name.c_str(), run)->UseManualTime()->Iterations(1);
 }
 
 void add_figure(const std::string& name, std::function<double()> make) {

@@ -20,6 +20,7 @@ struct Subject {
   std::function<void()> prepare = [] {};  // before each round, not timed
   double goal = 0;                        // the time must be at least this multiple of the first subject's
   Quote quote = Quote::kAverage;
+  double per_call = 1;  // how many of what is quoted a call counts as
 };
 
 struct Row {
@@ -31,6 +32,12 @@ struct Row {
 
 // Registers a row; `make` is called when its turn comes, many times.
 void add_row(const std::string& name, std::function<Row()> make);
+// Registers a row that measures by itself: the library's time first.
+struct Measured {
+  std::string name;
+  double ns, goal;
+};
+void add_measured(const std::string& name, std::function<std::vector<Measured>()> make);
 // Registers a row that is a figure.
 void add_figure(const std::string& name, std::function<double()> make);
 

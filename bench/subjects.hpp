@@ -25,13 +25,16 @@ class LibraryDetector {
     zeto_tx_set_param(state_.get(), reinterpret_cast<const zeto_tx_param*>(kSensing));
   }
 
-  void set_window(const float* a, const float* b) {
-    std::memcpy(state_->hist_a, a, sizeof state_->hist_a);
-    std::memcpy(state_->hist_b, b, sizeof state_->hist_b);
+  // A window of both inputs, 16 bits wide, to kWindow samples of beat: block by block, as they come.
+  void filter_and_mix(const float* a, const float* b, float* mixed) {
+    using namespace zeto;
+    const FilterBank bank = {detector::kHighPass, detector::kLowPass, state_->high_pass_a, state_->high_pass_b,
+                             state_->low_pass};
+    for (size_t at = 0; at < kWindow; at += kBlock) {
+      f64x2 high[kBlock];
+      filter_block(bank, state_->mix_gain, Width::k16Bits, a + at, b + at, high, mixed + at, kBlock);
+    }
   }
-
-  // The window to kWindow samples of beat.
-  void filter_and_mix(float* mixed) { zeto::detector::filter_and_mix(*state_, mixed); }
 
   // The beat to spectra, which lie as the library likes it.
   void transform(const float* mixed) {

@@ -3,13 +3,9 @@
 #include <math.h>
 
 #include "kernels/saturate.hpp"
-#include "zeto/tables.h"
 
 namespace zeto::detector {
 namespace {
-
-constexpr FilterTables kHighPass = {b_Hp_Ultra, a_Hp_Ultra};
-constexpr FilterTables kLowPass = {b_Lp_Ultra, a_Lp_Ultra};
 
 float median(const float* sorted, int n) noexcept {
   const int middle = n / 2;
@@ -21,10 +17,6 @@ int count_near(const float* values, int n, float centre, float tolerance) noexce
   for (int i = 0; i < n; ++i) count += fabsf(values[i] - centre) < tolerance;
   return count;
 }
-
-struct Unobserved {
-  void operator()(const zeto_tx_state&, const Findings&) const noexcept {}
-};
 
 }  // namespace
 

@@ -1,6 +1,9 @@
 // The steps of an analysis: 200 ms of both inputs become one measurement.
 #pragma once
 
+#include <type_traits>
+
+#include "detector/ahead.hpp"
 #include "detector/spectrum.hpp"
 #include "detector/state.hpp"
 
@@ -64,24 +67,33 @@ void push(RatioHistory& history, float ratio) noexcept;
 
 // What an analysis has seen, for who watches it; the rest is in the state.
 struct Findings {
-  const float* mixed;              // kWindowLen samples
+  const float* mixed;              // kWindowLen samples, set from kFirstStretch on
   const Peak (&peaks)[kSegments];  // not set in a state that was never initialised
   int candidates;
   const Agreement& agreed;
   bool accepted;
 };
 
-// All of it, on the histories as they stand. `observe(state, findings)` is called last. This is the one point from
+// Watches nothing.
+struct Unobserved {
+  void operator()(const zeto_tx_state&, const Findings&) const noexcept {}
+};
+
+// All of it, or what is left of it after an analysis ahead. `observe(state, findings)` is called last. This is the one point from
 // which an analysis can be watched: the library itself does so with an observer that does nothing and leaves no code
 // behind.
 template <typename Observer>
 void analyse(zeto_tx_state& state, Observer&& observe) noexcept {
+  constexpr bool kObserved = !std::is_same_v<std::remove_cvref_t<Observer>, Unobserved>;
   float mixed[kWindowLen];
-  filter_and_mix(state, mixed);
-
   Peak peaks[kSegments];
   const bool prepared = state.fft_len != 0;  // a state that was never initialised has no transform
-  if (prepared) find_peaks(state.fft, mixed, peaks);
+  if (is_window_ahead(state)) {
+    finish_window(state, kObserved, mixed, peaks);
+  } else {
+    filter_and_mix(state, mixed);
+    if (prepared) find_peaks(state.fft, mixed, peaks);
+  }
   const int n = prepared ? list_candidates(state, peaks) : 0;
   const Agreement agreed = agree(state.cand_freq, state.cand_level, n);
   push(state.hit_ratio_hist, agreed.hit_ratio);

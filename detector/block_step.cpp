@@ -1,6 +1,7 @@
 // What happens to each block: into the ring, through the delay line where it is on, and every twentieth time the
 // analysis.
 #include "detector/analysis.hpp"
+#include "kernels/lanes.hpp"
 #include "kernels/saturate.hpp"
 #include "zeto/cores.h"
 #include "zeto/kernels.h"
@@ -31,15 +32,34 @@ void warm_up(zeto_tx_state& state, const float* block_a) noexcept {
   state.delay_status = -1.0f;
 }
 
-// The first input takes the way around through the delay line where that is on.
-void store(zeto_tx_state& state, uint32_t slot, const float* block_a, const float* block_b) noexcept {
-  if (state.delay_ms < kBlockMs) {
-    copy_block(block_a, block_of(state.hist_a, slot));
-  } else {
-    copy_block(block_of(state.delay_line, slot), block_of(state.hist_a, slot));
-    copy_block(block_a, block_of(state.delay_line, slot));
+// True if samples are 16 bits wide, which go to `raw`.
+bool narrow(const float* samples, int16_t* raw) noexcept {
+  constexpr uint32_t kLanes = 4;
+  i32x4 difference = {};
+  for (uint32_t i = 0; i < kBlockLen; i += kLanes) {
+    const f32x4 v = load<f32x4>(samples + i);
+    const i16x4 narrowed = saturate_int16(v * 32768.0f);
+    const f32x4 back = __builtin_convertvector(__builtin_convertvector(narrowed, i32x4), f32x4) * 0x1p-15f;
+    difference |= reinterpret_cast<i32x4>(back) ^ reinterpret_cast<i32x4>(v);
+    zeto::store(narrowed, raw + i);
   }
-  copy_block(block_b, block_of(state.hist_b, slot));
+  return (difference[0] | difference[1] | difference[2] | difference[3]) == 0;
+}
+
+// The first input takes the way around through the delay line where that is on.
+void store(zeto_tx_state& state, uint32_t slot, Block block) noexcept {
+  float delayed[kBlockLen];
+  int16_t raw[kBlockLen];
+  if (state.delay_ms >= kBlockMs) {
+    copy_block(block_of(state.delay_line, slot), delayed);
+    copy_block(block.a, block_of(state.delay_line, slot));
+    block.a = delayed;
+    block.raw_a = narrow(delayed, raw) ? raw : nullptr;
+  }
+  if (advance(state, slot, block)) return;
+  fall_back(state);
+  copy_block(block.a, block_of(state.hist_a, slot));
+  copy_block(block.b, block_of(state.hist_b, slot));
 }
 
 int16_t low_half(int32_t value) noexcept {
@@ -47,25 +67,29 @@ int16_t low_half(int32_t value) noexcept {
 }
 
 }  // namespace
-}  // namespace zeto::detector
 
-void zeto_tx_main_process(zeto_tx_state* state, const float* block_a, int16_t* out, const float* block_b) {
-  using namespace zeto::detector;
-  if (state == nullptr || block_a == nullptr || out == nullptr || block_b == nullptr) return;
-
-  if (is_warming_up(*state)) {
-    warm_up(*state, block_a);
+void step(zeto_tx_state& state, const Block& block, int16_t* out) noexcept {
+  if (is_warming_up(state)) {
+    fall_back(state);
+    warm_up(state, block.a);
   } else {
     // Counted from 1: the last slot fills at multiples of the ring's length. Unsigned, so that a count beyond 2^31
     // stays inside the ring.
-    const uint32_t k = static_cast<uint32_t>(state->frame_count) % kRingBlocks;
-    store(*state, k == 0 ? kRingBlocks - 1 : k - 1, block_a, block_b);
+    const uint32_t k = static_cast<uint32_t>(state.frame_count) % kRingBlocks;
+    store(state, k == 0 ? kRingBlocks - 1 : k - 1, block);
     if (k == 0) {
-      state->analysis_count = static_cast<int32_t>(static_cast<uint32_t>(state->analysis_count) + 1u);
-      analyse(*state);
+      state.analysis_count = static_cast<int32_t>(static_cast<uint32_t>(state.analysis_count) + 1u);
+      analyse(state);
     }
   }
 
-  const int16_t sample = low_half(zeto::saturate_int32(state->result_value));
+  const int16_t sample = low_half(saturate_int32(state.result_value));
   for (uint32_t i = 0; i < kBlockLen; ++i) out[i] = sample;
+}
+
+}  // namespace zeto::detector
+
+void zeto_tx_main_process(zeto_tx_state* state, const float* block_a, int16_t* out, const float* block_b) {
+  if (state == nullptr || block_a == nullptr || out == nullptr || block_b == nullptr) return;
+  zeto::detector::step(*state, {nullptr, nullptr, block_a, block_b}, out);
 }

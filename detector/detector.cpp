@@ -2,6 +2,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "detector/ahead.hpp"
 #include "detector/state.hpp"
 #include "zeto/arena.h"
 
@@ -31,6 +32,7 @@ void start_measurement(zeto_tx_state* state) {
   state->delay_status = 0.0f;
   state->analysis_count = 0;
   state->analysis_tag = 17;
+  restart_ahead(*state);
 }
 
 // A word as the parameter line shows it: its bits as an unsigned number.
@@ -119,6 +121,6 @@ void zeto_tx_process(zeto_tx_state* state, const int16_t* in_a, const int16_t* i
     count_blocks(state, 1);
     to_float(in_a + at, block_a);
     to_float(in_b + at, block_b);
-    zeto_tx_main_process(state, block_a, out + at, block_b);
+    step(*state, {in_a + at, in_b + at, block_a, block_b}, out + at);
   }
 }

@@ -1,71 +1,153 @@
 #include "detector/filter.hpp"
 
-#include "detector/high_passes.hpp"
-#include "detector/low_pass.hpp"
+#include <math.h>
+#include <string.h>
+
+#include "detector/filter_inputs.hpp"
+#include "detector/recursions.hpp"
 
 namespace zeto {
 namespace {
 
-constexpr size_t kChunk = kFilterChunk;
-constexpr size_t kPairs = kChunk / 2;
+constexpr size_t kMostPairs = kFilterMost / 2;
 
-// A chunk through the high-passes, and the chunk before it through the low-pass: while the newest output of one is on
-// its way, the other's sums are formed. One of them may have nothing to do. Nothing is lost where the outputs turn out
-// not to be in the range: it can be done again.
-template <Range kRange>
-bool step_all(HighPasses* high, LowPass* low) noexcept {
-  if (high != nullptr && low != nullptr) {
-    for (size_t n = 0; n < kPairs; ++n) {
-      high->step<kRange>(2 * n);
-      low->step<kRange>(n);
-      high->step<kRange>(2 * n + 1);
-    }
-  } else if (high != nullptr) {
-    for (size_t n = 0; n < kChunk; ++n) high->step<kRange>(n);
-  } else {
-    for (size_t n = 0; n < kPairs; ++n) low->step<kRange>(n);
+// The amplified product of two samples of both. A product of floats is exact in double, and rounding it once gives what
+// the float product gives; that of two denormal ones is too small for a float: a zero.
+template <Rounding kRounding>
+f64x2 amplified_product(const Rounded& first, const Rounded& second, float gain) noexcept {
+  if constexpr (kRounding == Rounding::kConverted) {
+    const f32x4 both = __builtin_shufflevector(first.narrow, second.narrow, 0, 4, 1, 5);
+    const f32x4 b = __builtin_shufflevector(both, both, 2, 3, 2, 3);
+    return low_to_double(both * b * gain);
   }
-  return (high == nullptr || high->are_outputs_in<kRange>()) && (low == nullptr || low->are_outputs_in<kRange>());
+  const f64x2 a = __builtin_shufflevector(first.wide, second.wide, 0, 2);
+  const f64x2 b = __builtin_shufflevector(first.wide, second.wide, 1, 3);
+  if constexpr (kRounding == Rounding::kDenormal) {
+    return f64_of((bits_of(a) ^ bits_of(b)) & INT64_MIN) * static_cast<double>(gain);
+  }
+  return rounded<kRounding>(rounded<kRounding>(a * b).wide * static_cast<double>(gain)).wide;
 }
 
-Range likely_range(const HighPasses* high, const LowPass* low) noexcept {
-  if (low == nullptr) return high->likely_range();
-  if (high == nullptr) return low->likely_range();
-  return likely_range(high->likely_range(), low->likely_range());
-}
+// All outputs of a block. The low-pass is two pairs further behind than it must, so that neither waits for the other.
+// False where outputs turn out not to be in the range that they were rounded for; the memories are then as before.
+template <Rounding kHigh, Rounding kLow>
+bool run(const FilterBank& bank, float gain, const f64x2* sums, f64x2* high, float* mixed, size_t n) noexcept {
+  HighPasses<kHigh> high_passes(bank, sums);
+  PairInputs inputs(bank.low_pass.b, bank.memory_low.inputs);
+  f64x2 product[kMostPairs];
+  const auto step_high = [&](size_t i) __attribute__((always_inline)) {
+    const auto outputs = high_passes.step();
+    high[2 * i] = outputs.first.wide;
+    high[2 * i + 1] = outputs.second.wide;
+    product[i] = amplified_product<kHigh>(outputs.first, outputs.second, gain);
+  };
 
-template <Range kRange>
-bool run_chunk(HighPasses* high, LowPass* low, f64x2* product) noexcept {
-  if (!step_all<kRange>(high, low)) return false;
-  if (low != nullptr) low->leave();
-  if (high != nullptr) high->leave<kRange>(product);
+  constexpr size_t kBehind = kFilterPairs + 2;
+  f64x2 begun[kFilterPairs];
+  for (size_t i = 0; i < kBehind; ++i) step_high(i);
+  for (size_t i = 0; i < kFilterPairs; ++i) begun[i] = inputs.step(product[i]);
+  LowPass<kLow> low_pass(bank, begun, mixed);
+  f64x2 sum = inputs.step(product[kFilterPairs]);
+  for (size_t i = kBehind; i < n / 2; ++i) {
+    low_pass.step(sum);
+    sum = inputs.step(product[i - 1]);
+    step_high(i);
+  }
+  low_pass.step(sum);
+  low_pass.step(inputs.step(product[n / 2 - 1]));
+  for (size_t i = 0; i < kFilterPairs; ++i) low_pass.step(f64x2{});
+  if (kHigh == Rounding::kDenormal && !high_passes.all_denormal()) return false;
+  if (kLow == Rounding::kDenormal && !low_pass.all_denormal()) return false;
+
+  for (size_t i = 0; i < kFilterOrder; ++i) {
+    const size_t t = n - kFilterOrder + i;
+    bank.memory_low.inputs[i] = static_cast<float>(product[t / 2][t % 2]);
+    bank.memory_a.outputs[i] = static_cast<float>(high[t][0]);
+    bank.memory_b.outputs[i] = static_cast<float>(high[t][1]);
+  }
+  memcpy(bank.memory_low.outputs, mixed + n - kFilterOrder, sizeof bank.memory_low.outputs);
   return true;
 }
 
-void run_chunk(HighPasses* high, LowPass* low, f64x2* product) noexcept {
-  const Range likely = likely_range(high, low);
-  if (likely == Range::kNormal && run_chunk<Range::kNormal>(high, low, product)) return;
-  if (likely == Range::kDenormal && run_chunk<Range::kDenormal>(high, low, product)) return;
-  run_chunk<Range::kAny>(high, low, product);
+#if defined(__SSE2__)
+constexpr float kLeastNormal = 0x1p-126f;
+
+bool are_below(float limit, const float* values, size_t n) noexcept {
+  for (size_t i = 0; i < n; ++i)
+    if (fabsf(values[i]) >= limit) return false;
+  return true;
+}
+bool are_denormal(const FilterMemory& memory) noexcept {
+  return are_below(kLeastNormal, memory.outputs, kFilterOrder);
+}
+
+// Whether an input's high-passed samples will hardly be denormal: it goes on, and what it goes on from is zero or far
+// from denormal.
+bool is_alive(const FilterMemory& memory, const float* input, size_t n) noexcept {
+  constexpr float kLeastSample = 0x1p-15f, kFarFromDenormal = 0x1p-20f, kDenormalLimit = 0x1p-149f;
+  if (are_below(kLeastSample, input, n)) return false;
+  return !are_below(kFarFromDenormal, memory.outputs, kFilterOrder) ||
+         are_below(kDenormalLimit, memory.outputs, kFilterOrder);
+}
+
+bool run_as_likely(const FilterBank& bank, float gain, const f64x2* sums, bool alive, f64x2* high, float* mixed,
+                   size_t n) noexcept {
+  using enum Rounding;
+  if (alive) return run<kConverted, kConverted>(bank, gain, sums, high, mixed, n);
+  if (are_denormal(bank.memory_low)) {
+    const bool small_a = are_denormal(bank.memory_a), small_b = are_denormal(bank.memory_b);
+    if (small_a && small_b && run<kDenormal, kDenormal>(bank, gain, sums, high, mixed, n)) return true;
+    if ((small_a || small_b) && run<kEither, kDenormal>(bank, gain, sums, high, mixed, n)) return true;
+  }
+  return run<kEither, kEither>(bank, gain, sums, high, mixed, n);
+}
+#endif
+
+bool are_zero(const float* values, size_t n) noexcept {
+  for (size_t i = 0; i < n; ++i) {
+    uint32_t bits;
+    memcpy(&bits, values + i, sizeof bits);
+    if (bits != 0) return false;
+  }
+  return true;
+}
+
+// The input sides of both high-passes' sums. Those of silence, which has no -0 in it, are +0.
+void sum_inputs(const FilterBank& bank, Width width, const float* a, const float* b, size_t n, f64x2* sums) noexcept {
+  if (width == Width::kAny) return sum_inputs(bank, a, b, n, sums);
+  const bool silent = are_zero(a, n) && are_zero(b, n) && are_zero(bank.memory_a.inputs, kFilterOrder) &&
+                      are_zero(bank.memory_b.inputs, kFilterOrder);
+  if (!silent) return sum_inputs_of_16_bits(bank, a, b, n, sums);
+  memset(sums, 0, (n + kFilterOrder) * sizeof *sums);
 }
 
 }  // namespace
 
+void filter_block(const FilterBank& bank, float gain, Width width, const float* a, const float* b, f64x2* high,
+                  float* mixed, size_t n) noexcept {
+  f64x2 sums[kFilterMost + kFilterOrder];
+  sum_inputs(bank, width, a, b, n, sums);
+#if defined(__SSE2__)
+  const bool alive = is_alive(bank.memory_a, a, n) && is_alive(bank.memory_b, b, n);
+#endif
+  memcpy(bank.memory_a.inputs, a + n - kFilterOrder, sizeof bank.memory_a.inputs);
+  memcpy(bank.memory_b.inputs, b + n - kFilterOrder, sizeof bank.memory_b.inputs);
+#if defined(__SSE2__)
+  run_as_likely(bank, gain, sums, alive, high, mixed, n);
+#else
+  run<Rounding::kConverted, Rounding::kConverted>(bank, gain, sums, high, mixed, n);
+#endif
+}
+
 void filter_and_mix(const FilterBank& bank, float gain, float* a, float* b, float* mixed, size_t n) noexcept {
-  const size_t chunks = n / kChunk;
-  if (chunks == 0) return;
-  HighPasses high(bank, gain, a, b, n);
-  LowPass low(bank, mixed);
-  f64x2 product[kPairs];
-  for (size_t chunk = 0; chunk <= chunks; ++chunk) {
-    HighPasses* const to_high = chunk < chunks ? &high : nullptr;
-    LowPass* const to_low = chunk > 0 ? &low : nullptr;
-    if (to_high != nullptr) to_high->enter();
-    if (to_low != nullptr) to_low->enter(product);
-    run_chunk(to_high, to_low, product);
+  for (size_t at = 0; at < n; at += kFilterMost) {
+    f64x2 high[kFilterMost];
+    filter_block(bank, gain, Width::kAny, a + at, b + at, high, mixed + at, kFilterMost);
+    for (size_t i = 0; i < kFilterMost; ++i) {
+      a[at + i] = static_cast<float>(high[i][0]);
+      b[at + i] = static_cast<float>(high[i][1]);
+    }
   }
-  high.keep();
-  low.keep(product);
 }
 
 }  // namespace zeto

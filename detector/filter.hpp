@@ -7,6 +7,8 @@
 
 #include <stddef.h>
 
+#include "kernels/lanes.hpp"
+
 namespace zeto {
 
 constexpr size_t kFilterOrder = 10;
@@ -17,7 +19,8 @@ struct FilterMemory {
   float outputs[kFilterOrder];
 };
 
-// Coefficients of z^0 .. z^-10. a[0] = 1, and the numerator reads the same both ways: b[k] = b[10 - k].
+// Coefficients of z^0 .. z^-10. a[0] = 1, and the numerator reads the same both ways: b[k] = b[10 - k]. The high-pass's
+// are floats: the product of one with a sample is exact in double precision.
 struct FilterTables {
   const double* b;
   const double* a;
@@ -31,9 +34,19 @@ struct FilterBank {
   FilterMemory& memory_low;
 };
 
-// High-passes a and b in place, multiplies them, scales the product by the gain and low-passes it into `mixed`.
-// @param n  samples of each, a multiple of kFilterChunk.
-constexpr size_t kFilterChunk = 160;
+// How wide samples are. If 16 bits, full scale 1.0, the sums of a high-pass's inputs are exact in any order.
+enum class Width { k16Bits, kAny };
+
+// High-passes a and b, multiplies them, scales the product by the gain and low-passes it into `mixed`; the memories go
+// on. Samples of one length, any of which may be in the same place.
+// @param n     samples of each: even, from 14 (twice what the low-pass is behind) to kFilterMost.
+// @param high  n pairs of high-passed samples, which are floats widened.
+constexpr size_t kFilterMost = 480;
+void filter_block(const FilterBank& bank, float gain, Width width, const float* a, const float* b, f64x2* high,
+                  float* mixed, size_t n) noexcept;
+
+// The same block by block, and the high-passed samples replace a and b.
+// @param n  a multiple of kFilterMost.
 void filter_and_mix(const FilterBank& bank, float gain, float* a, float* b, float* mixed, size_t n) noexcept;
 
 }  // namespace zeto

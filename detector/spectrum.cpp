@@ -6,9 +6,7 @@
 namespace zeto::detector {
 namespace {
 
-constexpr int kStretchLen = kDecimation * kFftLen;                                 // samples of the mixed signal
-constexpr int kFirstStretch = kWindowLen - kSegments / kDecimation * kStretchLen;  // what lies before is not used
-constexpr int kBins = kNumBins - 1;                                                // without bin 0
+constexpr int kBins = kNumBins - 1;  // without bin 0
 
 const float* first_sample(const float* mixed, int segment) noexcept {
   return mixed + kFirstStretch + segment / kDecimation * kStretchLen + segment % kDecimation;
@@ -117,17 +115,19 @@ void find_peaks_of_group(const f32x4* spectra, int group, Peak (&peaks)[kSegment
   }
 }
 
-void find_peaks(const zeto_drft_lookup& fft, const float* mixed, Peak (&peaks)[kSegments]) noexcept {
-  for (int group = 0; group < kGroups; ++group) {
-    if (is_silent(mixed, kSegmentOf[group])) {
-      const Peak first_of_equals = {1, level_of(kPowerFloor)};
-      for (int segment : kSegmentOf[group]) peaks[segment] = first_of_equals;
-    } else {
-      f32x4 spectra[kFftLen];
-      transform_group(fft, mixed, group, spectra);
-      find_peaks_of_group(spectra, group, peaks);
-    }
+void find_peaks_of_group(const zeto_drft_lookup& fft, const float* mixed, int group,
+                         Peak (&peaks)[kSegments]) noexcept {
+  if (is_silent(mixed, kSegmentOf[group])) {
+    for (int segment : kSegmentOf[group]) peaks[segment] = silent_peak();
+  } else {
+    f32x4 spectra[kFftLen];
+    transform_group(fft, mixed, group, spectra);
+    find_peaks_of_group(spectra, group, peaks);
   }
+}
+
+void find_peaks(const zeto_drft_lookup& fft, const float* mixed, Peak (&peaks)[kSegments]) noexcept {
+  for (int group = 0; group < kGroups; ++group) find_peaks_of_group(fft, mixed, group, peaks);
 }
 
 }  // namespace zeto::detector

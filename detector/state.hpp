@@ -36,6 +36,22 @@ struct RatioHistory {
   float current;
 };
 
+// The strongest bin of a segment but bin 0.
+struct Peak {
+  uint32_t bin;  // 1 .. 256
+  float level;   // dB
+};
+
+// How far the analysis of the window under way has come; see ahead.hpp. All zero: not begun, and no slot is packed.
+struct Ahead {
+  int32_t slots;                     // the window's first slots: packed, filtered, transformed as far as they reach
+  int32_t has_stale;                 // 1: the slots behind them are packed too; they hold the window before
+  float gain;                        // that the slots were mixed with
+  FilterMemory high_a, high_b, low;  // behind the window's first slots
+  FilterMemory stale_a, stale_b;     // of the high-passes in front of the first stale slot
+  Peak peaks[kSegments];             // of the segments transformed so far
+};
+
 }  // namespace zeto::detector
 
 struct zeto_tx_state {
@@ -82,6 +98,8 @@ struct zeto_tx_state {
   float reinit_status;  // -1 once restarted
   int32_t frame_count;  // blocks since init; wraps
   int32_t frame_tag;    // 160 after init; nothing reads it
+
+  zeto::detector::Ahead ahead;
 };
 
 static_assert(offsetof(zeto_tx_state, params) == 0 && sizeof(zeto_tx_param) == 44);

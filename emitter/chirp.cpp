@@ -68,7 +68,8 @@ f64x2 fraction(f64x2 x) noexcept {
 }
 
 i16x4 to_pcm16(f64x2 first, f64x2 second) noexcept {
-  return saturate_int16(join(to_float(first * 32768.0), to_float(second * 32768.0)) + 0.5f);
+  const f32x4 low = to_low_floats(first * 32768.0), high = to_low_floats(second * 32768.0);
+  return saturate_int16(__builtin_shufflevector(low, high, 0, 1, 4, 5) + 0.5f);
 }
 
 // The same, two samples in a vector. Short loops over a few samples, one step each, keep the processor busier than one
@@ -82,18 +83,18 @@ void write_by_lanes(const Sweep& s, uint32_t first, int32_t count, int16_t* out)
     const int32_t pairs = (count - at < kRun ? count - at : kRun) / 2;
     const f64x2 numbers = {static_cast<double>(start), static_cast<double>(start) + 1.0};
 
-    for (int32_t i = 0; i < pairs; ++i) {
-      value[i] = through_float(fraction(turns(s, numbers + 2.0 * i)) * kTwoPi);
-    }
+    f64x2 n = numbers;
+    for (int32_t i = 0; i < pairs; ++i, n += 2.0) value[i] = through_float(fraction(turns(s, n)) * kTwoPi);
     for (int32_t i = 0; i < pairs; ++i) value[i] = sine(value[i]);
 
     const uint32_t last = start + static_cast<uint32_t>(2 * pairs) - 1u;
     if (start > kFadeIn && int64_t{last} <= s.last_full) {
-      for (int32_t i = 0; i < pairs; ++i) value[i] = (s.slope * (numbers + 2.0 * i) + s.a0) * value[i];
+      n = numbers;
+      for (int32_t i = 0; i < pairs; ++i, n += 2.0) value[i] = (s.slope * n + s.a0) * value[i];
     } else {
       for (int32_t i = 0; i < pairs; ++i) {
-        const uint32_t n = start + static_cast<uint32_t>(2 * i);
-        value[i] = f64x2{amplitude(s, n), amplitude(s, n + 1)} * value[i];
+        const uint32_t number = start + static_cast<uint32_t>(2 * i);
+        value[i] = f64x2{amplitude(s, number), amplitude(s, number + 1)} * value[i];
       }
     }
     for (int32_t i = 0; i < pairs; i += 2) store(to_pcm16(value[i], value[i + 1]), out + at + 2 * i);

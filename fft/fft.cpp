@@ -2,16 +2,19 @@
 #include "zeto/fft.h"
 
 #include "fft/driver.hpp"
+#include "fft/of_512.hpp"
 
 using namespace zeto::fft;
 
 extern "C" {
 
 void zeto_drft_forward(zeto_drft_lookup* lookup, float* data) {
+  if (is_of_512(*lookup)) return forward_of_512(*lookup, data, lookup->trig);
   forward(*lookup, data, lookup->trig);
 }
 
 void zeto_drft_backward(zeto_drft_lookup* lookup, float* data) {
+  if (is_of_512(*lookup)) return backward_of_512(*lookup, data, lookup->trig);
   backward(*lookup, data, lookup->trig);
 }
 

@@ -1,7 +1,8 @@
 // Complex arithmetic on pairs of values, in exactly the roundings that the transform's passes are defined by: every
 // sign and operand order below is part of the result's bits, negative zeros included.
 //
-// T is one float, or a small vector of floats where each lane is a transform of its own. Twiddles stay single floats.
+// T is one float, or a small vector of floats: where each lane is a transform of its own, with single floats for
+// twiddles (W); or where the lanes are values of one transform, each with a twiddle of its own.
 #pragma once
 
 #include <math.h>
@@ -25,14 +26,14 @@ inline Pair<float> unit_phasor(float angle) noexcept {
 }
 
 // w z
-template <typename T>
-inline Pair<T> turned(Pair<float> w, Pair<T> z) noexcept {
+template <typename W, typename T>
+inline Pair<T> turned(Pair<W> w, Pair<T> z) noexcept {
   return {w.re * z.re - w.im * z.im, w.re * z.im + w.im * z.re};
 }
 
 // conj(w) z
-template <typename T>
-inline Pair<T> turned_back(Pair<float> w, Pair<T> z) noexcept {
+template <typename W, typename T>
+inline Pair<T> turned_back(Pair<W> w, Pair<T> z) noexcept {
   return {w.re * z.re + w.im * z.im, w.re * z.im - w.im * z.re};
 }
 

@@ -13,11 +13,11 @@ constexpr double kFrameSeconds = kFrame / kSampleRate;
 constexpr double kHighPassShare = 0.0035;
 
 constexpr double kAgreeCm = 6.0;  // what a hand of 0.3 m/s moves from one reading to the next
-constexpr double kMostCmPerFrame = 12.0;
+constexpr double kRestingCmPerFrame = 0.6;
 constexpr double kFartherCm = 5.0;  // out of reach, until a target that is shown is no longer: it shall not flicker
 
 constexpr float kNoteworthy = 0.4f;       // times the noise: what a steady sound must have to be looked into
-constexpr float kSteadyShare = 0.25f;     // of all that is not background: less is chance
+constexpr float kSteadyShare = 0.33f;     // of all that is not background: less is chance
 constexpr float kExplained = 0.45f;       // of the steady part, by one echo: a target's own reflections are the rest
 constexpr float kLeastExplained = 0.01f;  // times the noise: below, it may be what is wrong with the background
 constexpr float kMisplaced = 0.2f;
@@ -127,25 +127,29 @@ void Decision::take(Delay delay, const Sight& sight, zeto_host_reading& reading)
   if (newest.valid) level_db_ = 10.0f * log10f(sight.explained / learned_->direct_energy);
 
   reading.rest_db = 10.0f * log10f(fmaxf(sight.energy, 1.0f) / learned_->direct_energy);
-  const bool is_hidden = shows_ && sight.energy > kHidden * learned_->noise;
+  const bool is_hidden = shows_ && trouble == ZETO_HOST_NO_CAUSE && sight.energy > kHidden * learned_->noise;
   reading.state = ZETO_HOST_NOBODY;
-  if (cause_ != ZETO_HOST_NO_CAUSE || loud) {
+  if (cause_ == ZETO_HOST_NO_CAUSE && (newest.valid || is_hidden) && show(reading)) {
+    reading.state = ZETO_HOST_TARGET;
+  } else if (cause_ != ZETO_HOST_NO_CAUSE || loud) {
     reading.state = ZETO_HOST_DISTURBED;
     reading.cause = cause_ != ZETO_HOST_NO_CAUSE ? cause_ : ZETO_HOST_NOISE;
-  } else if ((newest.valid || is_hidden) && show(reading)) {
-    reading.state = ZETO_HOST_TARGET;
   }
   shows_ = reading.state == ZETO_HOST_TARGET;
 }
 
-// A line through those of the last readings that agree with the latest, by least squares; false if they are too few.
+// A line by least squares through the last readings, each within reach of the one after it; false if they are too few. One
+// that noise hides is shown only while it rests.
 bool Decision::show(zeto_host_reading& reading) noexcept {
   const Echo* const last = latest();
   if (last == nullptr) return false;
+  const Echo* next = last;
   int n = 0;
   double t = 0.0, h = 0.0, tt = 0.0, th = 0.0;
-  for (const Echo& echo : echoes_) {
-    if (!echo.valid || fabs(echo.half_cm - last->half_cm) > kAgreeCm) continue;
+  for (int i = static_cast<int>(last - echoes_); i >= 0; --i) {
+    const Echo& echo = echoes_[i];
+    if (!echo.valid || fabs(echo.half_cm - next->half_cm) > kAgreeCm) continue;
+    next = &echo;
     const auto at = static_cast<double>(&echo - last);
     ++n;
     t += at;
@@ -158,11 +162,12 @@ bool Decision::show(zeto_host_reading& reading) noexcept {
   const double mean_h = h / n;
   double rise = (th - n * mean_t * mean_h) / (tt - n * mean_t * mean_t);  // cm a frame
   if (n == 2) rise *= 0.5;                                                // two points are no line yet
-  rise = fmax(-kMostCmPerFrame, fmin(kMostCmPerFrame, rise));
+  const int age = static_cast<int>(echoes_ + kMemory - 1 - last);
+  if (age > 0 && fabs(rise) > kRestingCmPerFrame) return false;
   const double half_cm = mean_h - (mean_t + ahead_) * rise;
   reading.distance_cm = static_cast<float>(distance_of(half_cm));
   reading.speed_cm_s = static_cast<float>(rise / kFrameSeconds);
-  reading.age_s = static_cast<float>(static_cast<int>(echoes_ + kMemory - 1 - last) * kFrameSeconds);
+  reading.age_s = static_cast<float>(age * kFrameSeconds);
   reading.level_db = level_db_;
   return true;
 }

@@ -232,6 +232,11 @@ void zeto_host_play(zeto_host* host, void* buffer, uint64_t byte_count) {
 void zeto_host_learn(zeto_host* host) {
   if (host == nullptr) return;
   host->unheard = false;
+  const zeto_host_reading before = host->reading;
+  host->reading = {};
+  host->reading.end = before.end;
+  host->reading.number = before.number;
+  host->reading.state = ZETO_HOST_LEARNING;
   start_learning(*host);
 }
 

@@ -17,7 +17,7 @@ constexpr float kRiseStepCm = 2.86f;
 
 constexpr zeto_set kSets[] = {
     {"default",
-     "The delay of the strongest echo to 2 ms (34 cm), up to 500 ms; the latency of a device.",
+     "The delay of the strongest echo to 3 ms (51 cm), up to 500 ms; the latency of a device.",
      "Anything nearer than a metre; anything at all beside a louder direct sound.",
      ZETO_RX_PARAM_DEFAULTS,
      ZETO_TX_PARAM_DEFAULTS,
@@ -25,11 +25,11 @@ constexpr zeto_set kSets[] = {
      0,
      0,
      0,
-     0.0f,
+     100.0f,
      8575.0f,
      67.0f},
     {"finer",
-     "The delay of the strongest echo to 0.7 ms (11 cm), up to 330 ms.",
+     "The delay of the strongest echo to 0.8 ms (14 cm), up to 330 ms.",
      "Anything nearer than 40 cm; anything at all beside a louder direct sound.",
      {18000, 12000, 160, 160, 1000, 1},
      {18000, 12000, 1000, -40, 100, 50, 10, 0, 0, 0, 0},
@@ -37,15 +37,15 @@ constexpr zeto_set kSets[] = {
      0,
      0,
      0,
-     0.0f,
+     40.0f,
      5660.0f,
      22.3f},
-    {"hand", "A hand or another target from 2 to 80 cm, to a centimetre, five times a second.",
+    {"hand", "A hand or another target, five times a second: from 5 to 75 cm to a centimetre, from 2 cm to 2.5 cm.",
      "Two targets; faster ones than 0.2 m/s; anything while the phone is moved; what was there when it learned.",
      kUnused, kBeatInHz, kRise, 4, 0, 0, 2.0f, 80.0f, kRiseStepCm},
     {"room", "A person from 0.3 to 4 m, to a few centimetres; at rest also a faint one.",
      "Two persons; a faint one who walks; anything while the phone is moved; what was there when it learned.", kUnused,
-     kBeatInHz, kRise, 4, 4, 5, 2.0f, 400.0f, kRiseStepCm},
+     kBeatInHz, kRise, 4, 4, 5, 30.0f, 400.0f, kRiseStepCm},
 };
 
 constexpr uint32_t kCount = sizeof kSets / sizeof *kSets;

@@ -10,16 +10,17 @@ namespace plain {
 
 // Products and sums in double precision, the oldest input first, the newest output last.
 float Filter::step(float x) {
-  double sum = b[10] * static_cast<double>(in[9]);
-  for (int lag = 9; lag >= 1; --lag) sum += b[lag] * static_cast<double>(in[lag - 1]);
-  sum += b[0] * static_cast<double>(x);
-  for (int lag = 10; lag >= 1; --lag) sum -= a[lag] * static_cast<double>(out[lag - 1]);
+  if (at == kRoom) {
+    std::copy_n(in + kRoom - kOrder, kOrder, in);
+    std::copy_n(out + kRoom - kOrder, kOrder, out);
+    at = kOrder;
+  }
+  in[at] = x;
+  double sum = b[kOrder] * static_cast<double>(in[at - kOrder]);
+  for (int lag = kOrder - 1; lag >= 0; --lag) sum += b[lag] * static_cast<double>(in[at - lag]);
+  for (int lag = kOrder; lag >= 1; --lag) sum -= a[lag] * static_cast<double>(out[at - lag]);
   const float y = static_cast<float>(sum);
-
-  std::copy_backward(in, in + 9, in + 10);
-  std::copy_backward(out, out + 9, out + 10);
-  in[0] = x;
-  out[0] = y;
+  out[at++] = y;
   return y;
 }
 
@@ -92,7 +93,7 @@ Peak peak_of(const float* spectrum) {
 }
 
 Detector::Detector()
-    : delay_line_(kHistory),
+    : delay_line(kHistory),
       high_a_{b_Hp_Ultra, a_Hp_Ultra},
       high_b_{b_Hp_Ultra, a_Hp_Ultra},
       low_{b_Lp_Ultra, a_Lp_Ultra},
@@ -103,8 +104,8 @@ Detector::Detector()
 // The block count, the delay line and its progress, and the settings go on.
 void Detector::restart() {
   result = 0.0f;
-  hist_a_.assign(kHistory, 0.0f);
-  hist_b_.assign(kHistory, 0.0f);
+  hist_a.assign(kHistory, 0.0f);
+  hist_b.assign(kHistory, 0.0f);
   for (Filter* filter : {&high_a_, &high_b_, &low_}) *filter = {filter->b, filter->a};
   positions.clear();
   levels.clear();
@@ -119,19 +120,26 @@ void Detector::set(const int32_t* words) {
 }
 
 void Detector::block(const int16_t* a, const int16_t* b, int16_t* out) {
-  const auto store = [](const int16_t* samples, std::vector<float>& ring, int slot) {
-    for (int i = 0; i < kBlock; ++i) ring[size_t(slot * kBlock + i)] = static_cast<float>(samples[i]) / 32768.0f;
-  };
-  ++frame_count_;
-  const int s = (frame_count_ + kSlots - 1) % kSlots;
+  float full_scale[2][kBlock];
+  for (int i = 0; i < kBlock; ++i) {
+    full_scale[0][i] = static_cast<float>(a[i]) / 32768.0f;
+    full_scale[1][i] = static_cast<float>(b[i]) / 32768.0f;
+  }
+  ++frame_count;
+  step(full_scale[0], full_scale[1], out);
+}
+
+void Detector::step(const float* a, const float* b, int16_t* out) {
+  const auto slot_of = [](std::vector<float>& ring, uint32_t slot) { return &ring[slot * kBlock]; };
+  const uint32_t s = (frame_count % kSlots + kSlots - 1) % kSlots;
   const bool delayed = settings_.delay_ms >= 10;
   if (delayed && warmup_index_ <= settings_.delay_ms / 10) {
-    if (warmup_index_ <= kSlots) store(a, delay_line_, warmup_index_ - 1);
+    if (warmup_index_ <= kSlots) std::copy_n(a, kBlock, slot_of(delay_line, static_cast<uint32_t>(warmup_index_ - 1)));
     ++warmup_index_;
   } else {
-    if (delayed) std::copy_n(&delay_line_[size_t(s * kBlock)], kBlock, &hist_a_[size_t(s * kBlock)]);
-    store(a, delayed ? delay_line_ : hist_a_, s);
-    store(b, hist_b_, s);
+    if (delayed) std::copy_n(slot_of(delay_line, s), kBlock, slot_of(hist_a, s));
+    std::copy_n(a, kBlock, slot_of(delayed ? delay_line : hist_a, s));
+    std::copy_n(b, kBlock, slot_of(hist_b, s));
     if (s == kSlots - 1) analyse();
   }
   const auto bits = static_cast<uint32_t>(saturated(double(result)));
@@ -139,10 +147,10 @@ void Detector::block(const int16_t* a, const int16_t* b, int16_t* out) {
 }
 
 void Detector::analyse() {
-  for (float& v : hist_a_) v = high_a_.step(v);
-  for (float& v : hist_b_) v = high_b_.step(v);
+  for (float& v : hist_a) v = high_a_.step(v);
+  for (float& v : hist_b) v = high_b_.step(v);
   std::vector<float> mixed(kHistory);
-  for (size_t i = 0; i < mixed.size(); ++i) mixed[i] = low_.step(hist_a_[i] * hist_b_[i] * settings_.mix_gain);
+  for (size_t i = 0; i < mixed.size(); ++i) mixed[i] = low_.step(hist_a[i] * hist_b[i] * settings_.mix_gain);
 
   positions.clear();
   levels.clear();

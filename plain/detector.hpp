@@ -12,12 +12,15 @@
 
 namespace plain {
 
-// A tenth-order recursive filter and its memory, newest sample first.
+// A tenth-order recursive filter and its memory, oldest sample first: the ten before `at`. It moves to the front when
+// the room behind it is used up.
 struct Filter {
+  static constexpr int kOrder = 10, kRoom = 512;
   const double* b;
   const double* a;
-  float in[10] = {};
-  float out[10] = {};
+  float in[kRoom] = {};
+  float out[kRoom] = {};
+  int at = kOrder;
   float step(float x);
 };
 
@@ -49,20 +52,22 @@ class Detector {
   void restart();
   void set(const int32_t* words);                                // as they stand in a zeto_tx_param
   void block(const int16_t* a, const int16_t* b, int16_t* out);  // 480 samples each
+  void step(const float* a, const float* b, int16_t* out);       // the same, full scale 1.0, and not counted
+  uint32_t frame_count = 0;
 
   // How often analyses came through the rarer branches, for tests that must not miss them.
   std::array<int, kBranches> seen = {};
   // The measurement, and the candidates that the last analysis sorted.
   float result = 0.0f;
   std::vector<float> positions, levels;
+  // 20 blocks each, as the last block left them.
+  std::vector<float> delay_line, hist_a, hist_b;
 
  private:
   void analyse();
 
-  int32_t frame_count_ = 0;
   int32_t warmup_index_ = 1;
   Settings settings_ = {};
-  std::vector<float> delay_line_, hist_a_, hist_b_;
   Filter high_a_, high_b_, low_;
   Ratios hits_, level_hits_;
   Transform transform_;

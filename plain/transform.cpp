@@ -109,15 +109,6 @@ void forward4(const Pass& pass, const float* from, float* to) {
     out(last, 3, k) = even - odd;
     out(last, 1, k) = in(0, k, 0) - in(0, k, 2);
     out(0, 2, k) = in(0, k, 3) - in(0, k, 1);
-    for (int i = 1; i < last; i += 2) {
-      const auto turned = [&](int j) { return conj(pass.twiddle(j, i)) * in.pair(i, k, j); };
-      const Complex a = in.pair(i, k, 0), b = turned(1), c = turned(2), d = turned(3);
-      const Complex both = a + c, others = b + d, cross = a - c, turn = over_i(b) - over_i(d);
-      out.put(i, 0, k, others + both);
-      out.put(out.mirror(i), 3, k, conj(both) - conj(others));
-      out.put(i, 2, k, turn + cross);
-      out.put(out.mirror(i), 1, k, conj(cross) - conj(turn));
-    }
     if (last % 2 == 0) continue;
     const float im = -kHalfSqrt2 * (in(last, k, 1) + in(last, k, 3));
     const float re = kHalfSqrt2 * (in(last, k, 1) - in(last, k, 3));
@@ -125,6 +116,18 @@ void forward4(const Pass& pass, const float* from, float* to) {
     out(last, 2, k) = in(last, k, 0) - re;
     out(0, 1, k) = im - in(last, k, 2);
     out(0, 3, k) = im + in(last, k, 2);
+  }
+  for (int i = 1; i < last; i += 2) {
+    const Complex w1 = conj(pass.twiddle(1, i)), w2 = conj(pass.twiddle(2, i)), w3 = conj(pass.twiddle(3, i));
+    for (int k = 0; k < pass.l1; ++k) {
+      const Complex a = in.pair(i, k, 0), b = w1 * in.pair(i, k, 1), c = w2 * in.pair(i, k, 2),
+                    d = w3 * in.pair(i, k, 3);
+      const Complex both = a + c, others = b + d, cross = a - c, turn = over_i(b) - over_i(d);
+      out.put(i, 0, k, others + both);
+      out.put(out.mirror(i), 3, k, conj(both) - conj(others));
+      out.put(i, 2, k, turn + cross);
+      out.put(out.mirror(i), 1, k, conj(cross) - conj(turn));
+    }
   }
 }
 

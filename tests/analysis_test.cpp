@@ -10,8 +10,7 @@
 #include <random>
 #include <vector>
 
-#include "detector/filter_inputs.hpp"
-#include "kernels/rounding.hpp"
+#include "detector/recursions.hpp"
 #include "plain/detector.hpp"
 #include "zeto/tables.h"
 
@@ -22,7 +21,7 @@ namespace {
 // or both, long enough for the filters to ring in denormal numbers, and begin again amid a chunk. Every fourth trial
 // takes coefficients whose sums are often halfway between two floats, and samples of all sizes, some of which overflow.
 TEST(FilterAndMix, IsThePlainModelToTheBit) {
-  constexpr size_t kCall = 12 * zeto::kFilterChunk;
+  constexpr size_t kCall = 4 * zeto::kFilterMost;
   constexpr double kCoarseB[11] = {1.5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1.5}, kCoarseA[11] = {1, 0.5};
   std::mt19937 random(3);
   std::uniform_real_distribution<float> full_scale(-1, 1);
@@ -33,8 +32,8 @@ TEST(FilterAndMix, IsThePlainModelToTheBit) {
     plain::Filter model[3] = {{high.b, high.a}, {high.b, high.a}, {low.b, low.a}};
     zeto::FilterMemory memory[3];
     for (int f = 0; f < 3; ++f) {
-      for (int i = 0; i < 10; ++i) memory[f].inputs[9 - i] = model[f].in[i] = full_scale(random);
-      for (int i = 0; i < 10; ++i) memory[f].outputs[9 - i] = model[f].out[i] = full_scale(random);
+      for (int i = 0; i < 10; ++i) model[f].in[i] = memory[f].inputs[i] = full_scale(random);
+      for (int i = 0; i < 10; ++i) model[f].out[i] = memory[f].outputs[i] = full_scale(random);
     }
     std::vector<float> a(2 * kCall), b(a.size()), mixed(a.size());
     const float loudness = std::pow(10.0f, float(trial % 45) * -1.0f);  // down to where products are denormal
@@ -66,12 +65,13 @@ TEST(FilterAndMix, IsThePlainModelToTheBit) {
 }
 
 // Values on, halfway between and next to halfway between floats, on a side each of all powers of two.
-TEST(Rounding, IsTheConversionWhereItsCheckSaysSo) {
+TEST(Rounding, IsTheConversion) {
+  using enum zeto::Rounding;
   std::mt19937 random(9);
   const auto expect = [](zeto::Rounded got, double v, const char* way) {
     const float want = static_cast<float>(v);
     ASSERT_EQ(got.wide[0], double(want)) << way << " of " << v;
-    ASSERT_EQ(std::bit_cast<uint32_t>(got.narrow[0]), std::bit_cast<uint32_t>(want)) << way << " of " << v;
+    ASSERT_EQ(std::bit_cast<uint32_t>(got.narrow[1]), std::bit_cast<uint32_t>(want)) << way << " of " << v;
   };
   for (int exponent = -152; exponent < 128; ++exponent) {
     for (int trial = 0; trial < 400; ++trial) {
@@ -80,38 +80,57 @@ TEST(Rounding, IsTheConversionWhereItsCheckSaysSo) {
           std::ldexp(mantissa + (int(random() % 5) - 2) * 0.25 + (int(random() % 3) - 1) * 0x1p-28, exponent - 24) *
           (trial % 3 == 0 ? -1 : 1);
       const zeto::f64x2 both = {v, v};
-      expect(zeto::round_any(both), v, "any");
-      const zeto::f32x2 narrow[2] = {zeto::round_normal(both).narrow, zeto::round_normal(both).narrow};
-      if (zeto::are_normal(narrow, 2)) expect(zeto::round_normal(both), v, "normal");
-      const zeto::f64x2 wide = zeto::round_denormal(both).wide;
-      if (zeto::are_denormal(&wide, 1)) expect(zeto::round_denormal(both), v, "denormal");
+      expect(zeto::rounded<kConverted>(both), v, "conversion");
+      expect(zeto::rounded<kEither>(both), v, "either");
+      const bool denormal = zeto::are_denormal(zeto::rounded<kDenormal>(both).evidence);
+      ASSERT_EQ(denormal, std::fabs(static_cast<float>(v)) < 0x1p-126f) << v;
+      if (denormal) expect(zeto::rounded<kDenormal>(both), v, "denormal");
     }
   }
 }
 
-// In double, where each order of the terms shows.
+// The coefficients that products with are said to be exact, and sums in any order.
+TEST(HighPass, HasFloatsForCoefficients) {
+  double sum = 0;
+  for (int k = 0; k <= 10; ++k) {
+    EXPECT_EQ(double(float(a_Hp_Ultra[k])), a_Hp_Ultra[k]) << k;
+    EXPECT_EQ(std::fmod(b_Hp_Ultra[k], 0x1p-40), 0) << k;
+    EXPECT_EQ(b_Hp_Ultra[k], b_Hp_Ultra[10 - k]) << k;
+    sum += std::fabs(b_Hp_Ultra[k]);
+  }
+  EXPECT_LT(sum, 0x1p-40 * 0x1p-15 * 0x1p53);  // of inputs up to 1.0 in steps of 2^-15
+  EXPECT_GT(b_Hp_Ultra[0], 0);
+}
+
+// In double, where each order of the terms shows; but not if samples are 16 bits wide.
 TEST(FilterInputs, SumTheOldestFirst) {
-  constexpr size_t kOrder = zeto::kFilterOrder, kChunk = zeto::kFilterChunk;
+  constexpr size_t kOrder = zeto::kFilterOrder, kBlock = zeto::kFilterMost;
   std::mt19937 random(5);
-  std::vector<float> a(kOrder + 2 * kChunk), b(a.size());
-  for (float& v : a) v = float(int32_t(random()));
-  for (float& v : b) v = float(int32_t(random()));
+  std::vector<float> a(kOrder + kBlock), b(a.size());
   const auto sum = [](const double* table, const float* newest) {
     double s = table[10] * double(newest[-10]);
     for (int lag = 9; lag >= 0; --lag) s += table[lag] * double(newest[-lag]);
     return s;
   };
-  zeto::TwinInputs twin(b_Hp_Ultra, a.data(), b.data());
-  zeto::PairInputs pair(b_Lp_Ultra, a.data());
-  for (size_t at = kOrder; at < a.size(); at += kChunk) {
-    zeto::f64x2 pairs[kChunk / 2], twin_sums[kChunk], pair_sums[kChunk / 2];
-    for (size_t n = 0; n < kChunk; ++n) pairs[n / 2][n % 2] = double(a[at + n]);
-    twin.enter(&a[at], &b[at], twin_sums);
-    pair.enter(pairs, pair_sums);
-    for (size_t n = 0; n < kChunk; ++n) {
-      ASSERT_EQ(twin_sums[n][0], sum(b_Hp_Ultra, &a[at + n])) << n;
-      ASSERT_EQ(twin_sums[n][1], sum(b_Hp_Ultra, &b[at + n])) << n;
-      ASSERT_EQ(pair_sums[n / 2][n % 2], sum(b_Lp_Ultra, &a[at + n])) << n;
+  for (const bool narrow : {false, true}) {
+    for (std::vector<float>* samples : {&a, &b})
+      for (float& v : *samples) v = narrow ? float(int16_t(random())) * 0x1p-15f : float(int32_t(random()));
+    zeto::FilterMemory memory[3] = {};
+    std::copy_n(a.data(), kOrder, memory[0].inputs);
+    std::copy_n(b.data(), kOrder, memory[1].inputs);
+    const zeto::FilterTables high = {b_Hp_Ultra, a_Hp_Ultra}, low = {b_Lp_Ultra, a_Lp_Ultra};
+    const zeto::FilterBank bank = {high, low, memory[0], memory[1], memory[2]};
+    zeto::f64x2 sums[kBlock + kOrder];
+    const auto sum_all = narrow ? zeto::sum_inputs_of_16_bits : zeto::sum_inputs;
+    sum_all(bank, &a[kOrder], &b[kOrder], kBlock, sums);
+    zeto::PairInputs pairs(b_Lp_Ultra, a.data());
+    for (size_t n = 0; n < kBlock; ++n) {
+      ASSERT_EQ(sums[n][0], sum(b_Hp_Ultra, &a[kOrder + n])) << n;
+      ASSERT_EQ(sums[n][1], sum(b_Hp_Ultra, &b[kOrder + n])) << n;
+      if (n % 2 != 0) continue;
+      const zeto::f64x2 pair = pairs.step(zeto::f64x2{double(a[kOrder + n]), double(a[kOrder + n + 1])});
+      ASSERT_EQ(pair[0], sum(b_Lp_Ultra, &a[kOrder + n])) << n;
+      ASSERT_EQ(pair[1], sum(b_Lp_Ultra, &a[kOrder + n + 1])) << n;
     }
   }
 }

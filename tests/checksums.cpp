@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "detector/ahead.hpp"
 #include "tests/support/air.hpp"
 #include "tests/support/downlink.hpp"
 #include "tests/support/seeded.hpp"
@@ -63,6 +64,7 @@ void echo(const char* name, size_t delay, int32_t noise, const zeto_tx_param& pa
     for (size_t at = 0; at < out.size(); at += kBuffer * bytes)
       uplink.process(&in1[at], &in2[at], &out[at], std::min(out.size() - at, kBuffer * bytes));
     for (const Bytes& stream : {in1, in2, out}) sum.add(stream.data(), stream.size());
+    zeto::detector::fall_back(*uplink.handle->core);  // packed slots say the same in other bytes
     states.add(uplink.handle->core, cal_zeto_tx_struct_malloc_size());
   }
   print(name, sum);

@@ -112,6 +112,18 @@ class PythonTest(unittest.TestCase):
             ("no finite numbers", lambda: zeto.measurements(detector, np.full(10000, np.nan))),
             ("cannot be copied", lambda: copy.copy(emitter)),
             ("cannot be copied", lambda: pickle.dumps(zeto.Host())),
+            ("no set 'hnd'; there are default, finer, hand, room", lambda: zeto.Host("hnd")),
+            ("no set None", lambda: zeto.Host(None)),
+            ("no sweeps that a Host can play", lambda: zeto.Host("default")),
+            ("spacing_cm: must be a number from 0 to 100, not -1", lambda: zeto.Host(spacing_cm=-1)),
+            ("spacing_cm: .* not nan", lambda: zeto.Host(spacing_cm=float("nan"))),
+            ("spacing_cm: .* not '5'", lambda: zeto.Host(spacing_cm="5")),
+            ("none of 1", lambda: zeto.Host(format=0)),
+            ("n: must be a whole number of samples, not -1", lambda: zeto.Host().play(-1)),
+            ("n: .* not 1.5", lambda: zeto.Host().play(1.5)),
+            ("takes int16", lambda: zeto.Host().capture(np.zeros(10))),
+            ("NumPy array", lambda: zeto.Host().capture([0])),
+            ("one channel", lambda: zeto.Host().capture(np.zeros((2, 5), np.int16))),
         ):
             with self.assertRaisesRegex((TypeError, ValueError), message):
                 call()
@@ -278,6 +290,7 @@ class PythonTest(unittest.TestCase):
         with self.assertRaisesRegex(OSError, "none.wav"):
             zeto.simulate(set="hand", noise="none.wav")
 
+<<<<<<< HEAD
     def test_profiles_and_tunes_as_an_optimiser_would(self):
         made = zeto.simulate(delay_ms=105.3, seconds=3)
         for scale, dtype in (1, np.int16), (2**16, np.int32), (2**-15, np.float32):
@@ -298,6 +311,38 @@ class PythonTest(unittest.TestCase):
         self.assertEqual((len(grid), grid[0].labels["60"]["right"]), (5, grid[0].right))
         with self.assertRaisesRegex(ValueError, "no parameter"):
             zeto.tune(truth, grid={"gain": 1})
+=======
+    def test_hosts_in_any_format_and_buffers_see_the_same(self):
+        """A hand comes, goes, and comes again after the kit has learned again."""
+        made = zeto.simulate(set="hand", phone=True, target_cm=15, present=[(4, 6.6), (10, 12)], seconds=12, seed=2)
+        again = 7 * 48000
+        seen = []
+        for number, buffer in ((1, 480000), (1, 257), (2, 9601), (3, 480), (4, 1000)):
+            host = zeto.Host("hand", format=number)
+            full = host.format.full_scale
+            self.assertEqual(host.capture(np.zeros(0, host.format.dtype)), [])
+            self.assertEqual(host.learned, zeto.Findings(0, 0, 0, 0))
+            played = np.concatenate([host.play(n) for n in (0, 1, 479, 50000)])
+            np.testing.assert_array_equal(played * (2**15 / full), made.reference[:50480])
+            microphone = (made.microphone * (full / 2**15)).astype(host.format.dtype)
+            readings = []
+            for half in (microphone[:again], microphone[again:]):
+                host.learn()
+                for first in range(0, len(half), buffer):
+                    readings += host.capture(half[first : first + buffer])
+            self.assertTrue(20 < host.learned.latency_ms < 110)
+            seen.append(readings)
+        for other in seen[1:]:
+            self.assertEqual(other, seen[0])
+        states = lambda first, last: {r.state for r in seen[0] if first < r.time_s <= last}
+        self.assertEqual([states(0, 2.4), states(3, 4), states(5, 6.6), states(7.2, 9.4), states(11, 12)],
+                         [{"learning"}, {"nobody"}, {"target"}, {"learning"}, {"target"}])
+        for reading in seen[0]:
+            self.assertEqual(reading.state == "target", reading.distance_cm is not None)
+            if reading.state == "target":
+                self.assertLess(abs(reading.distance_cm - 15), 1)
+        self.assertEqual(list(zeto.sets()), ["default", "finer", "hand", "room"])
+>>>>>>> main
 
     def test_draws_what_the_tool_measures(self):
         try:

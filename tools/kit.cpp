@@ -37,9 +37,8 @@ Kit::Kit(const zeto_set& set, double spacing_cm) : set_(set) {
   const size_t bytes = zeto_host_bytes(&param);
   if (bytes == 0) {
     throw UserError(
-        "--restart-ms: the host kit plays sweeps of an even number of ms that rise (--span-hz) and fill 200 ms, once "
-        "or "
-        "several times");
+        "the host kit plays up to eight sweeps (--restart-ms) of an even number of ms that fill 200 ms, and rise by at "
+        "least 5000 Hz a second (--span-hz)");
   }
   memory_.reset(std::aligned_alloc(kAlignment, (bytes + kAlignment - 1) / kAlignment * kAlignment));
   {

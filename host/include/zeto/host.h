@@ -104,11 +104,11 @@ typedef struct zeto_set {
   zeto_rx_param chirp; /**< for the plain wrappers: what to play without restarts */
   zeto_tx_param hear; /**< for the plain wrappers; if there is a sweep, for the kit's detectors: in whole Hz, as that of
                             "hand" */
-  zeto_sweep sweep;   /**< what the kit plays: a table of 200 ms or a whole part of it, sweeps of even ms, at least 5000
-                            Hz per second; sweeps shorter than 64 ms, which a detector looks at as one, read less
+  zeto_sweep sweep; /**< what the kit plays: a table of 200 ms or a whole part of it, at most eight sweeps in 200 ms, of
+                            even ms, at least 5000 Hz per second; sweeps shorter than 64 ms, which a detector looks at as one, read less
                             exactly. No sweeps: a set for the plain wrappers only */
-  int32_t detectors;  /**< staggered detectors on each frame of 200 ms, 1 to 16 with the slow ones */
-  int32_t slow;       /**< as many more on the sum of the last `slow_frames` frames, for faint targets at rest */
+  int32_t detectors;   /**< staggered detectors on each frame of 200 ms, 1 to 16 with the slow ones */
+  int32_t slow;        /**< as many more on the sum of the last `slow_frames` frames, for faint targets at rest */
   int32_t slow_frames; /**< 1 to ZETO_SLOW_MAX; 0 if there are no slow ones */
   float least_cm;      /**< nearest target that the set is good for; the kit shows nearer ones, less exactly */
   float greatest_cm;   /**< farthest target shown; one that is shown may go 5 cm farther */
@@ -128,7 +128,7 @@ ZETO_HOST_API const zeto_set* zeto_get_set(uint32_t number);
 /** What the kit makes of the last 200 ms. */
 enum zeto_host_state {
   ZETO_HOST_LEARNING = 1, /**< nothing learned yet, or learning */
-  ZETO_HOST_NOBODY = 2,   /**< no target in reach, or none that stands out of `rest_db` */
+  ZETO_HOST_NOBODY = 2,   /**< no target in reach, or none that stands out */
   ZETO_HOST_TARGET = 3,   /**< a target at `distance_cm` */
   ZETO_HOST_DISTURBED = 4 /**< cannot tell, see `cause` */
 };
@@ -157,7 +157,7 @@ typedef struct zeto_host_reading {
   float age_s;       /**< time since the target was last measured: above 0 if noise hid it meanwhile */
   float level_db; /**< of the target's echo against the direct sound, dB; else 0. Typical: -6 (2 cm) to -31 (50 cm) */
   float rest_db;  /**< of all that is heard from 18 to 23 kHz and is not background, against the direct sound, dB; 0
-                          while learning. A target fainter than this is hidden */
+                          while learning. Targets are seen down to about 10 dB below it */
 } zeto_host_reading;
 
 /** What learning found when it last ended, also if it failed. */
@@ -192,7 +192,8 @@ ZETO_HOST_API zeto_host* zeto_host_init(void* memory, const zeto_host_param* par
 ZETO_HOST_API void zeto_host_play(zeto_host* host, void* buffer, uint64_t byte_count);
 
 /** Starts to learn latency and background, now or again. There must be nobody in reach, and the loudspeaker playing, for
- *  three seconds. Until then readings are ZETO_HOST_LEARNING. */
+ *  three seconds. Until then readings are ZETO_HOST_LEARNING or, once it has failed and started over,
+ *  ZETO_HOST_DISTURBED. */
 ZETO_HOST_API void zeto_host_learn(zeto_host* host);
 
 /** Takes what the microphone heard. One channel, as many samples as were played meanwhile.
