@@ -191,6 +191,8 @@ class BenchTest(unittest.TestCase):
         with open("a.wav", "rb") as wav, open("a.raw", "rb") as raw, open("a.flac", "rb") as flac:
             chirp = wav.read()
             self.assertEqual((emitted.stdout, raw.read(), flac.read(4)), (chirp, chirp[44:], b"fLaC"))
+        recorded = subprocess.run([ZETO, "simulate", "-s", "1", "-d", "60", "-w", "-"], capture_output=True).stdout
+        self.assertEqual(recorded, data)
         same = [row[1:] for row in csv.reader(run("inspect", "--csv", "a.wav", "a.flac", "a").stdout.splitlines())][1:]
         self.assertEqual((same[0], len(same)), (same[1], 3))
         for name, format in ("a.txt", 1), ("a.flac", 4):

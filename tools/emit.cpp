@@ -8,6 +8,7 @@
 #include "error.hpp"
 #include "host_sample.hpp"
 #include "options.hpp"
+#include "progress.hpp"
 #include "reports/parameter_warnings.hpp"
 #include "sweep_table.hpp"
 #include "text.hpp"
@@ -85,6 +86,7 @@ double run(const EmitOptions& options, Playback& playback, AudioWriter& writer, 
   std::vector<double> values;
   std::vector<Sample> samples;
   double peak = 0.0;
+  Progress progress;
   for (int64_t left = playback.samples(); left > 0; left -= std::min(left, piece)) {
     values.resize(static_cast<size_t>(std::min(left, piece)));
     samples.resize(values.size());
@@ -97,6 +99,7 @@ double run(const EmitOptions& options, Playback& playback, AudioWriter& writer, 
     }
     for (const Sample sample : samples) peak = std::max(peak, std::fabs(static_cast<double>(sample)) / full_scale);
     writer.write(std::span<const Sample>(samples));
+    progress.show_share(playback.samples() - left, playback.samples());
   }
   return peak;
 }

@@ -1,6 +1,8 @@
 // How far long work has come, on standard error where that is a terminal.
 #pragma once
+#include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <string>
 
 namespace zeto::tool {
@@ -14,6 +16,8 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
 
   void show(const std::string& line);
+  /// "37 %"
+  void show_share(int64_t done, int64_t all) { show(std::to_string(100 * done / std::max<int64_t>(1, all)) + " %"); }
   /// To be called before anything else is printed.
   void clear();
 

@@ -2,6 +2,7 @@
 #include "reports/profile.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 
@@ -52,10 +53,12 @@ double cm_of(double ms) {
   return 0.5 * kCmPerSecond * ms / 1000.0;
 }
 
-Profiled profile_file(const ProfileOptions& options, const std::string& file) {
+/// @param sensed  is moved on by the share of the recording that has been read, in 1/1000.
+Profiled profile_file(const ProfileOptions& options, const std::string& file, std::atomic<int64_t>& sensed) {
   Profiled profiled;
   try {
     AudioReader reader = open_recording(file, options.set.hear);
+    profiled.warning = reader.warning();
     Prepared prepared(file, reader.frames(), options.steps);
     const Latency latency = find_latency(file, options.steps.spacing_cm);
     if (latency.sureness_db >= kLeastSurenessDb) profiled.latency = latency;
@@ -64,13 +67,14 @@ Profiled profile_file(const ProfileOptions& options, const std::string& file) {
     const Capture capture = [&](std::span<double> values) {
       reader.read(values);
       prepared.apply(values);
+      sensed += static_cast<int64_t>(values.size()) * 500 / reader.frames();
     };
     profiled.analyses =
         sense({reader.host_format(), SensingOptions{}.buffer, options.set.hear}, reader.frames(), capture, nullptr)
             .size();
     std::optional<double> direct_bin;
     if (profiled.latency) {
-      const double direct_ms = latency.ms + 2000.0 * options.steps.spacing_cm / 2.0 / kCmPerSecond - prepared.held_ms();
+      const double direct_ms = latency.ms + 1000.0 * options.steps.spacing_cm / kCmPerSecond - prepared.held_ms();
       direct_bin = direct_ms / ms_of(options, 1.0);
     }
     profiled.profile = profile_of(levels, direct_bin, options.peaks);
@@ -160,8 +164,12 @@ void profile_files(const ProfileOptions& options) {
   size_t failed = 0;
   size_t done = 0;
   Progress progress;
-  const auto work = [&](size_t i) { return profile_file(options, files[i]); };
-  const auto idle = [&] { progress.show(text("%zu of %zu recordings", done, files.size())); };
+  std::atomic<int64_t> sensed = 0;
+  const auto work = [&](size_t i) { return profile_file(options, files[i], sensed); };
+  const auto idle = [&] {
+    const auto share = sensed / 10 / static_cast<int64_t>(files.size());
+    progress.show(text("%lld %%, %zu of %zu recordings", static_cast<long long>(share), done, files.size()));
+  };
   const auto use = [&](size_t i, const Profiled& profiled) {
     progress.clear();
     ++done;
