@@ -290,7 +290,6 @@ class PythonTest(unittest.TestCase):
         with self.assertRaisesRegex(OSError, "none.wav"):
             zeto.simulate(set="hand", noise="none.wav")
 
-<<<<<<< HEAD
     def test_profiles_and_tunes_as_an_optimiser_would(self):
         made = zeto.simulate(delay_ms=105.3, seconds=3)
         for scale, dtype in (1, np.int16), (2**16, np.int32), (2**-15, np.float32):
@@ -311,7 +310,7 @@ class PythonTest(unittest.TestCase):
         self.assertEqual((len(grid), grid[0].labels["60"]["right"]), (5, grid[0].right))
         with self.assertRaisesRegex(ValueError, "no parameter"):
             zeto.tune(truth, grid={"gain": 1})
-=======
+
     def test_hosts_in_any_format_and_buffers_see_the_same(self):
         """A hand comes, goes, and comes again after the kit has learned again."""
         made = zeto.simulate(set="hand", phone=True, target_cm=15, present=[(4, 6.6), (10, 12)], seconds=12, seed=2)
@@ -341,8 +340,11 @@ class PythonTest(unittest.TestCase):
             self.assertEqual(reading.state == "target", reading.distance_cm is not None)
             if reading.state == "target":
                 self.assertLess(abs(reading.distance_cm - 15), 1)
-        self.assertEqual(list(zeto.sets()), ["default", "finer", "hand", "room"])
->>>>>>> main
+        sets = zeto.sets()
+        self.assertEqual(list(sets), ["default", "finer", "hand", "room"])
+        self.assertEqual((sets["default"].emitter, sets["default"].detector), (zeto.EMITTER_DEFAULTS, zeto.DETECTOR_DEFAULTS))
+        self.assertEqual((sets["default"].restart_ms, sets["hand"].restart_ms), ((), (72, 64, 64)))
+        self.assertEqual((sets["hand"].sweep["slope_hz_s"], sets["room"].greatest_cm), (93750, 400))
 
     def test_draws_what_the_tool_measures(self):
         try:

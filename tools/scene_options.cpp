@@ -54,7 +54,7 @@ Filter response_of(const std::string& name) {
   return {{samples.begin(), samples.end()}, 0};
 }
 
-TargetParam target_of(const SceneOptions& options) {
+TargetParam target_of(const SceneOptions& options, double whole_s) {
   constexpr double kMostCm = 10000.0;
   TargetParam target;
   target.distance_cm = within("--target-cm", *options.target_cm, 0.0, kMostCm);
@@ -63,6 +63,7 @@ TargetParam target_of(const SceneOptions& options) {
   target.tremor_mm = within("--tremor-mm", options.tremor_mm, 0.0, 100.0);
   for (const auto& present : options.present) {
     const Seconds seconds = seconds_of("--present", present);
+    within("--present, second", seconds.from, 0.0, whole_s);
     target.present.push_back({seconds.from, seconds.to});
   }
   if (target.present.empty()) target.present.push_back({kTargetComesS, std::numeric_limits<double>::infinity()});
@@ -72,7 +73,7 @@ TargetParam target_of(const SceneOptions& options) {
   if (options.speed_cm_s) {
     const auto speed = numbers_of("--speed-cm-s", *options.speed_cm_s, 1, 2, "a speed, or a speed and a second: -10,4");
     target.speed_cm_s = within("--speed-cm-s", speed[0], -1000.0, 1000.0);
-    if (speed.size() > 1) target.moves_s = within("--speed-cm-s, second", speed[1], 0.0, kMaxSeconds);
+    if (speed.size() > 1) target.moves_s = within("--speed-cm-s, second", speed[1], 0.0, whole_s);
   }
   if (target.stop_cm) {
     expect(target.speed_cm_s != 0.0, "--stop-cm: needs --speed-cm-s");
@@ -116,7 +117,7 @@ Scene scene_of(const SceneOptions& options, const Common& common) {
   if (options.reflections) scene.room = static_cast<uint64_t>(*options.reflections);
   if (options.response) scene.response = response_of(*options.response);
 
-  if (options.target_cm) scene.target = target_of(options);
+  if (options.target_cm) scene.target = target_of(options, common.seconds);
   if (options.pink_dbfs) scene.pink_dbfs = within("--pink-dbfs", *options.pink_dbfs, -200.0, 20.0);
   if (options.white_dbfs) scene.white_dbfs = within("--white-dbfs", *options.white_dbfs, -200.0, 20.0);
   if (options.noise) scene.noise = read_mono(*options.noise, kMostNoiseS);

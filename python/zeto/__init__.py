@@ -23,7 +23,7 @@ if importlib.util.find_spec("numpy") is None and sys.argv[:1] == ["-m"]:  # as p
     sys.exit("zeto: NumPy is missing (Debian: python3-numpy, which only /usr/bin/python3 sees)")
 
 from ._defaults import __version__
-from ._host import Findings, Host, Reading, sets
+from ._host import Findings, Host, Reading, Set, sets
 from ._library import (
     BLOCK,
     DETECTOR_DEFAULTS,
@@ -57,6 +57,7 @@ __all__ = [
     "Peak",
     "Profile",
     "Reading",
+    "Set",
     "Simulation",
     "Tuned",
     "ZetoError",

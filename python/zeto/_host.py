@@ -4,12 +4,12 @@ import dataclasses
 import functools
 import os
 import threading
-from typing import Any, List, Mapping, Optional, Union
+from typing import Any, List, Mapping, Optional, Tuple, Union
 
 import numpy as np
 from numpy.typing import NDArray
 
-from ._defaults import SAMPLE_RATE
+from ._defaults import DETECTOR_DEFAULTS, EMITTER_DEFAULTS, SAMPLE_RATE
 from ._library import ANALYSIS, Format, Sample, ZetoError, beside_this, checked, checked_format, library, silence
 
 STATES = ("", "learning", "nobody", "target", "disturbed")
@@ -98,6 +98,21 @@ class Findings:
     drift_ppm: float
 
 
+@dataclasses.dataclass(frozen=True)
+class Set:
+    """A named choice of everything that must fit together; see zeto_set in zeto/host.h."""
+
+    tells: str
+    fails: str
+    emitter: Mapping[str, int]  # for zeto.Emitter, and
+    detector: Mapping[str, int]  # for zeto.Detector
+    sweep: Mapping[str, int]  # what a Host plays, and
+    restart_ms: Tuple[int, ...]  # the lengths of its sweeps; none: the set is not for a Host
+    least_cm: float
+    greatest_cm: float
+    step_cm: float
+
+
 class Host:
     """Plays a set's sweeps, takes what the microphone heard and gives a reading every 200 ms.
 
@@ -115,9 +130,9 @@ class Host:
     def __init__(self, set: str = "hand", spacing_cm: float = 5.0, format: Union[Format, int] = Format.INT16) -> None:
         kit = _kit()
         self.format = checked_format(format)
-        found = kit.zeto_find_set(set.encode(errors="replace")) if isinstance(set, str) else None
-        if not found:
+        if not isinstance(set, str) or set not in sets():
             raise ValueError(f"set: there is no set {set!r}; there are {', '.join(sets())}")
+        found = kit.zeto_find_set(set.encode())
         if not found.contents.detectors:
             raise ValueError(f"set: {set!r} is for zeto.Emitter and zeto.Detector; it has no sweeps that a Host can play")
         is_number = isinstance(spacing_cm, (int, float, np.integer, np.floating)) and not isinstance(spacing_cm, bool)
@@ -137,7 +152,7 @@ class Host:
 
     def play(self, n: int) -> NDArray[Any]:
         """The next n samples to play."""
-        if not isinstance(n, (int, np.integer)) or n < 0:
+        if not isinstance(n, (int, np.integer)) or isinstance(n, bool) or not 0 <= n < 2**31:
             raise ValueError(f"n: must be a whole number of samples, not {n!r}")
         buffer = np.empty(n, self.format.dtype)
         _kit().zeto_host_play(self._host, buffer.ctypes.data, buffer.nbytes)
@@ -178,10 +193,23 @@ def _reading(now: _Reading) -> Reading:
     return Reading(now.end / SAMPLE_RATE, state, *target, rest, CAUSES[now.cause])
 
 
-def sets() -> Mapping[str, str]:
-    """The named sets, with what each can tell."""
+def sets() -> Mapping[str, Set]:
+    """The named sets."""
     found, number = {}, 0
     while one := _kit().zeto_get_set(number):
-        found[one.contents.name.decode()] = one.contents.tells.decode()
+        found[one.contents.name.decode()] = _set(one.contents)
         number += 1
     return found
+
+
+def _set(one: _Set) -> Set:
+    sweep = one.sweep
+    return Set(
+        tells=one.tells.decode(),
+        fails=one.fails.decode(),
+        emitter=dict(zip(EMITTER_DEFAULTS, one.chirp)),
+        detector=dict(zip(DETECTOR_DEFAULTS, one.hear)),
+        sweep={name: getattr(sweep, name) for name in ("start_hz", "slope_hz_s", "amp_milli", "fade_us")},
+        restart_ms=tuple(ms for ms in sweep.restart_ms if ms),
+        **{name: getattr(one, name) for name in ("least_cm", "greatest_cm", "step_cm")},
+    )

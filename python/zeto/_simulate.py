@@ -34,6 +34,8 @@ def simulate(zeto: Optional[str] = None, **options: Any) -> Simulation:
 
     A flag is True; a tuple is an option of several numbers, a list is an option given several times. `zeto` is the
     command-line tool. Bad options are ValueErrors, files that cannot be read OSErrors, with the tool's own line."""
+    if taken := {"help", "json", "csv", "wav"} & options.keys():
+        raise ValueError(f"{taken.pop()}: what is written is for this function to say")
     with tempfile.TemporaryDirectory() as folder:
         wav = os.path.join(folder, "simulated.wav")
         said = asked(["simulate", *words(options), "--json", f"--wav={wav}"], zeto)

@@ -42,19 +42,22 @@ ABOVE = {"loc": "lower right", "bbox_to_anchor": (1, 1), "frameon": False, "font
 UNITS = {"ms": "Delay, ms", "0.1 ms": "Delay, 0.1 ms", "cm": "Distance, cm", "mm": "Distance, mm", "Hz": "Beat, Hz"}
 
 
-def explain(capture: str, options: Sequence[str] = (), zeto: Optional[str] = None) -> Dict[str, Any]:
-    """What `zeto explain --json` says. Where it fails it has said why on standard error."""
-    done = run_tool(["explain", "--json", *options, "--", capture], zeto)
+def _told(verb: Sequence[str], capture: str, options: Sequence[str], zeto: Optional[str]) -> str:
+    """What the tool says of a recording. Where it fails it has said why on standard error."""
+    done = run_tool([*verb, *options, "--", capture], zeto)
     done.check_returncode()
-    seen: Dict[str, Any] = json.loads(done.stdout)
+    return done.stdout.decode(errors="replace")
+
+
+def explain(capture: str, options: Sequence[str] = (), zeto: Optional[str] = None) -> Dict[str, Any]:
+    """What `zeto explain --json` says."""
+    seen: Dict[str, Any] = json.loads(_told(["explain", "--json"], capture, options, zeto))
     return seen
 
 
 def analyses(capture: str, options: Sequence[str] = (), zeto: Optional[str] = None) -> Dict[str, Any]:
     """The same without the single spectra, which an hour has 324000 of."""
-    done = run_tool(["explain", "--csv", *options, "--", capture], zeto)
-    done.check_returncode()
-    rows = list(csv.DictReader(io.StringIO(done.stdout.decode(errors="replace"))))
+    rows = list(csv.DictReader(io.StringIO(_told(["explain", "--csv"], capture, options, zeto))))
     number = lambda text: float(text) if np.isfinite(float(text)) else None  # noqa: E731
     return {"unit": rows[0]["unit"], "analyses": [
         {"time_s": float(row["time_s"]), "candidates": int(row["candidates"]), "hits": int(row["hits"]),
@@ -259,9 +262,7 @@ def draw(kind: str, capture: str, options: Sequence[str] = (), zeto: Optional[st
     if kind == "profile":
         if any(option.startswith(("--from", "--to")) for option in options):
             raise ValueError("--from, --to: a profile is of the whole recording")
-        done = run_tool(["profile", "--json", *options, "--", capture], zeto)
-        done.check_returncode()
-        return profile(json.loads(done.stdout))
+        return profile(json.loads(_told(["profile", "--json"], capture, options, zeto)))
     seen = analyses(capture, options, zeto)
     return spectrogram(capture, seen) if kind == "spectrogram" else measurement(seen)
 
