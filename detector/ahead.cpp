@@ -7,6 +7,10 @@
 namespace zeto::detector {
 namespace {
 
+bool same_bits(float a, float b) noexcept {
+  return __builtin_bit_cast(uint32_t, a) == __builtin_bit_cast(uint32_t, b);
+}
+
 constexpr uint32_t kHalf = kBlockLen / 2;
 using Raw = int16_t[kBlockLen];
 static_assert(sizeof(Raw) + kHalf * sizeof(float) == kBlockLen * sizeof(float));
@@ -108,7 +112,7 @@ bool advance(zeto_tx_state& state, uint32_t slot, const Block& block) noexcept {
     ahead.high_a = state.high_pass_a;
     ahead.high_b = state.high_pass_b;
     ahead.low = state.low_pass;
-  } else if (memcmp(&ahead.gain, &state.mix_gain, sizeof ahead.gain) != 0) {
+  } else if (!same_bits(ahead.gain, state.mix_gain)) {
     return false;
   }
   drop_stale(state, slot);
@@ -161,8 +165,7 @@ void restart_ahead(zeto_tx_state& state) noexcept {
   Ahead& ahead = state.ahead;
   ahead = {};
   // A gain that is negative or not finite turns silence into something else than zeros.
-  const float silence = 0.0f * state.mix_gain, zero = 0.0f;
-  if (memcmp(&silence, &zero, sizeof zero) != 0) return;
+  if (!same_bits(0.0f * state.mix_gain, 0.0f)) return;
   ahead.gain = state.mix_gain;
   ahead.slots = static_cast<int32_t>(static_cast<uint32_t>(state.frame_count) % kRingBlocks);
   for (Peak& peak : ahead.peaks) peak = silent_peak();

@@ -1,8 +1,6 @@
 // The steps of an analysis: 200 ms of both inputs become one measurement.
 #pragma once
 
-#include <type_traits>
-
 #include "detector/ahead.hpp"
 #include "detector/spectrum.hpp"
 #include "detector/state.hpp"
@@ -78,18 +76,21 @@ struct Findings {
 struct Unobserved {
   void operator()(const zeto_tx_state&, const Findings&) const noexcept {}
 };
+template <typename Observer>
+inline constexpr bool kObserves = true;
+template <>
+inline constexpr bool kObserves<Unobserved> = false;
 
 // All of it, or what is left of it after an analysis ahead. `observe(state, findings)` is called last. This is the one point from
 // which an analysis can be watched: the library itself does so with an observer that does nothing and leaves no code
 // behind.
 template <typename Observer>
 void analyse(zeto_tx_state& state, Observer&& observe) noexcept {
-  constexpr bool kObserved = !std::is_same_v<std::remove_cvref_t<Observer>, Unobserved>;
   float mixed[kWindowLen];
   Peak peaks[kSegments];
   const bool prepared = state.fft_len != 0;  // a state that was never initialised has no transform
   if (is_window_ahead(state)) {
-    finish_window(state, kObserved, mixed, peaks);
+    finish_window(state, kObserves<Observer>, mixed, peaks);
   } else {
     filter_and_mix(state, mixed);
     if (prepared) find_peaks(state.fft, mixed, peaks);
