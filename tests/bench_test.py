@@ -57,8 +57,10 @@ class BenchTest(unittest.TestCase):
         threshold = profile("quiet.wav")["threshold_db"]
         self.assertGreater(accepted("--UltraHz-cand-dB", threshold), accepted() + 3)
         made("nobody.wav", "--set", "default", "--direct", 0, "--white-dbfs", -40)
-        seen = profile("nobody.wav")
-        self.assertEqual((seen["peaks"], seen["latency_ms"], seen["threshold_db"]), ([], None, None))
+        sound = tool_test.read_wav("quiet.wav")
+        write_wav("silent.wav", [sound[0], [0] * len(sound[0])])
+        for seen in profile("nobody.wav"), json.loads(run("profile", "--json", "silent.wav").stdout):
+            self.assertEqual((seen["peaks"], seen["latency_ms"], seen["threshold_db"]), ([], None, None))
         result = run("profile", "--csv", "two.wav", "none.wav", "nobody.wav", "--peaks", 2)
         self.assertEqual(result.returncode, 1)
         self.assertEqual([(r["file"], r["peak"], bool(r["error"])) for r in rows_of(result)],
@@ -111,6 +113,7 @@ class BenchTest(unittest.TestCase):
         lines = rows_of(run("tune", truth, *grid, "--csv"))
         self.assertEqual(len(lines), 9 * 4)
         self.assertEqual([int(r["right"]) for r in lines[:4]], [c["right"] for c in sets[0]["labels"].values()])
+        self.assertIn(lines[0]["parameters"], run("params", "--params", "best.json").stdout)
         text = run("tune", truth, *grid, "--top", 2).stdout
         self.assertIn("(and 7 more: --top)", text)
         self.assertRegex(text, rf"(?m)^all .*\| +{sets[0]['right']} ")
@@ -230,6 +233,10 @@ class BenchTest(unittest.TestCase):
             result = run(*args)
             self.assertEqual((result.returncode == 0, result.stderr.count("\n")), (False, 1), args)
             self.assertIn(said, result.stderr)
+        result = subprocess.run([ZETO, "inspect", "--csv", "--raw", "f32", "-"], input=struct.pack("f", float("nan")) * 48000, capture_output=True)
+        result.stdout, result.stderr = result.stdout.decode(), result.stderr.decode()
+        self.assertIn("48000 of 48000 samples are no numbers", result.stderr)
+        self.assertEqual([rows_of(result)[0][key] for key in ("sweep_s", "latency_samples")], ["", ""])
         self.assertEqual(run().stdout, run("--help").stdout)
         for verb in re.findall(r"(?m)^  (\w+) ", run().stdout.split("Subcommands:")[1]):
             self.assertEqual(run("help", verb).stdout, run(verb, "--help").stdout)
@@ -255,21 +262,20 @@ class BenchTest(unittest.TestCase):
         for row, a in zip(detail, rows[1:]):
             self.assertEqual([row[key] for key in ("time_s", "candidates", "hits", "beat_hz", "reason")],
                              [a[key] for key in ("time_s", "candidates", "hits", "beat_hz", "reason")])
-        for line in run("explain", "a.wav", "--most", 3).stdout.splitlines():
-            self.assertLessEqual(len(line.split("rejected")[0]), 80)
-        child, terminal = pty.fork()
-        if child == 0:
-            fcntl.ioctl(1, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 60, 0, 0))
-            os.execv(ZETO, [ZETO, "params"])
-        shown = b""
-        while select.select([terminal], [], [], 10)[0]:
-            try:
-                shown += os.read(terminal, 4096)
-            except OSError:
-                break
-        os.waitpid(child, 0)
-        self.assertIn(b"UltraHz_cand_dB", shown)
-        self.assertLessEqual(max(map(len, shown.decode().splitlines())), 60)
+        for columns, said, words in (60, "UltraHz_cand_dB", ["params"]), (80, "steadiness", ["explain", "a.wav", "--most", "3"]):
+            child, terminal = pty.fork()
+            if child == 0:
+                fcntl.ioctl(1, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+                os.execv(ZETO, [ZETO, *words])
+            shown = b""
+            while select.select([terminal], [], [], 10)[0]:
+                try:
+                    shown += os.read(terminal, 4096)
+                except OSError:
+                    break
+            os.waitpid(child, 0)
+            self.assertIn(said, shown.decode())
+            self.assertLessEqual(max(map(len, shown.decode().splitlines())), columns)
 
     def test_page_on_scale_does_what_it_says(self):
         os.mkdir("captures")

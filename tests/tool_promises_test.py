@@ -166,7 +166,6 @@ class PromisesTest(unittest.TestCase):
         self.assertEqual([row[0] for row in csv.reader(told.splitlines(True))][1:], names)
         told = run("sense", "--summary", "--json", "--", *NAMES).stdout.splitlines()
         self.assertEqual([json.loads(line)["file"] for line in told], [*names[:-1], "f\ufffd.wav"])
-        self.assertEqual(self.table("sense", "--csv", "-"), self.table("sense", "--csv", "capture.wav"))
         for verb in "sense", "inspect", "explain":
             for name in NAMES:
                 said = run(verb, "--", "none" + name).stderr
@@ -191,7 +190,7 @@ class PromisesTest(unittest.TestCase):
         os.mkfifo("fifo")
         for name in "fifo", "/dev/null":
             result = run("emit", "-s", 1, "-o", name)
-            self.assertEqual((result.returncode, result.stderr), (2, f"zeto emit: cannot write {name}: not a regular file\n"))
+            self.assertEqual((result.returncode, result.stderr), (2, f"zeto emit: cannot write {name}: not a regular file; - is standard output\n"))
         full = subprocess.run(["sh", "-c", f"'{ZETO}' params > /dev/full"], capture_output=True, text=True)
         self.assertEqual((full.returncode, full.stderr), (2, "zeto params: cannot write to standard output\n"))
         limited = subprocess.run(["sh", "-c", f"ulimit -f 64; exec '{ZETO}' emit -s 9 -o new.wav"], capture_output=True, text=True)

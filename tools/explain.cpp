@@ -1,4 +1,6 @@
 // zeto explain: what each analysis of a recording saw, and why it was accepted or rejected.
+#include <unistd.h>
+
 #include <algorithm>
 #include <functional>
 #include <limits>
@@ -20,6 +22,7 @@
 #include "sense_report.hpp"
 #include "sensing.hpp"
 #include "text.hpp"
+#include "text/terminal.hpp"
 #include "verbs.hpp"
 #include "zeto/version.h"
 
@@ -46,9 +49,11 @@ struct Explained {
 };
 
 using Use = std::function<void(const Explained&)>;
+using OnRead = std::function<void(double share)>;
 
-/// Gives the analyses asked for one by one, and reads no farther than the last of them.
-void explain_file(const ExplainOptions& options, const std::string& file, Progress& progress, const Use& use) {
+/// Gives the analyses asked for one by one, and reads no farther than the last of them. Returns warnings.
+std::vector<std::string> explain_file(const ExplainOptions& options, const std::string& file, const OnRead& on_read,
+                                      const Use& use) {
   constexpr double kHalfBlock = 0.005;
   constexpr int64_t kPiece = 9600;  // 200 ms: an analysis at most
   AudioReader reader = open_recording(file, options.set.hear);
@@ -62,7 +67,6 @@ void explain_file(const ExplainOptions& options, const std::string& file, Progre
     ++index;
     is_over = is_over || seen.end_s > options.to + kHalfBlock;
     if (is_over || seen.end_s < options.from - kHalfBlock) return;
-    progress.clear();
     use({index, std::move(seen)});
     is_over = ++used == options.most;
   });
@@ -76,12 +80,11 @@ void explain_file(const ExplainOptions& options, const std::string& file, Progre
     check.take(values);
     prepared.apply(values);
     sensing.take(values);
-    progress.show(text("%lld %% of %s", static_cast<long long>(100 * done / frames), printable(file).c_str()));
+    on_read(static_cast<double>(done) / static_cast<double>(frames));
   }
-  progress.clear();
   if (sensing.analyses().size() != index) throw std::logic_error("analyses were missed");
   if (used == 0) throw FileError(file + ": --from, --to: no analysis ends in that time");
-  for (const auto& warning : check.warnings()) warn("zeto explain", file + ": " + warning);
+  return check.warnings();
 }
 
 Json segments_of(const Observation& seen) {
@@ -166,12 +169,11 @@ constexpr const char* kCsvHeading =
 std::string csv_of(const std::string& file, const Explained& explained, const std::string& unit) {
   const Observation& seen = explained.seen;
   const auto any = [&](float value) { return seen.candidates > 0 ? text("%.9g", number(value)) : std::string(); };
-  const std::string why = seen.accepted ? "" : verdict(seen).substr(10);  // behind "rejected: "
   return csv_cell(file) + text(",%zu,%.1f,%d,", explained.index, seen.end_s, seen.candidates) + any(seen.position) +
          text(",%d,%g,", seen.hits, number(seen.hit_ratio.current)) + any(seen.level) +
          text(",%d,%g,%g,", seen.level_hits, number(seen.level_ratio.current), number(seen.steadiness)) +
          any(seen.folded) + text(",%g,", number(seen.span)) + any(seen.value) +
-         text(",%.9g,%s,%d,", number(seen.result), unit.c_str(), seen.accepted ? 1 : 0) + csv_cell(why) + ",";
+         text(",%.9g,%s,%d,", number(seen.result), unit.c_str(), seen.accepted ? 1 : 0) + csv_cell(reason(seen)) + ",";
 }
 
 /// The peaks of the 18 spectra, nine in a line.
@@ -194,19 +196,23 @@ constexpr const char* kTableHeading =
     "                median        median\n"
     "  time_s peaks  beat_hz hits      dB hits steady    value   result  verdict\n";
 
-std::string table_of(const Explained& explained, bool brief) {
+/// @param columns  of the terminal; 0: any number.
+std::string table_of(const Explained& explained, bool brief, size_t columns) {
   const Observation& seen = explained.seen;
-  return text("%8.1f %5d %8.1f %4d %7.1f %4d %6.2f %8.2f %8.2f  ", seen.end_s, seen.candidates, number(seen.position),
-              seen.hits, number(seen.level), seen.level_hits, number(seen.steadiness), number(seen.value),
-              number(seen.result)) +
-         verdict(seen) + "\n" + (brief ? "" : peaks_of(seen));
+  const std::string numbers = text("%8.1f %5d %8.1f %4d %7.1f %4d %6.2f %8.2f %8.2f  ", seen.end_s, seen.candidates,
+                                   number(seen.position), seen.hits, number(seen.level), seen.level_hits,
+                                   number(seen.steadiness), number(seen.value), number(seen.result));
+  const std::string verdict = seen.accepted ? "accepted" : "rejected: " + reason(seen);
+  return wrapped(numbers + verdict, columns, numbers.size()) + "\n" + (brief ? "" : peaks_of(seen));
 }
 
 void explain(const ExplainOptions& options) {
   const auto files = options.files.names();
   const RunInfo info{unit_of(options.set), digest_of(options.set, options.steps)};
   warn_of("zeto explain", options.set, Side::kDetector);
+  const size_t columns = columns_of(STDOUT_FILENO);
   Progress progress;
+  size_t done = 0;
   size_t failed = 0;
   bool headed = options.no_heading;
   const auto heading = [&] {
@@ -217,16 +223,24 @@ void explain(const ExplainOptions& options) {
     bool any = false;
     std::string fault;
     try {
-      explain_file(options, file, progress, [&](const Explained& explained) {
+      const auto on_read = [&](double share) {
+        progress.show_files(static_cast<double>(done) + share, done, files.size());
+      };
+      const auto warnings = explain_file(options, file, on_read, [&](const Explained& explained) {
+        progress.clear();
         if (options.json) return json.add(explained);
         heading();
         if (!options.csv && !any && files.size() > 1) print(printable(file) + "\n");
         any = true;
-        print(options.csv ? csv_of(file, explained, info.unit) + csv_tail(info) : table_of(explained, options.brief));
+        print(options.csv ? csv_of(file, explained, info.unit) + csv_tail(info)
+                          : table_of(explained, options.brief, columns));
       });
+      progress.clear();
+      for (const auto& warning : warnings) warn("zeto explain", file + ": " + warning);
     } catch (const FileError& error) {
       fault = error.what();
       ++failed;
+      progress.clear();
       complain("zeto explain", fault);
       if (options.csv) {
         heading();
@@ -234,6 +248,7 @@ void explain(const ExplainOptions& options) {
       }
     }
     if (options.json) json.end(fault);
+    ++done;
   }
   if (failed > 0) throw SomeFilesFailed();
 }
@@ -248,7 +263,7 @@ void add_explain(CLI::App& app) {
             "reference, what was played; the second the microphone;\n"
             "- for standard input");
   verb->add_option("--from", options->from, "Only analyses that end at this time or later")->type_name("S");
-  verb->add_option("--to", options->to, "Only analyses that end at this time or before;\nwhat is behind is not read")
+  verb->add_option("--to", options->to, "Only analyses that end at this time or before;\nwhat comes later is not read")
       ->type_name("S");
   verb->add_option("--most", options->most, "So many analyses of each recording at most")->type_name("N");
   verb->add_flag("--brief", options->brief, "Leave the spectra's peaks out");

@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <functional>
 #include <new>
 
 #include "audio/file_list.hpp"
@@ -12,6 +13,7 @@
 #include "sweep.hpp"
 #include "text.hpp"
 #include "verbs.hpp"
+#include "zeto/version.h"
 
 namespace zeto::tool {
 namespace {
@@ -23,29 +25,42 @@ struct InspectOptions {
   bool csv = false;
 };
 
-using Row = std::array<std::string, 9>;
-const Row kHeading{"file", "encoding", "samples", "peak", "start_hz", "end_hz", "sweep_s", "latency_samples", "error"};
+using Row = std::array<std::string, 10>;
+const Row kHeading{"file",   "encoding", "samples",         "peak",  "start_hz",
+                   "end_hz", "sweep_s",  "latency_samples", "error", "version"};
 
 /// A number, or nothing where it could not be measured.
 std::string cell(double value, int digits) {
   return std::isfinite(value) ? text("%.*f", digits, value) : "";
 }
 
-std::vector<float> read_all(AudioReader& reader, int channel) {
+using OnRead = std::function<void(double share)>;
+
+std::vector<float> read_all(AudioReader& reader, const std::string& path, int channel, const OnRead& on_read) {
   std::vector<float> samples;
   constexpr int64_t kBelieved = int64_t{1} << 24;  // a header may promise anything
   samples.reserve(static_cast<size_t>(std::min(reader.frames(), kBelieved)));
   const auto channels = static_cast<size_t>(reader.channels());
   std::vector<double> piece(16384 * channels);
+  size_t not_numbers = 0;
   for (size_t got = piece.size(); got == piece.size();) {
     got = reader.read(piece);
-    for (size_t i = static_cast<size_t>(channel); i < got; i += channels) samples.push_back(to_float(piece[i]));
+    for (size_t i = static_cast<size_t>(channel); i < got; i += channels) {
+      const bool is_number = !std::isnan(piece[i]);
+      not_numbers += is_number ? 0 : 1;
+      samples.push_back(is_number ? to_float(piece[i]) : 0.0F);
+    }
+    on_read(static_cast<double>(samples.size()) / static_cast<double>(reader.frames()));
+  }
+  if (not_numbers > 0) {
+    warn("zeto inspect",
+         text("%s: %zu of %zu samples are no numbers and count as 0", path.c_str(), not_numbers, samples.size()));
   }
   return samples;
 }
 
 /// @param channel  from 1; 0: the only one.
-Row measure(const std::string& path, int channel) {
+Row measure(const std::string& path, int channel, const OnRead& on_read) {
   AudioReader reader(path, AudioReader::kAnyChannels);
   const int channels = reader.channels();
   if (channel > channels || (channel == 0 && channels > 1)) {
@@ -54,7 +69,7 @@ Row measure(const std::string& path, int channel) {
                     (channel == 0 ? "; --channel chooses one" : ", no channel " + std::to_string(channel)));
   }
   warn("zeto inspect", reader.warning());
-  const std::vector<float> samples = read_all(reader, std::max(0, channel - 1));
+  const std::vector<float> samples = read_all(reader, path, std::max(0, channel - 1), on_read);
   const Sweep sweep = measure_sweep(samples, kSampleRate);
   return {path,
           reader.encoding(),
@@ -64,7 +79,8 @@ Row measure(const std::string& path, int channel) {
           cell(sweep.end_hz, 1),
           sweep.period ? cell(static_cast<double>(*sweep.period) / kSampleRate, 3) : "",
           sweep.latency ? std::to_string(*sweep.latency) : "",
-          ""};
+          "",
+          ZETO_VERSION_STRING};
 }
 
 void print_csv(const Row& row) {
@@ -91,10 +107,11 @@ void inspect(const InspectOptions& options) {
   Progress progress;
   size_t done = 0;
   for (const auto& path : files) {
-    progress.show(text("%zu %%, %zu of %zu files", 100 * done / files.size(), done, files.size()));
-    ++done;
+    const auto on_read = [&](double share) {
+      progress.show_files(static_cast<double>(done) + share, done, files.size());
+    };
     try {
-      const Row row = measure(path, options.channel);
+      const Row row = measure(path, options.channel, on_read);
       progress.clear();
       if (!heading) print(kHeading);
       heading = true;
@@ -105,13 +122,14 @@ void inspect(const InspectOptions& options) {
       if (options.csv) {
         if (!heading) print(kHeading);
         heading = true;
-        print({path, "", "", "", "", "", "", "", error.what()});
+        print({path, "", "", "", "", "", "", "", error.what(), ZETO_VERSION_STRING});
       }
       failed = true;
     } catch (const std::bad_alloc&) {
       complain("zeto inspect", "cannot read " + path + ": too long for this machine's memory");
       failed = true;
     }
+    ++done;
   }
   if (failed) throw SomeFilesFailed();
 }
@@ -129,12 +147,12 @@ void add_inspect(CLI::App& app) {
   verb->add_flag("--no-heading", options->no_heading, "Leave the first line out");
   verb->footer(
       "One line per file, measured from its samples alone:\n"
-      "  samples   length\n"
-      "  peak      largest absolute sample, full scale 1\n"
-      "  start_hz  frequency at the first sample of the first sweep, fitted over 20 ms\n"
-      "  end_hz    frequency at its last sample, fitted over 20 ms; the file's last\n"
-      "            sample where the sweep does not start again within the file\n"
-      "  sweep_s   seconds until the sweep starts again\n"
+      "  samples          length\n"
+      "  peak             largest absolute sample, full scale 1\n"
+      "  start_hz         frequency at the first sample of the first sweep, fitted over 20 ms\n"
+      "  end_hz           frequency at its last sample, fitted over 20 ms; the file's last\n"
+      "                   sample if the sweep does not start again within the file\n"
+      "  sweep_s          seconds until the sweep starts again\n"
       "  latency_samples  zeros at the start; 479 for what a fresh wrapper returns\n"
       "What cannot be measured is a dash (nothing with --csv).\n\n"
       "Examples:\n"

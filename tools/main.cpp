@@ -132,7 +132,7 @@ int run(int argc, char** argv) {
   app.add_flag("-v,--verbose", zeto::tool::verbose, "Show the library's own lines on standard error");
   app.footer(
       "Help on one verb: zeto help VERB\nExit status: 0 done; 1 an audio file could not be read or used; 2 anything "
-      "else\nfailed. Each with a line on standard error.");
+      "else\nfailed. A line on standard error says what went wrong.");
   zeto::tool::add_emit(app);
   zeto::tool::add_inspect(app);
   zeto::tool::add_sense(app);

@@ -67,22 +67,23 @@ NewFile::NewFile(std::string path) : path_(std::move(path)) {
     descriptor_ = nameless_file();
     return;
   }
-  // A link stays one: what it points to is written, whether it exists or not.
-  constexpr int kMaxLinks = 40;
-  std::error_code error;
-  for (int i = 0; i < kMaxLinks && fs::is_symlink(path_, error); ++i) {
-    path_ = (fs::path(path_).parent_path() / fs::read_symlink(path_, error)).string();
-  }
   struct stat status {};
   const bool replaces = stat(path_.c_str(), &status) == 0;
   if (replaces) {
     if (S_ISDIR(status.st_mode)) fail(EISDIR);
     // Renaming onto a device would replace it.
-    if (!S_ISREG(status.st_mode)) throw UserError("cannot write " + path_ + ": not a regular file");
+    if (!S_ISREG(status.st_mode))
+      throw UserError("cannot write " + path_ + ": not a regular file; - is standard output");
     if (is_input(status)) throw UserError("cannot write " + path_ + ": it is read as well");
     if (access(path_.c_str(), W_OK) != 0) fail(errno);
   } else if (errno != ENOENT) {
     fail(errno);
+  }
+  // A link stays one: what it points to is written, whether it exists or not.
+  constexpr int kMaxLinks = 40;
+  std::error_code error;
+  for (int i = 0; i < kMaxLinks && fs::is_symlink(path_, error); ++i) {
+    path_ = (fs::path(path_).parent_path() / fs::read_symlink(path_, error)).string();
   }
   temporary_ = path_ + ".XXXXXX";
   descriptor_ = mkostemp(temporary_.data(), O_CLOEXEC);

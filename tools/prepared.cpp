@@ -41,6 +41,10 @@ Channels read(const std::string& path, int64_t frames) {
 
 /// By the envelope of the correlation: negative frequencies are left out.
 Latency latency_of(const Channels& channels, double spacing_cm) {
+  const auto is_silent = [](const std::vector<double>& channel) {
+    return std::all_of(channel.begin(), channel.end(), [](double value) { return value == 0.0; });
+  };
+  if (is_silent(channels.reference) || is_silent(channels.microphone)) return {0.0, 0.0};
   const size_t n = channels.reference.size();
   const Fourier fourier(std::bit_ceil(n + static_cast<size_t>(kMostLatency)));
   std::vector<std::complex<double>> x(fourier.len());

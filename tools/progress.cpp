@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "text.hpp"
 #include "text/terminal.hpp"
 
 namespace zeto::tool {
@@ -17,6 +18,12 @@ void Progress::show(const std::string& line) {
   std::fprintf(stderr, "\r\033[K%s", line.substr(0, fits).c_str());
   std::fflush(stderr);
   shown_ = true;
+}
+
+void Progress::show_files(double read, size_t done, size_t all, const std::string& more) {
+  const double files = std::max(read, static_cast<double>(done));  // one at fault is not read to its end
+  const auto percent = static_cast<int>(100.0 * files / static_cast<double>(all));
+  show(text("%d %%", percent) + (all > 1 ? text(", %zu of %zu files", done, all) : "") + more);
 }
 
 void Progress::clear() {

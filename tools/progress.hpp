@@ -18,6 +18,9 @@ class Progress {
   void show(const std::string& line);
   /// "37 %"
   void show_share(int64_t done, int64_t all) { show(std::to_string(100 * done / std::max<int64_t>(1, all)) + " %"); }
+  /// "37 %, 7 of 20 files" and more; of one file the percentage and more.
+  /// @param read  files that were read, with the parts of those under way.
+  void show_files(double read, size_t done, size_t all, const std::string& more = "");
   /// To be called before anything else is printed.
   void clear();
 

@@ -57,25 +57,19 @@ ReportOptions report_options(const SenseOptions& options, const std::vector<std:
   return report;
 }
 
-/// How far all of them have come.
-struct Work {
-  std::atomic<int64_t> sensed = 0;   ///< samples
-  std::atomic<int64_t> started = 0;  ///< samples of the recordings that were begun
-};
-
 /// What came of a recording; one that is at fault does not stop the others.
 struct Outcome {
   std::string report;
   std::string fault;
   std::vector<std::string> warnings;
   std::optional<Latency> found;
-  bool nothing = false;  ///< was accepted, or no target was seen
+  bool nothing = false;  ///< was accepted, and no warning tells why
 };
 
-Sensed sense_file(const SenseOptions& options, const std::string& file, Work& work, Outcome& outcome) {
+/// @param read  is moved on by the share of the recording that has been read.
+Sensed sense_file(const SenseOptions& options, const std::string& file, std::atomic<double>& read, Outcome& outcome) {
   const zeto_tx_param& param = options.set.hear;
   AudioReader reader = open_recording(file, param);
-  work.started += reader.frames();
   if (!reader.warning().empty()) outcome.warnings.push_back(reader.warning());
   const HostFormat format = options.format ? HostFormat{*options.format} : reader.host_format();
   Prepared prepared(file, reader.frames(), options.steps);
@@ -92,7 +86,7 @@ Sensed sense_file(const SenseOptions& options, const std::string& file, Work& wo
     reader.read(values);
     check.take(values);
     prepared.apply(values);
-    work.sensed += static_cast<int64_t>(values.size() / 2);
+    read += 0.5 * static_cast<double>(values.size()) / static_cast<double>(reader.frames());
   };
   Sensed sensed;
   std::optional<Observing> observing;
@@ -100,13 +94,13 @@ Sensed sense_file(const SenseOptions& options, const std::string& file, Work& wo
   sensed.analyses = sense({format, options.buffer, param}, reader.frames(), capture, writer ? &*writer : nullptr);
   if (writer) writer->commit();
   for (const auto& warning : check.warnings()) outcome.warnings.push_back(file + ": " + warning);
-  outcome.nothing = std::none_of(sensed.analyses.begin(), sensed.analyses.end(), [](auto& a) { return a.accepted(); });
+  outcome.nothing = outcome.warnings.empty() &&
+                    std::none_of(sensed.analyses.begin(), sensed.analyses.end(), [](auto& a) { return a.accepted(); });
   return sensed;
 }
 
-KitRun watch_file(const SenseOptions& options, const std::string& file, Work& work, Outcome& outcome) {
+KitRun watch_file(const SenseOptions& options, const std::string& file, std::atomic<double>& read, Outcome& outcome) {
   AudioReader reader = open_recording(file, {});
-  work.started += reader.frames();
   if (!reader.warning().empty()) outcome.warnings.push_back(reader.warning());
   Kit kit(options.set, options.steps.spacing_cm);
   KitRun run;
@@ -119,7 +113,7 @@ KitRun watch_file(const SenseOptions& options, const std::string& file, Work& wo
     microphone.clear();
     for (size_t i = 1; i < got; i += 2) microphone.push_back(to_float(values[i]));
     kit.take(microphone, run.readings);
-    work.sensed += static_cast<int64_t>(got / 2);
+    read += 0.5 * static_cast<double>(got) / static_cast<double>(reader.frames());
   }
   for (const auto& warning : check.warnings()) outcome.warnings.push_back(file + ": " + warning);
   run.seconds = static_cast<double>(reader.frames()) / kSampleRate;
@@ -139,7 +133,7 @@ void sense_files(const SenseOptions& options) {
   std::string heading = options.by_kit() ? kit_report.heading() : report.heading();
   if (options.no_heading) heading.clear();
   if (!options.by_kit()) warn_of("zeto sense", options.set, Side::kDetector);
-  Work sensing;
+  std::atomic<double> read = 0.0;
   size_t done = 0;
   size_t failed = 0;
   size_t nothing = 0;
@@ -148,8 +142,8 @@ void sense_files(const SenseOptions& options) {
   const auto work = [&](size_t i) {
     Outcome outcome;
     try {
-      outcome.report = options.by_kit() ? kit_report.of(files[i], watch_file(options, files[i], sensing, outcome))
-                                        : report.of(files[i], sense_file(options, files[i], sensing, outcome));
+      outcome.report = options.by_kit() ? kit_report.of(files[i], watch_file(options, files[i], read, outcome))
+                                        : report.of(files[i], sense_file(options, files[i], read, outcome));
     } catch (const FileError& error) {
       outcome.fault = error.what();
       outcome.report =
@@ -158,15 +152,7 @@ void sense_files(const SenseOptions& options) {
     return outcome;
   };
   const auto show_progress = [&] {
-    const auto seconds = static_cast<double>(sensing.sensed) / kSampleRate;
-    if (files.size() == 1) {
-      const auto of = std::max<int64_t>(1, sensing.started);
-      progress.show(
-          text("%lld %%, %.1f min of audio", static_cast<long long>(100 * sensing.sensed / of), seconds / 60.0));
-    } else {
-      progress.show(text("%zu %%, %zu of %zu files, %zu failed; %.1f min", 100 * done / files.size(), done,
-                         files.size(), failed, seconds / 60.0));
-    }
+    progress.show_files(read, done, files.size(), failed > 0 ? text(", %zu failed", failed) : "");
   };
   const auto use = [&](size_t i, const Outcome& outcome) {
     progress.clear();
@@ -211,7 +197,7 @@ void add_sense(CLI::App& app) {
       ->type_name("N")
       ->check(CLI::Range(1, 1024).description(""));
   verb->add_option("-o,--out", options->out,
-                   "WAV file to write: the output channel that the wrapper\n"
+                   "File to write: the output channel that the wrapper\n"
                    "returns, mono, in the host's format; one recording only")
       ->type_name("FILE");
   verb->add_option("-f,--format", options->format,
@@ -233,12 +219,11 @@ void add_sense(CLI::App& app) {
       "  measurement  whole, in the unit of --UltraHz-period; or \"rejected\". With the\n"
       "               defaults the echo's delay in ms, folded at 500 (600 ms reads\n"
       "               400), in steps of 3.91 ms\n"
-      "With --csv, columns are the same for any number of recordings: the name first; status\n"
-      "accepted, rejected or, for a recording that cannot be sensed, error; and last a\n"
-      "digest of all parameters and the tool's version. Recordings come in the order given.\n"
-      "--summary gives for each how many seconds were analysed,\n"
-      "in how many analyses, how many of these were accepted, and of those the median,\n"
-      "least and greatest measurement.\n"
+      "Recordings come in the order given. The columns of --csv are the same for any number\n"
+      "of them: first the name; status is accepted or rejected, or error if the recording\n"
+      "cannot be sensed; last come a digest of all parameters and the tool's version.\n"
+      "--summary gives for each how many seconds were analysed, in how many analyses, how\n"
+      "many of these were accepted, and of those the median, least and greatest measurement.\n\n"
       "With a set of sweeps that start over (--set hand; zeto sets lists them) the host\n"
       "kit listens to the microphone: it learns in the first three seconds, with nobody\n"
       "there, and gives a line every 200 ms: time_s, state (learning, nobody, target,\n"

@@ -15,18 +15,6 @@ double number(float value) {
 
 constexpr const char* kDetail = "candidates,hits,beat_hz,level_db,reason,";
 
-/// Why it was rejected; "" if it was not.
-std::string reason(const Observation& seen) {
-  std::string why;
-  const auto add = [&](bool met, const char* what) {
-    if (!met) why.append(why.empty() ? "" : ", ").append(what);
-  };
-  add(seen.has_hits, "position");
-  add(seen.has_levels, "level");
-  add(seen.is_steady, "steadiness");
-  return why;
-}
-
 std::string cells_of(const Observation& seen) {
   const bool any = seen.candidates > 0;
   return text("%d,%d,", seen.candidates, seen.hits) +
@@ -41,8 +29,15 @@ void ReportOptions::fit(const std::vector<std::string>& files) {
   for (const auto& file : files) name_width = std::max(name_width, static_cast<int>(printable(file).size()));
 }
 
-std::string verdict(const Observation& seen) {
-  return seen.accepted ? "accepted" : "rejected: " + reason(seen);
+std::string reason(const Observation& seen) {
+  std::string why;
+  const auto add = [&](bool met, const char* what) {
+    if (!met) why.append(why.empty() ? "" : ", ").append(what);
+  };
+  add(seen.has_hits, "position");
+  add(seen.has_levels, "level");
+  add(seen.is_steady, "steadiness");
+  return why;
 }
 
 std::string csv_tail(const RunInfo& info, const std::string& error) {
@@ -57,7 +52,7 @@ std::string SenseReport::heading() const {
   }
   const std::string name = options_.named ? text("%-*s", options_.name_width, "file") : "";
   if (options_.summary) return name + "   seconds  analyses  accepted    median       min       max\n";
-  return name + (options_.detail ? "  time_s  measurement  peaks  hits   beat_hz  level_db  verdict\n"
+  return name + (options_.detail ? "  time_s  measurement  peaks  hits  beat_hz  level_db  reason\n"
                                  : "  time_s  measurement\n");
 }
 
@@ -71,10 +66,10 @@ std::string SenseReport::line(const std::string& file, const Analysis& analysis,
   std::string line = options_.named ? text("%-*s", options_.name_width, printable(file).c_str()) : "";
   line += accepted ? text("%8.1f  %11d", analysis.end_s, analysis.value) : text("%8.1f     rejected", analysis.end_s);
   if (seen != nullptr) {
-    line += seen->candidates > 0 ? text("  %5d  %4d  %8.1f  %8.1f  ", seen->candidates, seen->hits,
+    line += seen->candidates > 0 ? text("  %5d  %4d  %7.1f  %8.1f  ", seen->candidates, seen->hits,
                                         number(seen->position), number(seen->level))
-                                 : "      0     0         -         -  ";
-    line += verdict(*seen);
+                                 : "      0     0        -         -  ";
+    line += reason(*seen);
   }
   return line + "\n";
 }

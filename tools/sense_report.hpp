@@ -28,8 +28,8 @@ struct Sensed {
   std::vector<Observation> seen;  ///< as many, if there is to be detail; otherwise empty
 };
 
-/// "accepted", or "rejected: position, level", by the conditions that are not met.
-std::string verdict(const Observation& seen);
+/// The conditions that are not met, "position, level"; "" if it was accepted.
+std::string reason(const Observation& seen);
 
 /// One text per recording, the heading before the first. In CSV and JSON columns and members depend on the options alone,
 /// never on the files.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "json.hpp"
+#include "reports/run_info.hpp"
 #include "reports/tune_page.hpp"
 #include "text.hpp"
 #include "zeto/version.h"
@@ -117,16 +118,17 @@ std::string tune_table(const Tuned& tuned, size_t most) {
 }
 
 std::string tune_csv(const Tuned& tuned, bool heading) {
-  std::string lines = heading ? "rank,set,score,label,right,wrong,missed,false,silent,version\n" : "";
+  std::string lines = heading ? "rank,set,score,label,right,wrong,missed,false,silent,parameters,version\n" : "";
   for (size_t rank = 0; rank < tuned.ranking.size(); ++rank) {
     const size_t c = tuned.ranking[rank];
     const std::string head = text("%zu,", rank + 1) + csv_cell(tuned.candidates[c].name) +
                              text(",%g,", tuned.total[c].score(tuned.scoring.cost));
+    const std::string tail = digest_of(tuned.candidates[c].set, tuned.steps) + "," ZETO_VERSION_STRING "\n";
     for (size_t label = 0; label < tuned.truth.labels.size(); ++label) {
       const Counts& counts = tuned.by_label[c][label];
       lines += head + csv_cell(tuned.truth.labels[label]) +
-               text(",%u,%u,%u,%u,%u," ZETO_VERSION_STRING "\n", counts.right, counts.wrong, counts.missed,
-                    counts.falsely, counts.silent);
+               text(",%u,%u,%u,%u,%u,", counts.right, counts.wrong, counts.missed, counts.falsely, counts.silent) +
+               tail;
     }
   }
   return lines;

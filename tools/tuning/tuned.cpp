@@ -65,7 +65,8 @@ class Listener {
 }  // namespace
 
 FileCounts count_file(const std::string& path, const std::vector<Stretch>& stretches,
-                      const std::vector<Candidate>& candidates, const HostSteps& steps, const Scoring& scoring) {
+                      const std::vector<Candidate>& candidates, const HostSteps& steps, const Scoring& scoring,
+                      std::atomic<double>& read) {
   constexpr int64_t kPiece = 48000;
   FileCounts counts;
   try {
@@ -83,6 +84,7 @@ FileCounts count_file(const std::string& path, const std::vector<Stretch>& stret
       microphone.resize(values.size() / 2);
       for (size_t i = 0; i < microphone.size(); ++i) microphone[i] = to_float(values[2 * i + 1]);
       for (Listener& listener : listeners) listener.take(values, microphone);
+      read += static_cast<double>(microphone.size()) / static_cast<double>(reader.frames());
     }
     for (const Listener& listener : listeners) {
       const auto measured = listener.measured(scoring);

@@ -1,5 +1,6 @@
 // Every candidate over every recording, in one pass over the files.
 #pragma once
+#include <atomic>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,8 +25,10 @@ struct FileCounts {
   std::vector<std::vector<Counts>> of;  ///< [candidate][stretch]
 };
 
+/// @param read  is moved on by the share of the recording that has been read.
 FileCounts count_file(const std::string& path, const std::vector<Stretch>& stretches,
-                      const std::vector<Candidate>& candidates, const HostSteps& steps, const Scoring& scoring);
+                      const std::vector<Candidate>& candidates, const HostSteps& steps, const Scoring& scoring,
+                      std::atomic<double>& read);
 
 struct Tuned {
   TruthTable truth;

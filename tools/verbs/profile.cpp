@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "audio/channel_check.hpp"
 #include "audio/file_list.hpp"
 #include "audio_file.hpp"
 #include "batch.hpp"
@@ -18,10 +19,13 @@
 #include "prepared.hpp"
 #include "progress.hpp"
 #include "reports/parameter_warnings.hpp"
+#include "reports/run_info.hpp"
 #include "reports/unit.hpp"
+#include "sense_report.hpp"
 #include "sensing.hpp"
 #include "text.hpp"
 #include "verbs.hpp"
+#include "zeto/version.h"
 
 namespace zeto::tool {
 namespace {
@@ -39,7 +43,7 @@ struct ProfileOptions {
 /// What came of a recording.
 struct Profiled {
   std::string fault;  ///< then nothing else is set
-  std::string warning;
+  std::vector<std::string> warnings;
   size_t analyses = 0;
   Profile profile{};
   std::optional<Latency> latency;
@@ -53,21 +57,23 @@ double cm_of(double ms) {
   return 0.5 * kCmPerSecond * ms / 1000.0;
 }
 
-/// @param sensed  is moved on by the share of the recording that has been read, in 1/1000.
-Profiled profile_file(const ProfileOptions& options, const std::string& file, std::atomic<int64_t>& sensed) {
+/// @param read  is moved on by the share of the recording that has been read.
+Profiled profile_file(const ProfileOptions& options, const std::string& file, std::atomic<double>& read) {
   Profiled profiled;
   try {
     AudioReader reader = open_recording(file, options.set.hear);
-    profiled.warning = reader.warning();
+    if (!reader.warning().empty()) profiled.warnings.push_back(reader.warning());
     Prepared prepared(file, reader.frames(), options.steps);
     const Latency latency = find_latency(file, options.steps.spacing_cm);
     if (latency.sureness_db >= kLeastSurenessDb) profiled.latency = latency;
     LevelStatistics levels;
+    ChannelCheck check;
     const Observing observing(true, [&](Observation&& seen) { levels.add(seen.levels); });
     const Capture capture = [&](std::span<double> values) {
       reader.read(values);
+      check.take(values);
       prepared.apply(values);
-      sensed += static_cast<int64_t>(values.size()) * 500 / reader.frames();
+      read += 0.5 * static_cast<double>(values.size()) / static_cast<double>(reader.frames());
     };
     profiled.analyses =
         sense({reader.host_format(), SensingOptions{}.buffer, options.set.hear}, reader.frames(), capture, nullptr)
@@ -78,6 +84,7 @@ Profiled profile_file(const ProfileOptions& options, const std::string& file, st
       direct_bin = direct_ms / ms_of(options, 1.0);
     }
     profiled.profile = profile_of(levels, direct_bin, options.peaks);
+    for (const auto& warning : check.warnings()) profiled.warnings.push_back(file + ": " + warning);
   } catch (const FileError& error) {
     profiled.fault = error.what();
   }
@@ -85,9 +92,14 @@ Profiled profile_file(const ProfileOptions& options, const std::string& file, st
 }
 
 Json json_of(const ProfileOptions& options, const std::string& file, const Profiled& profiled) {
-  if (!profiled.fault.empty()) return {{"file", file}, {"error", profiled.fault}};
+  Json json{{"file", file}, {"parameters", digest_of(options.set, options.steps)}, {"version", ZETO_VERSION_STRING}};
+  if (!profiled.fault.empty()) {
+    json["error"] = profiled.fault;
+    return json;
+  }
   const Profile& profile = profiled.profile;
-  Json json{{"file", file}, {"analyses", profiled.analyses}, {"slope_hz_s", slope_hz_s(options.set)}};
+  json["analyses"] = profiled.analyses;
+  json["slope_hz_s"] = slope_hz_s(options.set);
   for (const char* name : {"delay_ms", "distance_cm", "median_db"}) json[name] = Json::array();
   for (int bin = 1; bin <= kBins; ++bin) {
     const double ms = ms_of(options, bin);
@@ -112,15 +124,16 @@ Json json_of(const ProfileOptions& options, const std::string& file, const Profi
 }
 
 constexpr const char* kCsvHeading =
-    "file,peak,delay_ms,distance_cm,level_db,over_floor_db,direct,floor_db,latency_ms,threshold_db,error\n";
+    "file,peak,delay_ms,distance_cm,level_db,over_floor_db,direct,floor_db,latency_ms,threshold_db,";
 
 std::string csv_of(const ProfileOptions& options, const std::string& file, const Profiled& profiled) {
   const std::string name = csv_cell(file);
-  if (!profiled.fault.empty()) return name + ",,,,,,,,,," + csv_cell(profiled.fault) + "\n";
+  const std::string tail = csv_tail({unit_of(options.set), digest_of(options.set, options.steps)}, profiled.fault);
+  if (!profiled.fault.empty()) return name + ",,,,,,,,,," + tail;
   const Profile& profile = profiled.profile;
   const std::string rest = text(",%.1f,", profile.floor_db) +
                            (profiled.latency ? text("%.3f", profiled.latency->ms) : "") + "," +
-                           (profile.threshold_db ? std::to_string(*profile.threshold_db) : "") + ",\n";
+                           (profile.threshold_db ? std::to_string(*profile.threshold_db) : "") + "," + tail;
   std::string lines;
   for (size_t i = 0; i < profile.peaks.size(); ++i) {
     const ProfilePeak& peak = profile.peaks[i];
@@ -160,20 +173,17 @@ void profile_files(const ProfileOptions& options) {
   if (slope_hz_s(options.set) <= 0.0) throw UserError("by these parameters nothing is played: see zeto params");
   warn_of("zeto profile", options.set, Side::kEmitter);
   const auto files = options.files.names();
-  if (options.csv && !options.no_heading) print(kCsvHeading);
+  if (options.csv && !options.no_heading) print(std::string(kCsvHeading) + kCsvTail);
   size_t failed = 0;
   size_t done = 0;
   Progress progress;
-  std::atomic<int64_t> sensed = 0;
-  const auto work = [&](size_t i) { return profile_file(options, files[i], sensed); };
-  const auto idle = [&] {
-    const auto share = sensed / 10 / static_cast<int64_t>(files.size());
-    progress.show(text("%lld %%, %zu of %zu recordings", static_cast<long long>(share), done, files.size()));
-  };
+  std::atomic<double> read = 0.0;
+  const auto work = [&](size_t i) { return profile_file(options, files[i], read); };
+  const auto idle = [&] { progress.show_files(read, done, files.size()); };
   const auto use = [&](size_t i, const Profiled& profiled) {
     progress.clear();
     ++done;
-    warn("zeto profile", profiled.warning);
+    for (const auto& warning : profiled.warnings) warn("zeto profile", warning);
     if (!profiled.fault.empty()) {
       ++failed;
       complain("zeto profile", profiled.fault);
@@ -193,7 +203,8 @@ void add_profile(CLI::App& app) {
   const auto options = std::make_shared<ProfileOptions>();
   add_files(*verb, options->files,
             "Audio files (48000 Hz, two channels): the first the\n"
-            "reference, what was played; the second the microphone");
+            "reference, what was played; the second the microphone;\n"
+            "- for standard input");
   verb->add_option("--peaks", options->peaks, "Strongest peaks to show, at most")
       ->type_name("N")
       ->check(CLI::Range(size_t{1}, size_t{128}).description(""))

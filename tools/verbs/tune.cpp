@@ -57,12 +57,13 @@ void tune(const TuneOptions& options) {
   for (const Stretch& stretch : tuned.truth.stretches) stretches[stretch.file].push_back(stretch);
 
   Progress progress;
+  std::atomic<double> read = 0.0;
   size_t done = 0;
   size_t failed = 0;
   const auto work = [&](size_t i) {
-    return count_file(tuned.truth.paths[i], stretches[i], tuned.candidates, options.steps, options.scoring);
+    return count_file(tuned.truth.paths[i], stretches[i], tuned.candidates, options.steps, options.scoring, read);
   };
-  const auto idle = [&] { progress.show(text("%zu %%, %zu of %zu recordings", 100 * done / n, done, n)); };
+  const auto idle = [&] { progress.show_files(read, done, n); };
   const auto use = [&](size_t i, const FileCounts& counts) {
     progress.clear();
     ++done;
