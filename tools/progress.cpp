@@ -12,7 +12,9 @@ namespace zeto::tool {
 Progress::Progress() : is_terminal_(isatty(STDERR_FILENO) == 1) {}
 
 void Progress::show(const std::string& line) {
-  if (!is_terminal_ || std::chrono::steady_clock::now() - begin_ < std::chrono::seconds(1)) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (!is_terminal_ || now < next_) return;
+  next_ = now + std::chrono::milliseconds(200);
   const size_t columns = columns_of(STDERR_FILENO);
   const size_t fits = columns > 1 ? columns - 1 : line.size();  // a full line would wrap
   std::fprintf(stderr, "\r\033[K%s", line.substr(0, fits).c_str());

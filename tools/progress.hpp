@@ -7,7 +7,7 @@
 
 namespace zeto::tool {
 
-/// One line that is written over again and again. It shows only when the work has lasted for a second.
+/// One line that is written over again and again, five times a second at most and not in the first second.
 class Progress {
  public:
   Progress();
@@ -27,7 +27,7 @@ class Progress {
  private:
   bool is_terminal_;
   bool shown_ = false;
-  std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
+  std::chrono::steady_clock::time_point next_ = std::chrono::steady_clock::now() + std::chrono::seconds(1);
 };
 
 }  // namespace zeto::tool
