@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <complex>
@@ -375,6 +376,26 @@ TEST(Host, RefusesWhatItCannotDo) {
   for (const zeto_sweep& bad :
        {zeto_sweep{0, 0, 0, -1, {72}}, zeto_sweep{0, 0, 0, 0, {-2}}, zeto_sweep{0, 0, 0, 0, {1001}}, zeto_sweep{}})
     EXPECT_EQ(zeto_sweep_len(&bad), 0u);
+  EXPECT_EQ(zeto_sweep_len(nullptr), 0u);
+  const zeto_host_param good_param = {hand, 1, 5};
+  EXPECT_EQ(zeto_host_init(nullptr, &good_param), nullptr);
+  const zeto_sweep good = {
+      18000, 93750, 160, 90000, {25, 25, 25, 25, 25, 25, 25, 25}};  // a fade is half a sweep at most
+  const std::vector<int16_t> table = table_of(good);
+  std::vector<char> scratch(cal_zeto_rx_struct_malloc_size());
+  zeto_sweep_make(nullptr, scratch.data(), audio);
+  zeto_sweep_make(&good, nullptr, audio);
+  zeto_sweep_make(&good, scratch.data(), nullptr);
+  uint32_t at = 0;
+  for (const int32_t format : {0, 5}) zeto_sweep_play(table.data(), 9600, &at, format, audio, sizeof audio);
+  zeto_sweep_play(nullptr, 9600, &at, 1, audio, sizeof audio);
+  zeto_sweep_play(table.data(), 0, &at, 1, audio, sizeof audio);
+  zeto_sweep_play(table.data(), 9600, nullptr, 1, audio, sizeof audio);
+  zeto_sweep_play(table.data(), 9600, &at, 1, nullptr, sizeof audio);
+  EXPECT_EQ(audio[0], 5);
+  EXPECT_EQ(at, 0u);
+  EXPECT_LT(std::abs(*std::max_element(&table[1190], &table[1210])), 16);
+  EXPECT_GT(*std::max_element(&table[550], &table[650]), 4000);
 }
 
 }  // namespace

@@ -15,11 +15,11 @@ from .scenes import SEEDS, run, scene
 
 SHARE = ("accepted", "median, ms", "cm", "least to greatest, ms")
 CM = 17.15  # a millisecond of delay, in distance
+FINER = zeto.sets()["finer"]
 SETS = {  # emitter, detector; a unit of a tenth of a millisecond
     "`default`": ({}, {}),
     "`default`, sweeps of 2 s": ({"period_ms": 2000}, {"UltraHz_period": 20000}),
-    "`finer`": ({"start_hz": 18000, "span_hz": 12000, "amp_start_milli": 160},
-                {"UltraHz_floor": 18000, "UltraHz_scope": 12000, "UltraHz_cand_dB": -40}),
+    "`finer`": (FINER.emitter, {**FINER.detector, "UltraHz_period": 10000}),
 }
 
 
