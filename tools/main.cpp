@@ -90,6 +90,7 @@ int run(int argc, char** argv) {
   zeto::tool::add_sense(app);
   zeto::tool::add_explain(app);
   zeto::tool::add_simulate(app);
+  zeto::tool::add_live(app);
   zeto::tool::add_params(app);
   zeto::tool::add_sets(app);
 
