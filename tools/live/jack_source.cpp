@@ -35,14 +35,6 @@ Names ports_of(jack_client_t* client, unsigned long flags) {
   return Names(jack_get_ports(client, nullptr, JACK_DEFAULT_AUDIO_TYPE, flags));
 }
 
-std::string listed(const Names& names) {
-  std::string list;
-  for (const char** name = names.get(); name != nullptr && *name != nullptr; ++name) {
-    list += (list.empty() ? "" : ", ") + std::string(*name);
-  }
-  return list.empty() ? "none" : list;
-}
-
 class JackSource : public Source {
  public:
   explicit JackSource(const Connections& connections) {
@@ -118,9 +110,15 @@ class JackSource : public Source {
     throw UserError("--connect: no port " + *wanted + " " + what + "; there are: " + others(flags));
   }
 
+  /// Those of sound cards come first. The own ones are none.
   std::string others(unsigned long flags) const {
-    return listed(ports_of(client_.get(), flags | JackPortIsPhysical)) +
-           " of sound cards; all: " + listed(ports_of(client_.get(), flags));
+    const Names names = ports_of(client_.get(), flags);
+    std::string list;
+    for (const char** name = names.get(); name != nullptr && *name != nullptr; ++name) {
+      if (jack_port_is_mine(client_.get(), jack_port_by_name(client_.get(), *name)) != 0) continue;
+      list += (list.empty() ? "" : ", ") + std::string(*name);
+    }
+    return list.empty() ? "none" : list;
   }
 
   void connect(const std::string& from, const std::string& to) {
