@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """zeto live without hardware: jackd's dummy driver, and a client for the air. Usage: live_test.py ZETO LIVE_PATH EXAMPLE"""
+import fcntl
 import json
 import math
 import os
@@ -27,6 +28,11 @@ class LiveTest(unittest.TestCase):
         self.addCleanup(os.chdir, os.getcwd())
         os.chdir(folder.name)
 
+    def tearDown(self):
+        """Before its clients: it would wait for those that are killed."""
+        self.server.terminate()
+        self.server.wait(10)
+
     def begin(self, *args, **more):
         child = subprocess.Popen(list(map(str, args)), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, **more)
         self.addCleanup(child.communicate)
@@ -34,13 +40,14 @@ class LiveTest(unittest.TestCase):
         return child
 
     def serve(self, period, rate=48000):
-        """A server of its own name, which all that is started from now on asks for. It waits for its clients."""
-        os.environ["JACK_DEFAULT_SERVER"] = name = f"zeto-{os.getpid()}-{period}-{rate}"
-        server = self.begin("jackd", "-n", name, "-r", "-S", "-t", 5000, "-d", "dummy", "-r", rate, "-p", period)
+        """A server, which all that is started from now on asks for. It waits for its clients. There is one name for all:
+        JACK has places for eight, and one that is killed keeps its place until the next of its name."""
+        os.environ["JACK_DEFAULT_SERVER"] = "zeto-test"
+        self.server = self.begin("jackd", "-n", "zeto-test", "-r", "-S", "-t", 5000, "-d", "dummy", "-r", rate, "-p", period)
         for _ in range(100):
             time.sleep(0.1)
             if subprocess.run(["jack_lsp"], capture_output=True).returncode == 0:
-                return server
+                return
         self.fail("jackd does not start")
 
     def air(self, delay, come, leave):
@@ -137,7 +144,8 @@ class LiveTest(unittest.TestCase):
         self.assertIn("no JACK server answers", self.fault(live())[0])
         self.serve(1024, 44100)
         self.assertIn("runs at 44100 Hz, must be 48000 Hz", self.fault(live())[0])
-        server = self.serve(512)
+        self.tearDown()
+        self.serve(512)
         self.air(480, 99, 99)
         error, _ = self.fault(live("--connect", "nowhere:in", AIR[1], "--record", "none.wav"))
         self.assertRegex(error, "no port nowhere:in to play to; there are: system:playback_1.*path:in\n")
@@ -161,8 +169,10 @@ class LiveTest(unittest.TestCase):
                 child.stdout.readline()
         closed.stdout.close()  # who reads along leaves
         self.assertEqual(closed.wait(10), 2)
-        server.kill()
+        self.server.kill()
+        self.server.wait()
         self.assertRegex(self.fault(left)[0], r"the JACK server has gone away; left.wav holds \d")
+        self.serve(512)  # takes the killed one's place, and leaves it
         for name in "full.wav", "stopped.wav", "left.wav", "closed.wav":
             read = subprocess.run([ZETO, "sense", "--summary", "--set", "hand", "--json", name], capture_output=True)
             self.assertGreater(json.loads(read.stdout)["seconds"], 0.2, read.stderr)
@@ -172,4 +182,6 @@ if __name__ == "__main__":
     if not shutil.which("jackd") or not shutil.which("jack_lsp"):
         print("no jackd here")
         sys.exit(77)
-    unittest.main()
+    with open(os.path.join(tempfile.gettempdir(), "zeto-live-test.lock"), "w") as alone:
+        fcntl.flock(alone, fcntl.LOCK_EX)
+        unittest.main()
