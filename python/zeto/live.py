@@ -76,7 +76,7 @@ class Picture:
         self.dots.set_data([row["time_s"] - STEP_S / 2 for row in targets], [row["distance_cm"] for row in targets])
         if "profile_db" in last:
             self.profile.set_data(last["profile_db"], range(len(last["profile_db"])))
-        self.over_time.set(xlim=(begin, last["time_s"]), ylim=(-0.5, height - 0.5))
+        self.over_time.set(xlim=(max(begin, self.rows[0]["time_s"] - STEP_S), last["time_s"]), ylim=(-0.5, height - 0.5))
         self.over_time.set_title(caption(last), color=COLOURS.get(last["state"], "black"), loc="left")
         return [self.image, self.dots, self.profile]
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 #include "audio_file.hpp"
 #include "parameters.hpp"
@@ -16,6 +17,14 @@ constexpr double kCmPerSample = 34300.0 / kSampleRate;
 constexpr int kSettling = 2;     // readings, as in the kit
 constexpr double kLeast = 1e-6;  // -120 dB
 
+/// A Hamming window over what is played: without it an echo is 13 dB above its own side lobes. Nothing below 0 Hz, so that
+/// the correlation's magnitude is its envelope.
+double weight_at(double hz, double start_hz) {
+  constexpr double kEnd = 0.5 * kSampleRate;
+  if (hz <= start_hz || hz >= kEnd) return 0.0;
+  return 0.54 - 0.46 * std::cos(2.0 * std::numbers::pi * (hz - start_hz) / (kEnd - start_hz));
+}
+
 }  // namespace
 
 RangeProfile::RangeProfile(const zeto_set& set, double spacing_cm)
@@ -29,7 +38,10 @@ RangeProfile::RangeProfile(const zeto_set& set, double spacing_cm)
   SweepTable(sweep_of(set)).play(HostFormat::kFloat, std::span(table));
   std::copy(table.begin(), table.end(), played_.begin());
   fourier_.transform(played_);
-  for (size_t i = 0; i < kTransform; ++i) played_[i] = i < kTransform / 2 ? std::conj(played_[i]) : 0.0;
+  for (size_t i = 0; i < kTransform; ++i) {
+    played_[i] =
+        std::conj(played_[i]) * weight_at(static_cast<double>(i) * kSampleRate / kTransform, set.chirp.start_hz);
+  }
 }
 
 void RangeProfile::learn_from(std::span<const float> microphone) {
