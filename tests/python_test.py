@@ -346,6 +346,30 @@ class PythonTest(unittest.TestCase):
         self.assertEqual((sets["default"].restart_ms, sets["hand"].restart_ms), ((), (72, 64, 64)))
         self.assertEqual((sets["hand"].sweep["slope_hz_s"], sets["room"].greatest_cm), (93750, 400))
 
+    def test_shows_what_is_heard_as_a_moving_picture(self):
+        try:
+            from zeto import live, plot  # the latter draws without windows
+        except ImportError:
+            self.skipTest("matplotlib is missing (Debian: python3-matplotlib)")
+        self.tool("simulate", "--set", "hand", "--phone", "--target-cm", 30, "--seconds", 5, "--wav", self.path)
+        lines = self.tool("live", "--json", "--profile", "--from", self.path).splitlines()
+        picture = live.Picture()
+        for line in live.objects(lines + [lines[0][:20]]):
+            picture.add(line)
+            picture.draw()
+        levels = picture.image.get_array()
+        self.assertEqual((levels.shape, levels[:, 0].max()), ((81, live.ROWS), live.FLOOR_DB))
+        self.assertAlmostEqual(levels[:, -1].argmax(), 30, delta=2)
+        self.assertAlmostEqual(picture.dots.get_ydata()[-1], 30, delta=1)
+        self.assertRegex(picture.over_time.get_title(loc="left"), r"^4.\d s  target  \d+.\d cm$")
+        with open(self.path + ".lines", "w") as file:
+            file.write("\n".join(lines))
+        for number, words in enumerate((["--from", self.path], ["--lines", file.name])):
+            drawn = f"{self.path}.{number}.png"
+            environment = {**os.environ, "ZETO_TOOL": ZETO, "PYTHONPATH": sys.path[0]}
+            subprocess.run([sys.executable, "-m", "zeto.live", *words, "--out", drawn], env=environment, check=True)
+            self.assertGreater(plot.plt.imread(drawn).std(), 0.05)
+
     def test_draws_what_the_tool_measures(self):
         try:
             from zeto import plot

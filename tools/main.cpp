@@ -140,6 +140,7 @@ int run(int argc, char** argv) {
   zeto::tool::add_profile(app);
   zeto::tool::add_tune(app);
   zeto::tool::add_simulate(app);
+  zeto::tool::add_live(app);
   zeto::tool::add_params(app);
   zeto::tool::add_sets(app);
 

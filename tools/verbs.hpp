@@ -7,6 +7,7 @@ namespace zeto::tool {
 void add_emit(CLI::App& app);
 void add_explain(CLI::App& app);
 void add_inspect(CLI::App& app);
+void add_live(CLI::App& app);
 void add_params(CLI::App& app);
 void add_profile(CLI::App& app);
 void add_sense(CLI::App& app);
