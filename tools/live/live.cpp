@@ -142,7 +142,7 @@ class Live {
   }
 
   void show() {
-    for (Sensed sensed; duplex_.take(sensed);) {
+    for (LiveReading sensed; duplex_.take(sensed);) {
       const Counts counts = duplex_.counts();
       while (taken_ + counts.unstored < sensed.end) {
         if (take_frames(std::min<uint64_t>(pieces_.size(), sensed.end - taken_ - counts.unstored)) == 0) break;
@@ -168,7 +168,7 @@ class Live {
     return n;
   }
 
-  void tell_learned(const Sensed& sensed) {
+  void tell_learned(const LiveReading& sensed) {
     const bool knows = sensed.reading.state == ZETO_HOST_NOBODY || sensed.reading.state == ZETO_HOST_TARGET;
     if (sensed.reading.state == ZETO_HOST_LEARNING) told_ = false;
     if (!knows || told_) return;
