@@ -6,6 +6,7 @@ set(ZETO_PACKAGE_CONTACT "libzeto maintainers <maintainers@zeto.invalid>" CACHE 
 mark_as_advanced(ZETO_PACKAGE_CONTACT)
 
 set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
 set(CPACK_PACKAGE_CONTACT ${ZETO_PACKAGE_CONTACT})
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
@@ -17,9 +18,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 
 # zeto_package(COMPONENT NAME SECTION SUMMARY TEXT)
 function(zeto_package component name section summary text)
-  list(APPEND CPACK_COMPONENTS_ALL ${component})
   string(TOUPPER ${component} upper)
-  set(CPACK_COMPONENTS_ALL ${CPACK_COMPONENTS_ALL} PARENT_SCOPE)
+  set(CPACK_COMPONENTS_ALL ${CPACK_COMPONENTS_ALL} ${component} PARENT_SCOPE)
   set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${name} PARENT_SCOPE)
   set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION ${section} PARENT_SCOPE)
   set(CPACK_DEBIAN_${upper}_DESCRIPTION "${summary}\n${text}" PARENT_SCOPE)
