@@ -27,7 +27,9 @@ function(zeto_package component name section summary text)
     COMPONENT ${component} EXCLUDE_FROM_ALL)
 endfunction()
 
-zeto_package(library libzeto1 libs "ultrasonic sensing in a phone's voice path: library"
+get_target_property(abi zeto SOVERSION)
+set(library libzeto${abi})
+zeto_package(library ${library} libs "ultrasonic sensing in a phone's voice path: library"
   "Makes an inaudible chirp on playback and measures the delay of its echo on capture.")
 zeto_package(development libzeto-dev libdevel "ultrasonic sensing in a phone's voice path: development files"
   "Headers of the library libzeto, its host kit (a static library), CMake package and pkg-config files.")
@@ -36,11 +38,11 @@ zeto_package(tool zeto sound "ultrasonic sensing in a phone's voice path: comman
 zeto_package(python python3-zeto python "ultrasonic sensing in a phone's voice path: Python module"
   "The wrappers and the host kit of libzeto with NumPy arrays in and out, and plots.")
 
-set(same "libzeto1 (= ${PROJECT_VERSION})")
+set(same "${library} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ${same})
-# What the module's own library needs, libzeto1 needs too.
+# What the module's own library needs, that package needs too.
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${same}, python3, python3-numpy")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "zeto, python3-matplotlib")

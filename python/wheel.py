@@ -2,6 +2,7 @@
 and, if its packages are found, the tool. pip calls build_wheel() and needs nothing else for that."""
 import base64
 import hashlib
+import os
 import pathlib
 import re
 import subprocess
@@ -36,7 +37,7 @@ def _files():
 
 def build_wheel(wheel_directory, config_settings=None, metadata_directory=None):
     _cmake("-S", ROOT, "-B", BUILD, *(f"-D{name}={value}" for name, value in OPTIONS.items()))
-    _cmake("--build", BUILD, "--parallel")
+    _cmake("--build", BUILD, "--parallel", os.cpu_count() or 1)
     _cmake("-E", "rm", "-rf", TREE)
     for component in ("library", "tool", "python"):
         _cmake("--install", BUILD, "--component", component)
