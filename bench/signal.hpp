@@ -9,6 +9,7 @@
 #include <random>
 #include <vector>
 
+#include "tests/support/downlink.hpp"
 #include "zeto/cores.h"
 
 namespace bench {
@@ -41,13 +42,16 @@ inline const std::vector<float>& capture(int input) {
   return captured[input];
 }
 
-// A host's buffer of it: format 1 or 4.
+// A host's buffer of it.
 inline std::vector<unsigned char> hosted(const std::vector<float>& signal, int32_t format) {
-  const size_t bytes = format == 1 ? 2 : 4;
+  const size_t bytes = support::sample_bytes(format);
   std::vector<unsigned char> buffer(signal.size() * bytes);
   for (size_t n = 0; n < signal.size(); ++n) {
-    const int16_t narrow = int16_t(std::lround(signal[n] * 32767));
-    std::memcpy(&buffer[n * bytes], format == 1 ? static_cast<const void*>(&narrow) : &signal[n], bytes);
+    if (format == 4) {
+      std::memcpy(&buffer[n * bytes], &signal[n], bytes);
+    } else {
+      support::store_sample(format, int32_t(std::lround(signal[n] * 32767)), &buffer[n * bytes]);
+    }
   }
   return buffer;
 }

@@ -1,5 +1,6 @@
 #include "detector/ahead.hpp"
 
+#include <math.h>
 #include <string.h>
 
 #include "detector/spectrum.hpp"
@@ -79,6 +80,15 @@ void pack(zeto_tx_state& state, uint32_t slot, const Block& block, const float* 
   memcpy(mixed_of(state.hist_b, slot) + skipped, mixed + kHalf + skipped, (kHalf - skipped) * sizeof *mixed);
 }
 
+// Whether a filter's last inputs were samples of 16 bits. Those of the window before may have come in any way.
+bool follows_16_bits(const FilterMemory& memory) noexcept {
+  for (const float x : memory.inputs) {
+    if (!(fabsf(x) <= 1.0f)) return false;
+    if (!same_bits(static_cast<float>(static_cast<int32_t>(x * 0x1p15f)) * 0x1p-15f, x)) return false;
+  }
+  return true;
+}
+
 // A group of segments is transformed once `slots` are there; its samples begin in slot `first`.
 struct Due {
   uint32_t slots, first;
@@ -90,10 +100,11 @@ constexpr Due kDue[] = {{8, 0, 0}, {14, 0, 1}, {16, 7, 2}, {20, 13, 3}, {20, 13,
 // Each in a frame of its own, so that what one needs of the stack does not add to what the other needs.
 [[gnu::noinline]] void filter_and_pack(zeto_tx_state& state, uint32_t slot, const Block& block) noexcept {
   Ahead& ahead = state.ahead;
+  const bool narrow = slot > 0 || (follows_16_bits(ahead.high_a) && follows_16_bits(ahead.high_b));
   float mixed[kBlockLen];
   f64x2 high[kBlockLen];
-  filter_block({kHighPass, kLowPass, ahead.high_a, ahead.high_b, ahead.low}, ahead.gain, Width::k16Bits, block.a,
-               block.b, high, mixed, kBlockLen);
+  filter_block({kHighPass, kLowPass, ahead.high_a, ahead.high_b, ahead.low}, ahead.gain,
+               narrow ? Width::k16Bits : Width::kAny, block.a, block.b, high, mixed, kBlockLen);
   pack(state, slot, block, mixed);
 }
 [[gnu::noinline]] void find_due(zeto_tx_state& state, const Due& due) noexcept {
@@ -142,7 +153,8 @@ void finish_window(zeto_tx_state& state, bool whole, float* mixed, Peak (&peaks)
 
 void fall_back(zeto_tx_state& state) noexcept {
   Ahead& ahead = state.ahead;
-  const uint32_t slots = static_cast<uint32_t>(ahead.slots);
+  const uint32_t slots =
+      ahead.slots > 0 && ahead.slots <= int32_t{kRingBlocks} ? static_cast<uint32_t>(ahead.slots) : 0;
   if (ahead.has_stale != 0) {
     FilterMemory low = {};
     for (uint32_t slot = slots; slot < kRingBlocks; ++slot) {

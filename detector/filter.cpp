@@ -81,25 +81,31 @@ bool are_denormal(const FilterMemory& memory) noexcept {
   return are_below(kLeastNormal, memory.outputs, kFilterOrder);
 }
 
-// Whether an input's high-passed samples will hardly be denormal: it goes on, and what it goes on from is zero or far
-// from denormal.
-bool is_alive(const FilterMemory& memory, const float* input, size_t n) noexcept {
+// What an input's high-passed samples will hardly differ from.
+enum class Likely { kNormal, kDenormal, kEither };
+
+Likely likely(const FilterMemory& memory, const float* input, size_t n) noexcept {
   constexpr float kLeastSample = 0x1p-15f, kFarFromDenormal = 0x1p-20f, kDenormalLimit = 0x1p-149f;
-  if (are_below(kLeastSample, input, n)) return false;
-  return !are_below(kFarFromDenormal, memory.outputs, kFilterOrder) ||
-         are_below(kDenormalLimit, memory.outputs, kFilterOrder);
+  if (are_below(kLeastSample, input, n)) return are_denormal(memory) ? Likely::kDenormal : Likely::kEither;
+  const bool goes_on = !are_below(kFarFromDenormal, memory.outputs, kFilterOrder);
+  const bool begins = are_below(kDenormalLimit, memory.outputs, kFilterOrder);
+  return goes_on || begins ? Likely::kNormal : Likely::kEither;
 }
 
-bool run_as_likely(const FilterBank& bank, float gain, const f64x2* sums, bool alive, f64x2* high, float* mixed,
+void run_as_likely(const FilterBank& bank, float gain, const f64x2* sums, Likely a, Likely b, f64x2* high, float* mixed,
                    size_t n) noexcept {
   using enum Rounding;
-  if (alive) return run<kConverted, kConverted>(bank, gain, sums, high, mixed, n);
-  if (are_denormal(bank.memory_low)) {
-    const bool small_a = are_denormal(bank.memory_a), small_b = are_denormal(bank.memory_b);
-    if (small_a && small_b && run<kDenormal, kDenormal>(bank, gain, sums, high, mixed, n)) return true;
-    if ((small_a || small_b) && run<kEither, kDenormal>(bank, gain, sums, high, mixed, n)) return true;
+  if (a == Likely::kNormal && b == Likely::kNormal) {
+    run<kConverted, kConverted>(bank, gain, sums, high, mixed, n);
+    return;
   }
-  return run<kEither, kEither>(bank, gain, sums, high, mixed, n);
+  if (are_denormal(bank.memory_low)) {
+    const bool all = a == Likely::kDenormal && b == Likely::kDenormal;
+    const bool one = a == Likely::kDenormal || b == Likely::kDenormal;
+    if (all && run<kDenormal, kDenormal>(bank, gain, sums, high, mixed, n)) return;
+    if (one && run<kEither, kDenormal>(bank, gain, sums, high, mixed, n)) return;
+  }
+  run<kEither, kEither>(bank, gain, sums, high, mixed, n);
 }
 #endif
 
@@ -127,13 +133,10 @@ void filter_block(const FilterBank& bank, float gain, Width width, const float* 
                   float* mixed, size_t n) noexcept {
   f64x2 sums[kFilterMost + kFilterOrder];
   sum_inputs(bank, width, a, b, n, sums);
-#if defined(__SSE2__)
-  const bool alive = is_alive(bank.memory_a, a, n) && is_alive(bank.memory_b, b, n);
-#endif
   memcpy(bank.memory_a.inputs, a + n - kFilterOrder, sizeof bank.memory_a.inputs);
   memcpy(bank.memory_b.inputs, b + n - kFilterOrder, sizeof bank.memory_b.inputs);
 #if defined(__SSE2__)
-  run_as_likely(bank, gain, sums, alive, high, mixed, n);
+  run_as_likely(bank, gain, sums, likely(bank.memory_a, a, n), likely(bank.memory_b, b, n), high, mixed, n);
 #else
   run<Rounding::kConverted, Rounding::kConverted>(bank, gain, sums, high, mixed, n);
 #endif

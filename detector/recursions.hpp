@@ -102,7 +102,7 @@ class LowPass {
   LowPass(const FilterBank& bank, const f64x2* sums, float* out) noexcept : out_(out) {
     const double* const a = bank.low_pass.a;
     for (size_t j = 0; j < kFilterPairs; ++j) {
-      older_[j] = f64x2{-a[2 * j + 2], j + 1 < kFilterPairs ? -a[2 * j + 3] : 0.0};
+      older_[j] = f64x2{-a[2 * j + 2], j + 1 < kFilterPairs ? -a[2 * j + 3] : -0.0};
       newer_[j] = f64x2{-a[2 * j + 1], -a[2 * j + 2]};
     }
     a1_ = twice(-a[1]);
@@ -128,7 +128,7 @@ class LowPass {
     first_ = __builtin_shufflevector(next, next, 0, 0) + a1_ * y1;
     second_ = __builtin_shufflevector(next, next, 1, 1) + a2_ * y1;
     for (size_t j = 1; j + 1 < kFilterPairs; ++j) w_[j] = (w_[j + 1] + older_[j] * y0) + newer_[j] * y1;
-    // A second sample has no eleventh lag. As a product with +0 it leaves the sum alone whatever the output is.
+    // A second sample has no eleventh lag: -0 by +0 is -0, which leaves any sum alone.
     w_[kFilterPairs - 1] = (sum + older_[kFilterPairs - 1] * f64x2{y0[0], 0.0}) + newer_[kFilterPairs - 1] * y1;
     store(__builtin_shufflevector(first.narrow, second.narrow, 0, 4), out_);
     out_ += 2;

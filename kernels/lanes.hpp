@@ -10,8 +10,9 @@
 #include <emmintrin.h>
 #endif
 
-#if defined(__SSE2__) && defined(__GNUC__) && !defined(__clang__) && (defined(__FMA__) || defined(__AVX512F__))
-#error "GCC fuses multiplications and additions here in spite of -ffp-contract=off: add -mno-fma -mno-avx512f"
+#if defined(__SSE2__) && defined(__GNUC__) && !defined(__clang__) && \
+    (defined(__FMA__) || defined(__FMA4__) || defined(__AVX512F__))
+#error "GCC fuses multiplications and additions in spite of -ffp-contract=off: add -mno-fma -mno-fma4 -mno-avx512f"
 #endif
 
 namespace zeto {

@@ -94,9 +94,9 @@ Peak peak_of(const float* spectrum) {
 
 Detector::Detector()
     : delay_line(kHistory),
-      high_a_{b_Hp_Ultra, a_Hp_Ultra},
-      high_b_{b_Hp_Ultra, a_Hp_Ultra},
-      low_{b_Lp_Ultra, a_Lp_Ultra},
+      high_a{b_Hp_Ultra, a_Hp_Ultra},
+      high_b{b_Hp_Ultra, a_Hp_Ultra},
+      low{b_Lp_Ultra, a_Lp_Ultra},
       transform_(kFft) {
   restart();
 }
@@ -106,7 +106,7 @@ void Detector::restart() {
   result = 0.0f;
   hist_a.assign(kHistory, 0.0f);
   hist_b.assign(kHistory, 0.0f);
-  for (Filter* filter : {&high_a_, &high_b_, &low_}) *filter = {filter->b, filter->a};
+  for (Filter* filter : {&high_a, &high_b, &low}) *filter = {filter->b, filter->a};
   positions.clear();
   levels.clear();
   hits_ = {};
@@ -147,10 +147,10 @@ void Detector::step(const float* a, const float* b, int16_t* out) {
 }
 
 void Detector::analyse() {
-  for (float& v : hist_a) v = high_a_.step(v);
-  for (float& v : hist_b) v = high_b_.step(v);
+  for (float& v : hist_a) v = high_a.step(v);
+  for (float& v : hist_b) v = high_b.step(v);
   std::vector<float> mixed(kHistory);
-  for (size_t i = 0; i < mixed.size(); ++i) mixed[i] = low_.step(hist_a[i] * hist_b[i] * settings_.mix_gain);
+  for (size_t i = 0; i < mixed.size(); ++i) mixed[i] = low.step(hist_a[i] * hist_b[i] * settings_.mix_gain);
 
   positions.clear();
   levels.clear();

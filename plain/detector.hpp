@@ -62,13 +62,13 @@ class Detector {
   std::vector<float> positions, levels;
   // 20 blocks each, as the last block left them.
   std::vector<float> delay_line, hist_a, hist_b;
+  Filter high_a, high_b, low;
 
  private:
   void analyse();
 
   int32_t warmup_index_ = 1;
   Settings settings_ = {};
-  Filter high_a_, high_b_, low_;
   Ratios hits_, level_hits_;
   Transform transform_;
 };

@@ -48,6 +48,26 @@ bool is_same(float a, float b) {
   return std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b) || (std::isnan(a) && std::isnan(b));
 }
 
+// A block of 16 bits, of finer numbers, of odd ones, or of one or many of any bits. What is no number stays in the
+// filters until a restart, so it is rare.
+std::array<float, kBlock> any_block(FuzzInput& input) {
+  const int16_t* const from = heard(input);
+  const uint32_t kind = input.below(24);
+  uint32_t random = input.take<uint32_t>();
+  std::array<float, kBlock> block;
+  for (uint32_t i = 0; i < kBlock; ++i) {
+    float& x = block[i] = from[i] / 32768.0f;
+    if (kind >= 8) x = from[i] / 32767.0f;
+    if (kind >= 12) x = 0.9f * std::cos(0.001f * static_cast<float>(random % 64 * i));
+    if (kind >= 16) x = std::bit_cast<float>(next_random(random) & 0x807fffff);  // denormal; now and then -0
+    if (kind >= 19) x = 1e15f * from[i];
+    if (kind >= 21) x = from[i] == 0 || i % 7 == 0 ? -0.0f : from[i] / 32768.0f;
+    if (kind == 23) x = std::bit_cast<float>(next_random(random));
+  }
+  if (kind == 22) block[random % kBlock] = std::bit_cast<float>(random);
+  return block;
+}
+
 class Core {
  public:
   Core() { zeto_tx_init(state()); }
@@ -95,16 +115,9 @@ class Core {
     require(std::equal(want.begin(), want.end(), out), "the output is the same");
   }
 
-  // One block straight to the block step, uncounted: 16 bits, finer, or anything.
+  // One block straight to the block step, uncounted.
   void step(FuzzInput& input) {
-    const int16_t *from_a = heard(input), *from_b = heard(input);
-    const uint32_t kind = input.below(12);
-    uint32_t random = input.take<uint32_t>();
-    std::array<float, kBlock> a, b;
-    for (uint32_t i = 0; i < kBlock; ++i) {
-      a[i] = kind == 11 ? std::bit_cast<float>(next_random(random)) : from_a[i] / (kind < 6 ? 32768.0f : 32767.0f);
-      b[i] = from_b[i] / 32768.0f;
-    }
+    const std::array<float, kBlock> a = any_block(input), b = any_block(input);
     std::array<int16_t, kBlock> out, want;
     model_.step(a.data(), b.data(), want.data());
     watch(0, 1, [&] { zeto_tx_main_process(state(), a.data(), out.data(), b.data()); });
@@ -134,6 +147,14 @@ class Core {
     require(same(copy.state()->hist_a, model_.hist_a) && same(copy.state()->hist_b, model_.hist_b),
             "the histories are");
     require(same(copy.state()->delay_line, model_.delay_line), "and so is the delay line");
+    const auto remembers = [](const zeto::FilterMemory& got, const plain::Filter& want) {
+      const int oldest = want.at - plain::Filter::kOrder;
+      return std::equal(got.inputs, std::end(got.inputs), want.in + oldest, is_same) &&
+             std::equal(got.outputs, std::end(got.outputs), want.out + oldest, is_same);
+    };
+    require(remembers(copy.state()->high_pass_a, model_.high_a) &&
+                remembers(copy.state()->high_pass_b, model_.high_b) && remembers(copy.state()->low_pass, model_.low),
+            "the filters remember the same");
     const std::array<zeto::detector::Ahead, 1> left = {copy.state()->ahead};
     const auto bytes = std::bit_cast<std::array<char, sizeof left>>(left);
     require(bytes == std::array<char, sizeof left>{}, "nothing is left of the analysis ahead");
