@@ -290,6 +290,27 @@ class PythonTest(unittest.TestCase):
         with self.assertRaisesRegex(OSError, "none.wav"):
             zeto.simulate(set="hand", noise="none.wav")
 
+    def test_profiles_and_tunes_as_an_optimiser_would(self):
+        made = zeto.simulate(delay_ms=105.3, seconds=3)
+        for scale, dtype in (1, np.int16), (2**16, np.int32), (2**-15, np.float32):
+            found = zeto.profile(made.reference * dtype(scale), made.microphone * dtype(scale))
+            self.assertEqual(found.delay_ms.shape, found.median_db.shape)
+            self.assertAlmostEqual(found.peaks[0].delay_ms, 105.3, delta=0.5)
+        held = zeto.profile(made.reference, made.microphone, align=found.latency_ms)
+        self.assertLess(held.median_db.max(), found.median_db.max() - 10)
+        with self.assertRaisesRegex(ValueError, "equal lengths"):
+            zeto.profile(made.reference, made.microphone[1:])
+        self.tool("simulate", "--delay-ms", 60, "--gain", 0.02, "--seconds", 3, "--wav", self.path)
+        truth = self.path + ".csv"
+        with open(truth, "w") as file:
+            file.write("file,truth,from_s\na.wav,60,1\n")
+        (default,), (lower,) = zeto.tune(truth), zeto.tune(truth, UltraHz_cand_dB=-45)
+        self.assertGreater(lower.score, default.score)
+        grid = zeto.tune(truth, grid={"UltraHz_cand_dB": range(-45, 1, 15)}, two_of_five=True)
+        self.assertEqual((len(grid), grid[0].labels["60"]["right"]), (5, grid[0].right))
+        with self.assertRaisesRegex(ValueError, "no parameter"):
+            zeto.tune(truth, grid={"gain": 1})
+
     def test_hosts_in_any_format_and_buffers_see_the_same(self):
         """A hand comes, goes, and comes again after the kit has learned again."""
         made = zeto.simulate(set="hand", phone=True, target_cm=15, present=[(4, 6.6), (10, 12)], seconds=12, seed=2)
@@ -325,6 +346,30 @@ class PythonTest(unittest.TestCase):
         self.assertEqual((sets["default"].restart_ms, sets["hand"].restart_ms), ((), (72, 64, 64)))
         self.assertEqual((sets["hand"].sweep["slope_hz_s"], sets["room"].greatest_cm), (93750, 400))
 
+    def test_shows_what_is_heard_as_a_moving_picture(self):
+        try:
+            from zeto import live, plot  # the latter draws without windows
+        except ImportError:
+            self.skipTest("matplotlib is missing (Debian: python3-matplotlib)")
+        self.tool("simulate", "--set", "hand", "--phone", "--target-cm", 30, "--seconds", 5, "--wav", self.path)
+        lines = self.tool("live", "--json", "--profile", "--from", self.path).splitlines()
+        picture = live.Picture()
+        for line in live.objects(lines + [lines[0][:20]]):
+            picture.add(line)
+            picture.draw()
+        levels = picture.image.get_array()
+        self.assertEqual((levels.shape, levels[:, 0].max()), ((81, live.ROWS), live.FLOOR_DB))
+        self.assertAlmostEqual(levels[:, -1].argmax(), 30, delta=2)
+        self.assertAlmostEqual(picture.dots.get_ydata()[-1], 30, delta=1)
+        self.assertRegex(picture.over_time.get_title(loc="left"), r"^4.\d s  target  \d+.\d cm$")
+        with open(self.path + ".lines", "w") as file:
+            file.write("\n".join(lines))
+        for number, words in enumerate((["--from", self.path], ["--lines", file.name])):
+            drawn = f"{self.path}.{number}.png"
+            environment = {**os.environ, "ZETO_TOOL": ZETO, "PYTHONPATH": sys.path[0]}
+            subprocess.run([sys.executable, "-m", "zeto.live", *words, "--out", drawn], env=environment, check=True)
+            self.assertGreater(plot.plt.imread(drawn).std(), 0.05)
+
     def test_draws_what_the_tool_measures(self):
         try:
             from zeto import plot
@@ -336,6 +381,11 @@ class PythonTest(unittest.TestCase):
         want = [(float(row["time_s"]), int(row["measurement"])) for row in rows if row["measurement"]]
         self.assertEqual(list(zip(*axes.lines[0].get_data())), want)
         self.assertEqual(len(axes.patches), 10 - len(want))
+        peaks = [line.get_xdata()[0] for line in plot.draw("profile", self.path, zeto=ZETO).axes[0].lines if len(line.get_xdata()) == 1]
+        self.assertAlmostEqual(peaks[0], 60, delta=0.5)
+        self.tool("simulate", "--delay-ms", 60, "--seconds", 200, "--wav", self.path + ".long.wav")
+        median = plot.draw("measurement", self.path + ".long.wav", zeto=ZETO).axes[0].lines[0].get_data()
+        self.assertEqual((len(median[0]), set(median[1][~np.isnan(median[1])])), (450, {58}))
         for kind in "measurement", "spectra":  # results are infinite there
             plot.draw(kind, self.path, ["--UltraHz-scope=5"], ZETO)
         level = plot.draw("spectrogram", self.path, zeto=ZETO).axes[0].images[0].get_array()
@@ -375,7 +425,7 @@ class PythonTest(unittest.TestCase):
             (1, "No such file", (picture("none.wav"), "-o", picture("b.png"))),
             (2, "cannot write", (self.path, "-o", picture("none/b.png"))),
             (2, "written as", (self.path, "-o", picture("b.gif"))),
-            (2, "no analysis", (self.path, "-o", picture("b.png"), "--from", "3")),
+            (1, "no analysis", (self.path, "-o", picture("b.png"), "--from", "3")),
             (2, "read as well", (picture("own.png"), "-o", picture("own.png"))),
         ):
             result = run(*words)

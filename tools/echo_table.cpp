@@ -10,6 +10,7 @@
 #include "json.hpp"
 #include "numbers.hpp"
 #include "path/echoes.hpp"
+#include "progress.hpp"
 #include "sensing.hpp"
 #include "text.hpp"
 #include "wrappers.hpp"
@@ -101,15 +102,20 @@ Outcome simulate(const EchoOptions& options, std::span<const int16_t> played, do
   if (options.wav) wav.emplace(*options.wav, HostFormat::kPcm16, 2);
 
   std::vector<int16_t> recorded;
+  Progress progress;
+  int64_t done = 0;
   const Capture capture = [&](std::span<double> values) {
     recorded.resize(values.size());
     path.read(recorded);
     std::transform(recorded.begin(), recorded.end(), values.begin(), [](int16_t sample) { return sample * 0x1p-15; });
     if (wav) wav->write(std::span<const int16_t>(recorded));
+    done += static_cast<int64_t>(recorded.size() / 2);
+    progress.show_share(done, static_cast<int64_t>(played.size()));
   };
   SensingOptions sensing;
   sensing.param = options.set.hear;
   const auto analyses = sense(sensing, static_cast<int64_t>(played.size()), capture, nullptr);
+  progress.clear();
   if (wav) wav->commit();
   const double true_ms = static_cast<double>(direct.delay) / kSamplesPerMs;
   if (path.clipped() > 0) {
@@ -169,6 +175,7 @@ void simulate_echoes(const EchoOptions& options) {
   const std::vector<int16_t> played = play(options.set.chirp, options.seconds);
   std::vector<Outcome> table;
   for (const double delay_ms : options.delays_ms) table.push_back(simulate(options, played, delay_ms, echoes));
+  if (options.wav == "-") return;  // the recording has taken standard output
   if (options.json) {
     Json rows = Json::array();
     for (const Outcome& row : table) rows.push_back(json_of(row));

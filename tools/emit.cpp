@@ -8,6 +8,8 @@
 #include "error.hpp"
 #include "host_sample.hpp"
 #include "options.hpp"
+#include "progress.hpp"
+#include "reports/parameter_warnings.hpp"
 #include "sweep_table.hpp"
 #include "text.hpp"
 #include "verbs.hpp"
@@ -84,6 +86,7 @@ double run(const EmitOptions& options, Playback& playback, AudioWriter& writer, 
   std::vector<double> values;
   std::vector<Sample> samples;
   double peak = 0.0;
+  Progress progress;
   for (int64_t left = playback.samples(); left > 0; left -= std::min(left, piece)) {
     values.resize(static_cast<size_t>(std::min(left, piece)));
     samples.resize(values.size());
@@ -96,6 +99,7 @@ double run(const EmitOptions& options, Playback& playback, AudioWriter& writer, 
     }
     for (const Sample sample : samples) peak = std::max(peak, std::fabs(static_cast<double>(sample)) / full_scale);
     writer.write(std::span<const Sample>(samples));
+    progress.show_share(playback.samples() - left, playback.samples());
   }
   return peak;
 }
@@ -104,15 +108,17 @@ void emit(const EmitOptions& options) {
   if (options.seconds && !(*options.seconds > 0.0 && *options.seconds <= kMaxSeconds)) {
     throw UserError("--seconds: must be above 0 and at most 21600 (six hours)");
   }
+  warn_of("zeto emit", options.set, Side::kEmitter);
   Playback playback(options);
   AudioWriter writer(options.out, HostFormat{options.format});
   const double peak = with_samples_of(HostFormat{options.format}, [&](auto sample, double full_scale) {
     return run<decltype(sample)>(options, playback, writer, full_scale);
   });
   writer.commit();
-  std::printf("%s: %s, %lld samples (%.3f s), peak %.4f%s\n", printable(options.out).c_str(),
-              name_of(HostFormat{options.format}), static_cast<long long>(playback.samples()),
-              static_cast<double>(playback.samples()) / kSampleRate, peak, peak > 0.0 ? "" : " (silent)");
+  std::fprintf(options.out == "-" ? stderr : stdout, "%s: %s, %lld samples (%.3f s), peak %.4f%s\n",
+               printable(options.out).c_str(), name_of(HostFormat{options.format}),
+               static_cast<long long>(playback.samples()), static_cast<double>(playback.samples()) / kSampleRate, peak,
+               peak > 0.0 ? "" : " (silent)");
 }
 
 }  // namespace
@@ -120,7 +126,11 @@ void emit(const EmitOptions& options) {
 void add_emit(CLI::App& app) {
   auto* verb = app.add_subcommand("emit", "Make the chirp: pass playback through the downlink wrapper");
   const auto options = std::make_shared<EmitOptions>();
-  verb->add_option("-o,--out", options->out, "WAV file to write (48000 Hz, mono)")->type_name("FILE")->required();
+  verb->add_option("-o,--out", options->out,
+                   "File to write (48000 Hz, mono): .wav, .flac, or .raw for\n"
+                   "samples without a header; - for WAV on standard output")
+      ->type_name("FILE")
+      ->required();
   verb->add_option("-i,--in", options->in,
                    "Audio file to play (48000 Hz, mono); without it, silence.\n"
                    "The chirp replaces the playback, it is not mixed in")

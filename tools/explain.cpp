@@ -1,25 +1,42 @@
 // zeto explain: what each analysis of a recording saw, and why it was accepted or rejected.
-#include <cstdio>
-#include <limits>
+#include <unistd.h>
 
+#include <algorithm>
+#include <functional>
+#include <limits>
+#include <utility>
+
+#include "audio/channel_check.hpp"
+#include "audio/file_list.hpp"
 #include "audio_file.hpp"
 #include "error.hpp"
 #include "json.hpp"
+#include "library_output.hpp"
 #include "observer.hpp"
 #include "options.hpp"
 #include "prepared.hpp"
+#include "progress.hpp"
+#include "reports/parameter_warnings.hpp"
+#include "reports/run_info.hpp"
+#include "reports/unit.hpp"
+#include "sense_report.hpp"
 #include "sensing.hpp"
 #include "text.hpp"
+#include "text/terminal.hpp"
 #include "verbs.hpp"
+#include "zeto/version.h"
 
 namespace zeto::tool {
 namespace {
 
 struct ExplainOptions {
-  std::string file;
+  FileList files;
   double from = 0.0;
   double to = std::numeric_limits<double>::infinity();
+  size_t most = std::numeric_limits<size_t>::max();
   bool brief = false;
+  bool csv = false;
+  bool no_heading = false;
   bool json = false;
   bool spectra = false;
   zeto_set set{};
@@ -31,29 +48,43 @@ struct Explained {
   Observation seen;
 };
 
-std::vector<Explained> explain_file(const ExplainOptions& options) {
-  AudioReader reader = open_recording(options.file, options.set.hear);
+using Use = std::function<void(const Explained&)>;
+using OnRead = std::function<void(double share)>;
+
+/// Gives the analyses asked for one by one, and reads no farther than the last of them. Returns warnings.
+std::vector<std::string> explain_file(const ExplainOptions& options, const std::string& file, const OnRead& on_read,
+                                      const Use& use) {
+  constexpr double kHalfBlock = 0.005;
+  constexpr int64_t kPiece = 9600;  // 200 ms: an analysis at most
+  AudioReader reader = open_recording(file, options.set.hear);
   warn("zeto explain", reader.warning());
-  Prepared prepared(options.file, reader.frames(), options.steps);
-  if (const auto& found = prepared.found()) tell("zeto explain", options.file, *found);
-  std::vector<Explained> wanted;
+  Prepared prepared(file, reader.frames(), options.steps);
+  if (const auto& found = prepared.found()) tell("zeto explain", file, *found);
   size_t index = 0;
+  size_t used = 0;
+  bool is_over = false;
   const Observing observing(options.spectra, [&](Observation&& seen) {
     ++index;
-    constexpr double kHalfBlock = 0.005;
-    if (seen.end_s >= options.from - kHalfBlock && seen.end_s <= options.to + kHalfBlock) {
-      wanted.push_back({index, std::move(seen)});
-    }
+    is_over = is_over || seen.end_s > options.to + kHalfBlock;
+    if (is_over || seen.end_s < options.from - kHalfBlock) return;
+    use({index, std::move(seen)});
+    is_over = ++used == options.most;
   });
-  SensingOptions sensing{reader.host_format(), SensingOptions{}.buffer, options.set.hear};
-  const Capture capture = [&](std::span<double> values) {
+  Sensing sensing({reader.host_format(), SensingOptions{}.buffer, options.set.hear});
+  ChannelCheck check;
+  std::vector<double> values;
+  const int64_t frames = reader.frames();
+  for (int64_t done = 0; done < frames && !is_over; done += kPiece) {
+    values.resize(static_cast<size_t>(2 * std::min(frames - done, kPiece)));
     reader.read(values);
+    check.take(values);
     prepared.apply(values);
-  };
-  const auto sensed = sense(sensing, reader.frames(), capture, nullptr);
-  if (sensed.size() != index) throw std::logic_error("analyses were missed");
-  if (wanted.empty()) throw UserError("--from, --to: no analysis ends in that time");
-  return wanted;
+    sensing.take(values);
+    on_read(static_cast<double>(done) / static_cast<double>(frames));
+  }
+  if (sensing.analyses().size() != index) throw std::logic_error("analyses were missed");
+  if (used == 0) throw FileError(file + ": --from, --to: no analysis ends in that time");
+  return check.warnings();
 }
 
 Json segments_of(const Observation& seen) {
@@ -103,63 +134,123 @@ Json json_of(const Explained& explained) {
           {"segments", segments_of(seen)}};
 }
 
-/// Analyses one by one: with their spectra, all of an hour at once would take much memory.
-void print_json(const ExplainOptions& options, const std::vector<Explained>& all) {
-  ExplainOptions copy = options;
-  const std::string parameters = text_of(json_of(parameters_of(copy.set.hear)));
-  std::printf("{\"file\":%s,\n\"parameters\":%s,\n\"bin_hz\":%g,\n\"analyses\":[", text_of(options.file).c_str(),
-              parameters.c_str(), static_cast<double>(kBinHz));
-  const char* separator = "\n";
-  for (const Explained& explained : all) {
-    std::printf("%s%s", separator, text_of(json_of(explained)).c_str());
-    separator = ",\n";
+/// A recording as an object on a line.
+class JsonOutput {
+ public:
+  JsonOutput(const ExplainOptions& options, const std::string& file) {
+    ExplainOptions copy = options;
+    head_ = "{\"file\":" + text_of(file) + ",\"parameters\":" + text_of(json_of(parameters_of(copy.set.hear))) +
+            text(",\"version\":\"%s\",\"unit\":\"%s\",\"bin_hz\":%g", ZETO_VERSION_STRING, unit_of(options.set).c_str(),
+                 static_cast<double>(kBinHz));
   }
-  std::puts("\n]}");
+
+  void add(const Explained& explained) {
+    print((any_ ? "," : head_ + ",\"analyses\":[") + text_of(json_of(explained)));
+    any_ = true;
+  }
+  /// @param error  "" if there was none.
+  void end(const std::string& error) {
+    print((any_ ? "]" : head_) + (error.empty() ? "" : ",\"error\":" + text_of(error)) + "}\n");
+  }
+
+ private:
+  std::string head_;
+  bool any_ = false;
+};
+
+double number(float value) {
+  return static_cast<double>(value);
 }
 
-std::string verdict(const Observation& seen) {
-  if (seen.accepted) return "accepted";
-  std::string why;
-  const auto add = [&](bool met, const char* what) {
-    if (!met) why.append(why.empty() ? "rejected: " : ", ").append(what);
-  };
-  add(seen.has_hits, "position");
-  add(seen.has_levels, "level");
-  add(seen.is_steady, "steadiness");
-  return why;
+constexpr const char* kCsvHeading =
+    "file,index,time_s,candidates,beat_hz,hits,hit_ratio,level_db,level_hits,level_ratio,steadiness,folded_hz,span_hz,"
+    "value,result,unit,accepted,reason,";
+
+std::string csv_of(const std::string& file, const Explained& explained, const std::string& unit) {
+  const Observation& seen = explained.seen;
+  const auto any = [&](float value) { return seen.candidates > 0 ? text("%.9g", number(value)) : std::string(); };
+  return csv_cell(file) + text(",%zu,%.1f,%d,", explained.index, seen.end_s, seen.candidates) + any(seen.position) +
+         text(",%d,%g,", seen.hits, number(seen.hit_ratio.current)) + any(seen.level) +
+         text(",%d,%g,%g,", seen.level_hits, number(seen.level_ratio.current), number(seen.steadiness)) +
+         any(seen.folded) + text(",%g,", number(seen.span)) + any(seen.value) +
+         text(",%.9g,%s,%d,", number(seen.result), unit.c_str(), seen.accepted ? 1 : 0) + csv_cell(reason(seen)) + ",";
 }
 
-void print_peaks(const Observation& seen) {
-  std::printf("%10s", "peaks, Hz");
-  for (const Segment& segment : seen.segments) {
-    std::printf(segment.is_candidate ? "  %5.0f " : " (%5.0f)", static_cast<double>(segment.position));
+/// The peaks of the 18 spectra, nine in a line.
+std::string peaks_of(const Observation& seen) {
+  std::string lines;
+  for (int first = 0; first < kSegments; first += kSegments / 2) {
+    lines += "    Hz";
+    for (int i = first; i < first + kSegments / 2; ++i) {
+      const Segment& segment = seen.segments[i];
+      lines += text(segment.is_candidate ? "  %5.0f " : " (%5.0f)", number(segment.position));
+    }
+    lines += "\n    dB";
+    for (int i = first; i < first + kSegments / 2; ++i) lines += text("  %5.1f ", number(seen.segments[i].level));
+    lines += "\n";
   }
-  std::printf("\n%10s", "dB");
-  for (const Segment& segment : seen.segments) std::printf("  %5.1f ", static_cast<double>(segment.level));
-  std::putchar('\n');
+  return lines;
 }
 
-void print_table(const std::vector<Explained>& all, bool brief) {
-  std::puts(
-      "                 median                         median                               fold   span\n"
-      "  time_s  peaks      Hz  hits  ratio (before)       dB  hits  ratio (before)  steady      Hz     Hz     value"
-      "    result  verdict");
-  for (const Explained& explained : all) {
-    const Observation& seen = explained.seen;
-    const auto number = [](float value) { return static_cast<double>(value); };
-    const auto ratio = [&](const Ratio& r) { return text("%5.2f (%4.2f)  ", number(r.current), number(r.previous)); };
-    std::printf("%8.1f  %5d  %6.1f  %4d  %s  %7.1f  %4d  %s", seen.end_s, seen.candidates, number(seen.position),
-                seen.hits, ratio(seen.hit_ratio).c_str(), number(seen.level), seen.level_hits,
-                ratio(seen.level_ratio).c_str());
-    std::printf("%6.2f  %6.1f  %5.0f  %8.2f  %8.2f  %s\n", number(seen.steadiness), number(seen.folded),
-                number(seen.span), number(seen.value), number(seen.result), verdict(seen).c_str());
-    if (!brief) print_peaks(seen);
-  }
+constexpr const char* kTableHeading =
+    "                median        median\n"
+    "  time_s peaks  beat_hz hits      dB hits steady    value   result  verdict\n";
+
+/// @param columns  of the terminal; 0: any number.
+std::string table_of(const Explained& explained, bool brief, size_t columns) {
+  const Observation& seen = explained.seen;
+  const std::string numbers = text("%8.1f %5d %8.1f %4d %7.1f %4d %6.2f %8.2f %8.2f  ", seen.end_s, seen.candidates,
+                                   number(seen.position), seen.hits, number(seen.level), seen.level_hits,
+                                   number(seen.steadiness), number(seen.value), number(seen.result));
+  const std::string verdict = seen.accepted ? "accepted" : "rejected: " + reason(seen);
+  return wrapped(numbers + verdict, columns, numbers.size()) + "\n" + (brief ? "" : peaks_of(seen));
 }
 
 void explain(const ExplainOptions& options) {
-  const auto analyses = explain_file(options);
-  options.json ? print_json(options, analyses) : print_table(analyses, options.brief);
+  const auto files = options.files.names();
+  const RunInfo info{unit_of(options.set), digest_of(options.set, options.steps)};
+  warn_of("zeto explain", options.set, Side::kDetector);
+  const size_t columns = columns_of(STDOUT_FILENO);
+  Progress progress;
+  size_t done = 0;
+  size_t failed = 0;
+  bool headed = options.no_heading;
+  const auto heading = [&] {
+    if (!std::exchange(headed, true)) print(options.csv ? std::string(kCsvHeading) + kCsvTail : kTableHeading);
+  };
+  for (const auto& file : files) {
+    JsonOutput json(options, file);
+    bool any = false;
+    std::string fault;
+    try {
+      const auto on_read = [&](double share) {
+        progress.show_files(static_cast<double>(done) + share, done, files.size());
+      };
+      const auto warnings = explain_file(options, file, on_read, [&](const Explained& explained) {
+        progress.clear();
+        if (options.json) return json.add(explained);
+        heading();
+        if (!options.csv && !any && files.size() > 1) print(printable(file) + "\n");
+        any = true;
+        print(options.csv ? csv_of(file, explained, info.unit) + csv_tail(info)
+                          : table_of(explained, options.brief, columns));
+      });
+      progress.clear();
+      for (const auto& warning : warnings) warn("zeto explain", file + ": " + warning);
+    } catch (const FileError& error) {
+      fault = error.what();
+      ++failed;
+      progress.clear();
+      complain("zeto explain", fault);
+      if (options.csv) {
+        heading();
+        print(csv_cell(file) + std::string(18, ',') + csv_tail(info, fault));
+      }
+    }
+    if (options.json) json.end(fault);
+    ++done;
+  }
+  if (failed > 0) throw SomeFilesFailed();
 }
 
 }  // namespace
@@ -167,38 +258,43 @@ void explain(const ExplainOptions& options) {
 void add_explain(CLI::App& app) {
   auto* verb = app.add_subcommand("explain", "Show what each analysis of a recording saw, and why it was rejected");
   const auto options = std::make_shared<ExplainOptions>();
-  verb->add_option("capture", options->file,
-                   "Audio file (48000 Hz, two channels): the first the\n"
-                   "reference, what was played; the second the microphone")
-      ->type_name("FILE")
-      ->required();
+  add_files(*verb, options->files,
+            "Audio files (48000 Hz, two channels): the first the\n"
+            "reference, what was played; the second the microphone;\n"
+            "- for standard input");
   verb->add_option("--from", options->from, "Only analyses that end at this time or later")->type_name("S");
-  verb->add_option("--to", options->to, "Only analyses that end at this time or before")->type_name("S");
+  verb->add_option("--to", options->to, "Only analyses that end at this time or before;\nwhat comes later is not read")
+      ->type_name("S");
+  verb->add_option("--most", options->most, "So many analyses of each recording at most")->type_name("N");
   verb->add_flag("--brief", options->brief, "Leave the spectra's peaks out");
-  verb->add_flag("--json", options->json, "JSON, as docs/tool.md describes it")->excludes("--brief");
+  auto* csv = verb->add_flag("--csv", options->csv, "Comma-separated values: a line per analysis");
+  verb->add_flag("--no-heading", options->no_heading, "Leave the heading out");
+  verb->add_flag("--json", options->json, "JSON, one object per recording, as docs/tool.md describes it")
+      ->excludes("--brief")
+      ->excludes(csv);
   verb->add_flag("--spectra", options->spectra, "With --json: all levels of all spectra too")->needs("--json");
   add_host_steps(*verb, options->steps);
   add_parameter_options(*verb, options->set, Side::kDetector);
   verb->footer(
       "One line per analysis, from inside the detector:\n"
-      "  time_s     where in the recording its 200 ms end\n"
-      "  peaks      of 18 spectra, those whose strongest bin is above --UltraHz-cand-dB\n"
-      "  median Hz  of these peaks' frequencies; how many hit it, less than 186 Hz away;\n"
-      "             ratio: 1 where all 18 do, otherwise 0; the ratio before\n"
-      "  median dB  of their levels, likewise, less than 10 dB away; ratio: hits of 18\n"
-      "  steady     both ratios and those before together\n"
-      "  fold Hz    the median Hz, folded at half the span, which is --UltraHz-scope on the\n"
-      "             detector's grid\n"
-      "  value      what that measures; result: after smoothing, -1000 where rejected\n"
-      "  verdict    rejected: \"position\" where its ratio is below --UltraHz-cand-ratio,\n"
-      "             \"level\" where its is below --UltraHz-spread-ratio, \"steadiness\" where\n"
-      "             that is below 2\n"
+      "  time_s   where in the recording its 200 ms end\n"
+      "  peaks    of 18 spectra, those whose strongest bin is above --UltraHz-cand-dB\n"
+      "  beat_hz  median of these peaks' frequencies; how many hit it, less than 186 Hz away\n"
+      "  dB       median of their levels; how many hit it, less than 10 dB away\n"
+      "  steady   the ratio of hits (1 if all 18, otherwise 0), that of levels (hits of 18)\n"
+      "           and both of the analysis before, together\n"
+      "  value    what beat_hz measures, folded at half of --UltraHz-scope; result: after\n"
+      "           smoothing, -1000 if rejected\n"
+      "  verdict  rejected: \"position\" if the ratio of hits is below --UltraHz-cand-ratio,\n"
+      "           \"level\" if that of levels is below --UltraHz-spread-ratio, \"steadiness\" if\n"
+      "           steady is below 2\n"
       "Below, each spectrum's strongest bin, in brackets where it is not above\n"
       "--UltraHz-cand-dB. An analysis without such peaks has zeros in the table.\n\n"
       "Examples:\n"
       "  zeto explain capture.wav\n"
       "  zeto explain --set hand --align auto --background 0.5-2.5 --brief hand.wav\n"
       "  zeto explain --brief --from 3 --to 5 capture.wav\n"
+      "  zeto explain --csv *.wav > explained.csv\n"
       "  zeto explain --json --spectra capture.wav > capture.json");
   verb->callback([options] { explain(*options); });
 }

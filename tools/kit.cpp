@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 #include "audio_file.hpp"
 #include "error.hpp"
@@ -40,7 +41,9 @@ Kit::Kit(const zeto_set& set, double spacing_cm) : set_(set) {
         "the host kit plays up to eight sweeps (--restart-ms) of an even number of ms that fill 200 ms, and rise by at "
         "least 5000 Hz a second (--span-hz)");
   }
-  memory_.reset(std::aligned_alloc(kAlignment, (bytes + kAlignment - 1) / kAlignment * kAlignment));
+  memory_.reset(std::aligned_alloc(kAlignment, bytes));
+  if (!memory_) throw UserError("out of memory");
+  std::memset(memory_.get(), 0, bytes);  // touched here rather than on an audio thread
   {
     const LibrarySpeaks elsewhere;
     host_ = zeto_host_init(memory_.get(), &param);

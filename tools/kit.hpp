@@ -29,6 +29,8 @@ class Kit {
   /// Takes the next samples of the microphone, full scale 1.0, and adds the readings that fall due.
   void take(std::span<const float> microphone, std::vector<Reading>& readings);
 
+  /// For who plays and captures by itself.
+  zeto_host* host() { return host_; }
   zeto_host_findings findings() const { return zeto_host_learned(host_); }
 
  private:

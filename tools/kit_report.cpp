@@ -5,6 +5,7 @@
 
 #include "json.hpp"
 #include "text.hpp"
+#include "zeto/version.h"
 
 namespace zeto::tool {
 namespace {
@@ -58,28 +59,29 @@ std::string state_text(const Reading& reading) {
   return state_name(reading) + (cause.empty() ? "" : " (" + cause + ")");
 }
 
-KitReport::KitReport(ReportStyle style, bool summary, const std::vector<std::string>& files)
-    : style_(style), summary_(summary), named_(summary || files.size() > 1), name_width_(4) {
-  for (const auto& file : files) name_width_ = std::max(name_width_, static_cast<int>(printable(file).size()));
-}
-
 std::string KitReport::heading() const {
-  if (style_ == ReportStyle::kJson) return "";
-  if (style_ == ReportStyle::kCsv) {
-    if (summary_) return "file,seconds,readings,learning,nobody,target,disturbed,median_cm,min_cm,max_cm\n";
-    return named_ ? "file,time_s,state,cause,distance_cm,speed_cm_s,level_db\n"
-                  : "time_s,state,cause,distance_cm,speed_cm_s,level_db\n";
+  if (options_.style == ReportStyle::kJson) return "";
+  if (options_.style == ReportStyle::kCsv) {
+    return std::string(options_.summary
+                           ? "file,seconds,readings,learning,nobody,target,disturbed,median_cm,min_cm,max_cm,"
+                           : "file,time_s,state,cause,distance_cm,speed_cm_s,level_db,") +
+           kCsvTail;
   }
-  const std::string name = named_ ? text("%-*s", name_width_, "file") : "";
-  if (summary_) {
+  const std::string name = options_.named ? text("%-*s", options_.name_width, "file") : "";
+  if (options_.summary) {
     return name + "   seconds  readings  learning    nobody    target  disturbed  median_cm    min_cm    max_cm\n";
   }
   return name + "   time_s  distance_cm  speed_cm_s  level_db  state\n";
 }
 
+std::string KitReport::of_failure(const std::string& file, const std::string& message) const {
+  if (options_.style != ReportStyle::kCsv) return SenseReport(options_).of_failure(file, message);
+  return csv_cell(file) + (options_.summary ? ",,,,,,,,,," : ",,error,,,,,") + csv_tail(options_.info, message);
+}
+
 std::string KitReport::of(const std::string& file, const KitRun& run) const {
-  if (style_ == ReportStyle::kJson) return json_of(file, run);
-  if (summary_) return summary_of(file, run);
+  if (options_.style == ReportStyle::kJson) return json_of(file, run);
+  if (options_.summary) return summary_of(file, run);
   std::string lines;
   for (const Reading& reading : run.readings) {
     const bool there = is_target(reading);
@@ -87,24 +89,24 @@ std::string KitReport::of(const std::string& file, const KitRun& run) const {
     const std::string speed = text("%.0f", std::round(number(reading.speed_cm_s)) + 0.0);  // -0 becomes 0
     const std::string level = one_decimal(reading.level_db);
     std::string line;
-    if (style_ == ReportStyle::kCsv) {
-      line = (named_ ? csv_cell(file) + "," : "") + text("%.3f,", end_s(reading)) + state_name(reading) + "," +
-             cause_name(reading) + (there ? "," + distance + "," + speed + "," + level : ",,,");
+    if (options_.style == ReportStyle::kCsv) {
+      line = csv_cell(file) + text(",%.3f,", end_s(reading)) + state_name(reading) + "," + cause_name(reading) +
+             (there ? "," + distance + "," + speed + "," + level : ",,,") + "," + csv_tail(options_.info);
     } else {
-      line = (named_ ? text("%-*s", name_width_, printable(file).c_str()) : "") +
+      line = (options_.named ? text("%-*s", options_.name_width, printable(file).c_str()) : "") +
              text("%9.2f  %11s  %10s  %8s  ", end_s(reading), there ? distance.c_str() : "-",
                   there ? speed.c_str() : "-", there ? level.c_str() : "-") +
-             state_text(reading);
+             state_text(reading) + "\n";
     }
-    lines += line + "\n";
+    lines += line;
   }
   return lines;
 }
 
 std::string KitReport::summary_of(const std::string& file, const KitRun& run) const {
-  const bool csv = style_ == ReportStyle::kCsv;
+  const bool csv = options_.style == ReportStyle::kCsv;
   const Summed summed(run);
-  std::string line = csv ? csv_cell(file) : text("%-*s", name_width_, printable(file).c_str());
+  std::string line = csv ? csv_cell(file) : text("%-*s", options_.name_width, printable(file).c_str());
   const auto add = [&](int width, const std::string& cell) {
     line += csv ? "," + cell : text("  %*s", width, cell.c_str());
   };
@@ -118,7 +120,7 @@ std::string KitReport::summary_of(const std::string& file, const KitRun& run) co
     add(8, one_decimal(summed.distances.front()));
     add(8, one_decimal(summed.distances.back()));
   }
-  return line + "\n";
+  return line + (csv ? "," + csv_tail(options_.info) : "\n");
 }
 
 std::string KitReport::json_of(const std::string& file, const KitRun& run) const {
@@ -127,7 +129,7 @@ std::string KitReport::json_of(const std::string& file, const KitRun& run) const
                      {"sureness_db", run.findings.sureness_db},
                      {"background_db", run.findings.background_db},
                      {"drift_ppm", run.findings.drift_ppm}};
-  if (summary_) {
+  if (options_.summary) {
     const Summed summed(run);
     const bool any = !summed.distances.empty();
     json["seconds"] = run.seconds;
@@ -141,6 +143,8 @@ std::string KitReport::json_of(const std::string& file, const KitRun& run) const
     json["readings"] = Json::array();
     for (const Reading& reading : run.readings) json["readings"].push_back(members_of(reading));
   }
+  json["parameters"] = options_.info.parameters;
+  json["version"] = ZETO_VERSION_STRING;
   return text_of(json) + "\n";
 }
 

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -13,6 +14,7 @@
 #include <set>
 #include <utility>
 
+#include "audio/standard_input.hpp"
 #include "error.hpp"
 
 namespace zeto::tool {
@@ -61,22 +63,27 @@ void remove_unfinished_on_signals() {
 
 NewFile::NewFile(std::string path) : path_(std::move(path)) {
   namespace fs = std::filesystem;
-  // A link stays one: what it points to is written, whether it exists or not.
-  constexpr int kMaxLinks = 40;
-  std::error_code error;
-  for (int i = 0; i < kMaxLinks && fs::is_symlink(path_, error); ++i) {
-    path_ = (fs::path(path_).parent_path() / fs::read_symlink(path_, error)).string();
+  if (path_ == "-") {
+    descriptor_ = nameless_file();
+    return;
   }
   struct stat status {};
   const bool replaces = stat(path_.c_str(), &status) == 0;
   if (replaces) {
     if (S_ISDIR(status.st_mode)) fail(EISDIR);
     // Renaming onto a device would replace it.
-    if (!S_ISREG(status.st_mode)) throw UserError("cannot write " + path_ + ": not a regular file");
+    if (!S_ISREG(status.st_mode))
+      throw UserError("cannot write " + path_ + ": not a regular file; - is standard output");
     if (is_input(status)) throw UserError("cannot write " + path_ + ": it is read as well");
     if (access(path_.c_str(), W_OK) != 0) fail(errno);
   } else if (errno != ENOENT) {
     fail(errno);
+  }
+  // A link stays one: what it points to is written, whether it exists or not.
+  constexpr int kMaxLinks = 40;
+  std::error_code error;
+  for (int i = 0; i < kMaxLinks && fs::is_symlink(path_, error); ++i) {
+    path_ = (fs::path(path_).parent_path() / fs::read_symlink(path_, error)).string();
   }
   temporary_ = path_ + ".XXXXXX";
   descriptor_ = mkostemp(temporary_.data(), O_CLOEXEC);
@@ -96,7 +103,22 @@ NewFile::~NewFile() {
   forget();
 }
 
+void NewFile::copy_out() {
+  std::fflush(stdout);
+  char buffer[1 << 16];
+  lseek(descriptor_, 0, SEEK_SET);
+  for (ssize_t got = 0; (got = read(descriptor_, buffer, sizeof buffer)) != 0;) {
+    if (got < 0) fail(errno);
+    for (ssize_t put = 0; put < got;) {
+      const ssize_t written = write(STDOUT_FILENO, buffer + put, static_cast<size_t>(got - put));
+      if (written < 0) fail(errno);
+      put += written;
+    }
+  }
+}
+
 void NewFile::commit() {
+  if (path_ == "-") return copy_out();
   if (close(std::exchange(descriptor_, -1)) != 0) fail(errno);  // network file systems tell about a full disk here
   if (rename(temporary_.c_str(), path_.c_str()) != 0) fail(errno);
   forget();

@@ -4,7 +4,8 @@
 
 namespace zeto::tool {
 
-/// Opens a temporary file beside the target. commit() puts it in the target's place; without it, it is removed.
+/// Opens a temporary file beside the target. commit() puts it in the target's place; without it, it is removed. The
+/// target "-" is standard output, and receives all of it on commit().
 class NewFile {
  public:
   /// Throws UserError where the target cannot be written, or is read as well.
@@ -19,6 +20,7 @@ class NewFile {
   void commit();
 
  private:
+  void copy_out();
   void forget() const;
   [[noreturn]] void fail(int error) const;
 

@@ -1,18 +1,18 @@
 #include "parameter_file.hpp"
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <limits>
-#include <numeric>
 #include <set>
 
 #include "error.hpp"
 #include "json.hpp"
+#include "library_output.hpp"
 #include "new_file.hpp"
+#include "text/nearest.hpp"
 
 namespace zeto::tool {
 namespace {
@@ -26,32 +26,6 @@ std::vector<std::string> all_names() {
   for (const Parameter& parameter : parameters_of(set.chirp)) names.emplace_back(parameter.name);
   for (const Parameter& parameter : parameters_of(set.hear)) names.emplace_back(parameter.name);
   return names;
-}
-
-/// How many letters must be put in, left out or exchanged to make one of the other, whatever their case.
-size_t distance(const std::string& a, const std::string& b) {
-  std::vector<size_t> row(b.size() + 1);
-  std::iota(row.begin(), row.end(), size_t{0});
-  for (size_t i = 0; i < a.size(); ++i) {
-    size_t diagonal = row[0]++;
-    for (size_t j = 0; j < b.size(); ++j) {
-      const bool same =
-          std::tolower(static_cast<unsigned char>(a[i])) == std::tolower(static_cast<unsigned char>(b[j]));
-      const size_t exchanged = diagonal + (same ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({exchanged, row[j] + 1, diagonal + 1});
-    }
-  }
-  return row.back();
-}
-
-std::string nearest_name(const std::string& key) {
-  const auto names = all_names();
-  const auto holds_key = [&](const std::string& name) { return name.find(key) != std::string::npos; };
-  if (const auto whole = std::find_if(names.begin(), names.end(), holds_key); whole != names.end()) return *whole;
-  return *std::min_element(names.begin(), names.end(), [&](const std::string& a, const std::string& b) {
-    return distance(key, a) < distance(key, b);
-  });
 }
 
 constexpr std::streamsize kMostBytes = 1 << 20;
@@ -140,13 +114,22 @@ bool take_sweeps(const std::string& where, const std::string& key, const Json& v
   return key == kRestarts || key == kFade;
 }
 
+/// Only for those who ask: a file of some parameters is what it should be.
 void name_missing(const std::string& path, const Json& json, const std::vector<Parameter>& parameters) {
   std::string missing;
   for (const Parameter& parameter : parameters) {
     if (json.contains(parameter.name)) continue;
     missing += (missing.empty() ? "" : ", ") + std::string(parameter.name);
   }
-  if (!missing.empty()) complain(path, "does not set " + missing);
+  if (verbose && !missing.empty()) complain(path, "does not set " + missing);
+}
+
+void check_unit(const std::string& path, const Parameter& parameter, const Json& described, int32_t number) {
+  if (!described.is_object() || !described.contains("unit")) return;
+  const Json& unit = described["unit"];
+  if (unit.is_string() && unit.get<std::string>() == parameter.unit) return;
+  complain(path, std::string(parameter.name) + " is read as " + std::to_string(number) + " " + parameter.unit +
+                     ", whatever its unit " + brief(text_of(unit)) + " says");
 }
 
 }  // namespace
@@ -158,7 +141,9 @@ void read_parameters(const std::string& path, zeto_set& set, Side side) {
   const auto detector = parameters_of(set.hear);
   for (const auto& [key, described] : json.items()) {
     if (std::find(names.begin(), names.end(), key) == names.end()) {
-      throw UserError(path + ": unknown parameter " + brief(key) + "; the nearest is " + nearest_name(key));
+      const auto meant = nearest(key, names);
+      throw UserError(path + ": unknown parameter " + brief(key) +
+                      (meant ? "; the nearest is " + *meant : "; zeto params lists them"));
     }
     const std::string where = path + ": " + key;
     const Json& value = value_of(described);
@@ -166,7 +151,9 @@ void read_parameters(const std::string& path, zeto_set& set, Side side) {
     const int32_t number = word(where, value);
     for (const auto* const block : {&emitter, &detector}) {
       for (const Parameter& parameter : *block) {
-        if (key == parameter.name) *parameter.value = number;
+        if (key != parameter.name) continue;
+        *parameter.value = number;
+        check_unit(path, parameter, described, number);
       }
     }
   }

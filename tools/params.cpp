@@ -1,13 +1,22 @@
 // zeto params: the parameters, what they mean and what they are.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 
 #include "json.hpp"
 #include "options.hpp"
+#include "reports/parameter_warnings.hpp"
+#include "reports/run_info.hpp"
+#include "reports/unit.hpp"
+#include "text.hpp"
+#include "text/terminal.hpp"
 #include "verbs.hpp"
 
 namespace zeto::tool {
 namespace {
+
+constexpr size_t kMeaning = 38;  // where it starts
 
 struct ParamsOptions {
   bool json = false;
@@ -29,8 +38,9 @@ std::string words_of(const Json& value) {
 void print_table(const char* heading, const std::vector<Parameter>& parameters) {
   std::printf("%-20s  %6s  %-6s  meaning\n", heading, "value", "unit");
   for (const Parameter& parameter : parameters) {
-    std::printf("%-20s  %6d  %-6s  %s\n", parameter.name, *parameter.value, parameter.unit,
-                on_one_line(parameter.meaning).c_str());
+    const std::string line = text("%-20s  %6d  %-6s  %s", parameter.name, *parameter.value, parameter.unit,
+                                  on_one_line(parameter.meaning).c_str());
+    std::puts(wrapped(line, columns_of(STDOUT_FILENO), kMeaning).c_str());
   }
 }
 
@@ -70,6 +80,7 @@ void print_json(const std::vector<Line>& lines) {
 }
 
 void print_params(ParamsOptions& options) {
+  warn_of("zeto params", options.set, Side::kBoth);
   const auto emitter = parameters_of(options.set.chirp);
   const auto detector = parameters_of(options.set.hear);
   const auto sweeps = sweep_lines(options.set);
@@ -87,6 +98,9 @@ void print_params(ParamsOptions& options) {
   }
   std::putchar('\n');
   print_table("detector", detector);
+  const std::string unit = unit_of(options.set);
+  std::printf("\nmeasurements are in %s; digest %s\n", unit.empty() ? "no common unit" : unit.c_str(),
+              digest_of(options.set, {}).c_str());
 }
 
 }  // namespace
@@ -101,7 +115,8 @@ void add_params(CLI::App& app) {
       "them. A set with sweeps that start over shows them too; span_hz is then their slope\n"
       "per second.\n"
       "A file for --params is a JSON object, {\"UltraHz_cand_dB\": -30, \"period_ms\": 2000}\n"
-      "for example; for a number may stand an object with the number as its \"value\".\n\n"
+      "for example; for a number may stand an object with the number as its \"value\".\n"
+      "The digest stands for all parameters; the CSV and JSON of other verbs have it too.\n\n"
       "Examples:\n"
       "  zeto params\n"
       "  zeto params --set hand\n"

@@ -20,8 +20,7 @@ constexpr int64_t kLongestPeriod = 25;         // frames: the emitter's five sec
 constexpr int64_t kLooked = 10 * kSampleRate;  // of a recording, for latency and period
 constexpr int64_t kMostLatency = kSampleRate;
 constexpr double kSamplesPerMs = kSampleRate / 1000.0;
-constexpr double kLeastSurenessDb = 16.0;  // of so many delays of noise alone the greatest stands out by 12 dB
-constexpr double kSameShare = 0.01;        // of the power: a reference that was recorded does not repeat bit for bit
+constexpr double kSameShare = 0.01;  // of the power: a reference that was recorded does not repeat bit for bit
 
 struct Channels {
   std::vector<double> reference;
@@ -42,6 +41,10 @@ Channels read(const std::string& path, int64_t frames) {
 
 /// By the envelope of the correlation: negative frequencies are left out.
 Latency latency_of(const Channels& channels, double spacing_cm) {
+  const auto is_silent = [](const std::vector<double>& channel) {
+    return std::all_of(channel.begin(), channel.end(), [](double value) { return value == 0.0; });
+  };
+  if (is_silent(channels.reference) || is_silent(channels.microphone)) return {0.0, 0.0};
   const size_t n = channels.reference.size();
   const Fourier fourier(std::bit_ceil(n + static_cast<size_t>(kMostLatency)));
   std::vector<std::complex<double>> x(fourier.len());
@@ -124,6 +127,10 @@ void add_host_steps(CLI::App& verb, HostSteps& steps) {
       ->group("Host");
 }
 
+Latency find_latency(const std::string& path, double spacing_cm) {
+  return latency_of(read(path, kLooked), spacing_cm);
+}
+
 void tell(const char* who, const std::string& file, const Latency& found) {
   complain(who, text("%s: latency %.2f ms, %.0f dB above other delays", file.c_str(), found.ms, found.sureness_db));
 }
@@ -138,7 +145,7 @@ Prepared::Prepared(const std::string& path, int64_t frames, const HostSteps& ste
     }
     ring_.resize(static_cast<size_t>(std::llround(ms * kSamplesPerMs)));
   } else if (steps.align) {
-    found_ = latency_of(read(path, kLooked), steps.spacing_cm);
+    found_ = find_latency(path, steps.spacing_cm);
     if (found_->sureness_db < kLeastSurenessDb) {
       fail(
           text("--align auto finds no loudspeaker in the microphone (%.0f dB over other delays)", found_->sureness_db));

@@ -28,6 +28,12 @@ struct Latency {
   double sureness_db;  ///< the direct sound's correlation over the median of all delays up to a second
 };
 
+/// From the first 10 s, by the correlation of both channels. Throws FileError if the file cannot be read.
+Latency find_latency(const std::string& path, double spacing_cm);
+
+/// Noise alone does not reach this.
+constexpr double kLeastSurenessDb = 16.0;
+
 /// On standard error.
 void tell(const char* who, const std::string& file, const Latency& found);
 
@@ -40,6 +46,9 @@ class Prepared {
 
   /// Set if it was to be found, rather than given.
   const std::optional<Latency>& found() const { return found_; }
+
+  /// By how much the reference is held back.
+  double held_ms() const { return static_cast<double>(ring_.size()) * 1000.0 / kSampleRate; }
 
   /// Changes the next samples, reference and microphone in turns.
   void apply(std::span<double> values);

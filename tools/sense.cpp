@@ -3,8 +3,10 @@
 #include <atomic>
 #include <cstdio>
 #include <optional>
-#include <thread>
+#include <utility>
 
+#include "audio/channel_check.hpp"
+#include "audio/file_list.hpp"
 #include "audio_file.hpp"
 #include "batch.hpp"
 #include "error.hpp"
@@ -12,9 +14,13 @@
 #include "kit.hpp"
 #include "kit_report.hpp"
 #include "library_output.hpp"
+#include "observer.hpp"
 #include "options.hpp"
 #include "prepared.hpp"
 #include "progress.hpp"
+#include "reports/parameter_warnings.hpp"
+#include "reports/run_info.hpp"
+#include "reports/unit.hpp"
 #include "sense_report.hpp"
 #include "sensing.hpp"
 #include "text.hpp"
@@ -24,13 +30,15 @@ namespace zeto::tool {
 namespace {
 
 struct SenseOptions {
-  std::vector<std::string> files;
+  FileList files;
   std::optional<std::string> out;
   std::optional<int32_t> format;
   int64_t buffer = SensingOptions{}.buffer;
   int jobs = 0;
   bool summary = false;
+  bool detail = false;
   bool csv = false;
+  bool no_heading = false;
   bool json = false;
   zeto_set set{};
   HostSteps steps;
@@ -39,25 +47,33 @@ struct SenseOptions {
   bool by_kit() const { return is_for_kit(set) && !steps.any(); }
 };
 
-ReportStyle style_of(const SenseOptions& options) {
-  return options.json ? ReportStyle::kJson : options.csv ? ReportStyle::kCsv : ReportStyle::kTable;
+ReportOptions report_options(const SenseOptions& options, const std::vector<std::string>& files) {
+  ReportOptions report;
+  report.style = options.json ? ReportStyle::kJson : options.csv ? ReportStyle::kCsv : ReportStyle::kTable;
+  report.summary = options.summary;
+  report.detail = options.detail;
+  report.info = {unit_of(options.set), digest_of(options.set, options.steps)};
+  report.fit(files);
+  return report;
 }
 
-/// What is told about a recording on standard error.
-struct Told {
-  std::string warning;
+/// What came of a recording; one that is at fault does not stop the others.
+struct Outcome {
+  std::string report;
+  std::string fault;
+  std::vector<std::string> warnings;
   std::optional<Latency> found;
+  bool nothing = false;  ///< was accepted, and no warning tells why
 };
 
-/// @param sensed  is moved on by the samples that have been read.
-std::vector<Analysis> sense_file(const SenseOptions& options, const std::string& file, std::atomic<int64_t>& sensed,
-                                 Told& told) {
+/// @param read  is moved on by the share of the recording that has been read.
+Sensed sense_file(const SenseOptions& options, const std::string& file, std::atomic<double>& read, Outcome& outcome) {
   const zeto_tx_param& param = options.set.hear;
   AudioReader reader = open_recording(file, param);
-  told.warning = reader.warning();
+  if (!reader.warning().empty()) outcome.warnings.push_back(reader.warning());
   const HostFormat format = options.format ? HostFormat{*options.format} : reader.host_format();
   Prepared prepared(file, reader.frames(), options.steps);
-  told.found = prepared.found();
+  outcome.found = prepared.found();
   std::optional<AudioWriter> writer;
   if (options.out) {
     if (static_cast<double>(reader.frames()) > kMaxSeconds * kSampleRate) {
@@ -65,95 +81,99 @@ std::vector<Analysis> sense_file(const SenseOptions& options, const std::string&
     }
     writer.emplace(*options.out, format);
   }
+  ChannelCheck check;
   const Capture capture = [&](std::span<double> values) {
     reader.read(values);
+    check.take(values);
     prepared.apply(values);
-    sensed += static_cast<int64_t>(values.size() / 2);
+    read += 0.5 * static_cast<double>(values.size()) / static_cast<double>(reader.frames());
   };
-  auto analyses = sense({format, options.buffer, param}, reader.frames(), capture, writer ? &*writer : nullptr);
+  Sensed sensed;
+  std::optional<Observing> observing;
+  if (options.detail) observing.emplace(false, [&](Observation&& seen) { sensed.seen.push_back(std::move(seen)); });
+  sensed.analyses = sense({format, options.buffer, param}, reader.frames(), capture, writer ? &*writer : nullptr);
   if (writer) writer->commit();
-  return analyses;
+  for (const auto& warning : check.warnings()) outcome.warnings.push_back(file + ": " + warning);
+  outcome.nothing = outcome.warnings.empty() &&
+                    std::none_of(sensed.analyses.begin(), sensed.analyses.end(), [](auto& a) { return a.accepted(); });
+  return sensed;
 }
 
-KitRun watch_file(const SenseOptions& options, const std::string& file, std::atomic<int64_t>& sensed, Told& told) {
+KitRun watch_file(const SenseOptions& options, const std::string& file, std::atomic<double>& read, Outcome& outcome) {
   AudioReader reader = open_recording(file, {});
-  told.warning = reader.warning();
+  if (!reader.warning().empty()) outcome.warnings.push_back(reader.warning());
   Kit kit(options.set, options.steps.spacing_cm);
   KitRun run;
+  ChannelCheck check;
   std::vector<double> values(2 * 65536);
   std::vector<float> microphone;
   for (size_t got = values.size(); got == values.size();) {
     got = reader.read(values);
+    check.take(std::span(values).first(got));
     microphone.clear();
     for (size_t i = 1; i < got; i += 2) microphone.push_back(to_float(values[i]));
     kit.take(microphone, run.readings);
-    sensed += static_cast<int64_t>(got / 2);
+    read += 0.5 * static_cast<double>(got) / static_cast<double>(reader.frames());
   }
+  for (const auto& warning : check.warnings()) outcome.warnings.push_back(file + ": " + warning);
   run.seconds = static_cast<double>(reader.frames()) / kSampleRate;
   run.findings = kit.findings();
   return run;
 }
 
-/// What came of a recording; one that is at fault does not stop the others.
-struct Outcome {
-  std::string report;
-  std::optional<std::string> fault;
-  Told told;
-};
-
-Outcome outcome_of(const SenseOptions& options, const std::string& file, std::atomic<int64_t>& sensed) {
-  Outcome outcome;
-  try {
-    if (options.by_kit()) {
-      outcome.report = KitReport(style_of(options), options.summary, options.files)
-                           .of(file, watch_file(options, file, sensed, outcome.told));
-    } else {
-      outcome.report = SenseReport(style_of(options), options.summary, options.files)
-                           .of(file, sense_file(options, file, sensed, outcome.told));
-    }
-  } catch (const FileError& error) {
-    outcome.fault = error.what();
-  }
-  return outcome;
-}
-
-size_t jobs_of(const SenseOptions& options) {
-  return options.jobs > 0 ? static_cast<size_t>(options.jobs) : std::max(1u, std::thread::hardware_concurrency());
-}
-
 void sense_files(const SenseOptions& options) {
-  if (options.out && options.files.size() > 1) throw UserError("--out: takes one recording only");
+  const auto files = options.files.names();
+  if (options.out && files.size() > 1) throw UserError("--out: takes one recording only");
   if (options.out && options.by_kit()) throw UserError("--out: the host kit, which plays this set, returns no channel");
-  const SenseReport report(style_of(options), options.summary, options.files);
-  const std::string heading =
-      options.by_kit() ? KitReport(style_of(options), options.summary, options.files).heading() : report.heading();
-  std::atomic<int64_t> sensed = 0;
+  if (options.out && *options.out == "-") throw UserError("--out: the measurements go to standard output");
+  if (options.detail && options.summary) throw UserError("--detail: not with --summary");
+  if (options.detail && options.by_kit()) throw UserError("--detail: the host kit, which plays this set, has none");
+  const SenseReport report(report_options(options, files));
+  const KitReport kit_report(report_options(options, files));
+  std::string heading = options.by_kit() ? kit_report.heading() : report.heading();
+  if (options.no_heading) heading.clear();
+  if (!options.by_kit()) warn_of("zeto sense", options.set, Side::kDetector);
+  std::atomic<double> read = 0.0;
   size_t done = 0;
   size_t failed = 0;
-  bool headed = false;
+  size_t nothing = 0;
+  std::string first_nothing;
   Progress progress;
-  const auto work = [&](size_t i) { return outcome_of(options, options.files[i], sensed); };
+  const auto work = [&](size_t i) {
+    Outcome outcome;
+    try {
+      outcome.report = options.by_kit() ? kit_report.of(files[i], watch_file(options, files[i], read, outcome))
+                                        : report.of(files[i], sense_file(options, files[i], read, outcome));
+    } catch (const FileError& error) {
+      outcome.fault = error.what();
+      outcome.report =
+          options.by_kit() ? kit_report.of_failure(files[i], error.what()) : report.of_failure(files[i], error.what());
+    }
+    return outcome;
+  };
   const auto show_progress = [&] {
-    const auto minutes = static_cast<double>(sensed) / kSampleRate / 60.0;
-    progress.show(
-        text("%zu of %zu recordings, %zu failed; %.1f min of audio", done, options.files.size(), failed, minutes));
+    progress.show_files(read, done, files.size(), failed > 0 ? text(", %zu failed", failed) : "");
   };
   const auto use = [&](size_t i, const Outcome& outcome) {
     progress.clear();
     ++done;
-    warn("zeto sense", outcome.told.warning);
-    if (outcome.told.found) tell("zeto sense", options.files[i], *outcome.told.found);
-    if (outcome.fault) {
+    for (const auto& warning : outcome.warnings) warn("zeto sense", warning);
+    if (outcome.found) tell("zeto sense", files[i], *outcome.found);
+    if (!outcome.fault.empty()) {
       ++failed;
-      complain("zeto sense", *outcome.fault);
-      print(report.of_failure(options.files[i], *outcome.fault));
-    } else {
-      print((headed ? "" : heading) + outcome.report);
-      headed = true;
+      complain("zeto sense", outcome.fault);
     }
+    if (outcome.nothing && nothing++ == 0) first_nothing = files[i];
+    if (!outcome.report.empty()) print(std::exchange(heading, "") + outcome.report);
     show_progress();  // short recordings leave no time for it between them
   };
-  in_order(options.files.size(), jobs_of(options), work, use, show_progress);
+  in_order(files.size(), jobs_of(options.jobs), work, use, show_progress);
+  progress.clear();
+  if (nothing > 0) {
+    const std::string where = files.size() == 1 ? "" : text(" in %zu of %zu recordings", nothing, files.size());
+    complain("zeto sense", "nothing was accepted" + where + "; zeto profile " + first_nothing +
+                               " shows what is there, and proposes a threshold");
+  }
   if (failed > 0) throw SomeFilesFailed();
 }
 
@@ -162,19 +182,22 @@ void sense_files(const SenseOptions& options) {
 void add_sense(CLI::App& app) {
   auto* verb = app.add_subcommand("sense", "Measure the echo in recordings: pass them through the uplink wrapper");
   const auto options = std::make_shared<SenseOptions>();
-  verb->add_option("captures", options->files,
-                   "Audio files (48000 Hz, two channels): the first the\n"
-                   "reference, what was played; the second the microphone")
-      ->type_name("FILE")
-      ->required();
+  add_files(*verb, options->files,
+            "Audio files (48000 Hz, two channels): the first the\n"
+            "reference, what was played; the second the microphone;\n"
+            "- for standard input");
   verb->add_flag("--summary", options->summary, "One line per recording rather than per analysis");
+  verb->add_flag("--detail", options->detail,
+                 "What the detector saw: peaks that count, how many agree,\n"
+                 "their median frequency and level, why it was rejected");
   verb->add_flag("--csv", options->csv, "Comma-separated values");
+  verb->add_flag("--no-heading", options->no_heading, "Leave the first line out");
   verb->add_flag("--json", options->json, "JSON, one object per recording, each on a line")->excludes("--csv");
   verb->add_option("-j,--jobs", options->jobs, "Recordings to work on at a time. Default: one per processor")
       ->type_name("N")
       ->check(CLI::Range(1, 1024).description(""));
   verb->add_option("-o,--out", options->out,
-                   "WAV file to write: the output channel that the wrapper\n"
+                   "File to write: the output channel that the wrapper\n"
                    "returns, mono, in the host's format; one recording only")
       ->type_name("FILE");
   verb->add_option("-f,--format", options->format,
@@ -196,11 +219,11 @@ void add_sense(CLI::App& app) {
       "  measurement  whole, in the unit of --UltraHz-period; or \"rejected\". With the\n"
       "               defaults the echo's delay in ms, folded at 500 (600 ms reads\n"
       "               400), in steps of 3.91 ms\n"
-      "With --csv a column says accepted or rejected, and a rejected one's measurement\n"
-      "is empty. Several recordings are told apart by a first column, their name, and\n"
-      "come in the order given. --summary gives for each how many seconds were analysed,\n"
-      "in how many analyses, how many of these were accepted, and of those the median,\n"
-      "least and greatest measurement.\n"
+      "Recordings come in the order given. The columns of --csv are the same for any number\n"
+      "of them: first the name; status is accepted or rejected, or error if the recording\n"
+      "cannot be sensed; last come a digest of all parameters and the tool's version.\n"
+      "--summary gives for each how many seconds were analysed, in how many analyses, how\n"
+      "many of these were accepted, and of those the median, least and greatest measurement.\n\n"
       "With a set of sweeps that start over (--set hand; zeto sets lists them) the host\n"
       "kit listens to the microphone: it learns in the first three seconds, with nobody\n"
       "there, and gives a line every 200 ms: time_s, state (learning, nobody, target,\n"
@@ -212,7 +235,10 @@ void add_sense(CLI::App& app) {
       "  zeto simulate --delay-ms 50 --wav capture.wav    make a recording\n"
       "  zeto sense capture.wav\n"
       "  zeto sense --csv capture.wav > capture.csv\n"
+      "  zeto sense --detail capture.wav\n"
       "  zeto sense --summary *.wav\n"
+      "  find . -name '*.wav' -print0 | zeto sense --summary --csv --files-from -\n"
+      "  arecord -d 5 -t raw -f S16_LE -r 48000 -c 2 | zeto sense --raw s16 -\n"
       "  zeto sense --set hand hand.wav\n"
       "  zeto sense --align auto --background 0.5-2.5 capture.wav\n"
       "  zeto sense -f 4 -b 1000 -o levels.wav capture.wav");

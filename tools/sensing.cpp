@@ -35,40 +35,47 @@ int32_t level(Sample sample, double full_scale) {
 }
 
 template <class Sample>
-std::vector<Analysis> run(const SensingOptions& options, int64_t frames, const Capture& capture, AudioWriter* returned,
-                          double full_scale) {
-  Uplink uplink(options.format, options.param);
-  std::vector<Analysis> analyses;
-  int64_t k = first_analysis(options.param);
-  const int64_t piece = piece_of(options.buffer);
-  const auto buffer = static_cast<size_t>(options.buffer);
-  std::vector<double> values;
-  std::vector<Sample> in1;
-  std::vector<Sample> in2;
-  std::vector<Sample> out;
-  for (int64_t done = 0; done < frames; done += piece) {
-    const auto n = static_cast<size_t>(std::min(frames - done, piece));
-    values.resize(2 * n);
-    in1.resize(n);
-    in2.resize(n);
-    out.resize(n);
-    capture(values);
+class Run final : public Sensing::Taking {
+ public:
+  Run(const SensingOptions& options, AudioWriter* returned, double full_scale)
+      : uplink_(options.format, options.param),
+        buffer_(static_cast<size_t>(options.buffer)),
+        returned_(returned),
+        full_scale_(full_scale),
+        next_(first_analysis(options.param)) {}
+
+  void take(std::span<const double> values, std::vector<Analysis>& analyses) override {
+    const size_t n = values.size() / 2;
+    in1_.resize(n);
+    in2_.resize(n);
+    out_.resize(n);
     for (size_t i = 0; i < n; ++i) {
-      in1[i] = host_sample<Sample>(values[2 * i], full_scale);
-      in2[i] = host_sample<Sample>(values[2 * i + 1], full_scale);
+      in1_[i] = host_sample<Sample>(values[2 * i], full_scale_);
+      in2_[i] = host_sample<Sample>(values[2 * i + 1], full_scale_);
     }
-    for (size_t at = 0; at < n; at += buffer) {
-      const auto part = [&](std::vector<Sample>& all) { return std::span(all).subspan(at, std::min(buffer, n - at)); };
-      uplink.process(part(in1), part(in2), part(out));
+    for (size_t at = 0; at < n; at += buffer_) {
+      const auto part = [&](std::vector<Sample>& all) { return std::span(all).subspan(at, std::min(buffer_, n - at)); };
+      uplink_.process(part(in1_), part(in2_), part(out_));
     }
-    for (; shown_at(k) - done < static_cast<int64_t>(n); ++k) {
-      analyses.push_back({static_cast<double>(k * kAnalysisLen) / kSampleRate,
-                          level(out[static_cast<size_t>(shown_at(k) - done)], full_scale)});
+    for (; shown_at(next_) - done_ < static_cast<int64_t>(n); ++next_) {
+      analyses.push_back({static_cast<double>(next_ * kAnalysisLen) / kSampleRate,
+                          level(out_[static_cast<size_t>(shown_at(next_) - done_)], full_scale_)});
     }
-    if (returned != nullptr) returned->write(std::span<const Sample>(out));
+    done_ += static_cast<int64_t>(n);
+    if (returned_ != nullptr) returned_->write(std::span<const Sample>(out_));
   }
-  return analyses;
-}
+
+ private:
+  Uplink uplink_;
+  size_t buffer_;
+  AudioWriter* returned_;
+  double full_scale_;
+  int64_t next_;  // analysis
+  int64_t done_ = 0;
+  std::vector<Sample> in1_;
+  std::vector<Sample> in2_;
+  std::vector<Sample> out_;
+};
 
 }  // namespace
 
@@ -96,11 +103,22 @@ AudioReader open_recording(const std::string& path, const zeto_tx_param& param) 
   return reader;
 }
 
+Sensing::Sensing(const SensingOptions& options, AudioWriter* returned)
+    : taking_(with_samples_of(options.format, [&](auto sample, double full_scale) -> std::unique_ptr<Taking> {
+        return std::make_unique<Run<decltype(sample)>>(options, returned, full_scale);
+      })) {}
+
 std::vector<Analysis> sense(const SensingOptions& options, int64_t frames, const Capture& capture,
                             AudioWriter* returned) {
-  return with_samples_of(options.format, [&](auto sample, double full_scale) {
-    return run<decltype(sample)>(options, frames, capture, returned, full_scale);
-  });
+  Sensing sensing(options, returned);
+  const int64_t piece = piece_of(options.buffer);
+  std::vector<double> values;
+  for (int64_t done = 0; done < frames; done += piece) {
+    values.resize(static_cast<size_t>(2 * std::min(frames - done, piece)));
+    capture(values);
+    sensing.take(values);
+  }
+  return sensing.analyses();
 }
 
 }  // namespace zeto::tool

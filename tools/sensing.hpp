@@ -2,6 +2,7 @@
 #pragma once
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -38,6 +39,28 @@ int64_t shortest_sensed(const zeto_tx_param& param);
 
 /// A file of reference and microphone that is long enough for an analysis; otherwise a FileError.
 AudioReader open_recording(const std::string& path, const zeto_tx_param& param);
+
+/// The uplink wrapper over a recording that comes in pieces.
+class Sensing {
+ public:
+  /// @param returned  receives the wrapper's output channel, as many host samples; or null. Must outlive this.
+  explicit Sensing(const SensingOptions& options, AudioWriter* returned = nullptr);
+
+  /// The next samples, full scale 1.0: reference and microphone in turns.
+  void take(std::span<const double> values) { taking_->take(values, analyses_); }
+  /// So far.
+  const std::vector<Analysis>& analyses() const { return analyses_; }
+
+  /// In the host's sample format.
+  struct Taking {
+    virtual ~Taking() = default;
+    virtual void take(std::span<const double> values, std::vector<Analysis>& analyses) = 0;
+  };
+
+ private:
+  std::unique_ptr<Taking> taking_;
+  std::vector<Analysis> analyses_;
+};
 
 /// Fills in the next samples, full scale 1.0: reference and microphone in turns.
 using Capture = std::function<void(std::span<double>)>;

@@ -43,7 +43,7 @@ void add_sets(CLI::App& app) {
   verb->footer(
       "A set is everything that must fit together: what the emitter plays, how the\n"
       "detector hears it, and what the host does around them. zeto params --set NAME\n"
-      "shows its parameters; emit, simulate, sense and explain take it by --set NAME.\n"
+      "shows its parameters; all verbs that take parameters take it by --set NAME.\n"
       "A step is one bin of the detector's spectrum; the host kit reads finer than that.\n\n"
       "Examples:\n"
       "  zeto sets\n"

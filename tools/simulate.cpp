@@ -6,6 +6,7 @@
 #include "echo_table.hpp"
 #include "error.hpp"
 #include "options.hpp"
+#include "reports/parameter_warnings.hpp"
 #include "scene_options.hpp"
 #include "sensing.hpp"
 #include "simulation.hpp"
@@ -34,7 +35,7 @@ void simulate_scene(const SimulateOptions& options) {
   const std::string report = options.json  ? json_of(simulation, options.set, scene)
                              : options.csv ? csv_of(simulation)
                                            : table_of(simulation);
-  std::fputs(report.c_str(), stdout);
+  if (options.wav != "-") std::fputs(report.c_str(), stdout);  // else the recording has taken it
 }
 
 }  // namespace
@@ -71,7 +72,10 @@ void add_simulate(CLI::App& app) {
       ->type_name("N")
       ->check(CLI::Range(int64_t{0}, INT64_MAX).description(""))
       ->capture_default_str();
-  verb->add_option("-w,--wav", options->wav, "WAV file to write: the recording, for zeto sense")->type_name("FILE");
+  verb->add_option("-w,--wav", options->wav,
+                   "File to write: the recording, for zeto sense; - for\n"
+                   "standard output, in place of the table")
+      ->type_name("FILE");
   verb->add_flag("--csv", options->csv, "Comma-separated values");
   verb->add_flag("--json", options->json, "JSON, as docs/tool.md describes it")->excludes("--csv");
   const auto scene = add_scene_options(*verb, options->scene);
@@ -115,6 +119,7 @@ void add_simulate(CLI::App& app) {
     } else {
       simulate_echoes(*options);
     }
+    warn_of("zeto simulate", options->set, Side::kBoth);  // behind errors, each of which is alone
   });
 }
 

@@ -16,6 +16,12 @@ zeto.quiet(False) shows them.
 
 A handle is for one thread at a time; different handles are independent. Calls release the interpreter's lock.
 """
+import importlib.util
+import sys
+
+if importlib.util.find_spec("numpy") is None and sys.argv[:1] == ["-m"]:  # as python3 -m zeto.plot
+    sys.exit("zeto: NumPy is missing (Debian: python3-numpy, which only /usr/bin/python3 sees)")
+
 from ._defaults import __version__
 from ._host import Findings, Host, Reading, Set, sets
 from ._library import (
@@ -32,7 +38,9 @@ from ._library import (
     measurements,
     quiet,
 )
+from ._profile import Peak, Profile, profile
 from ._simulate import Simulation, simulate
+from ._tune import Tuned, tune
 
 __all__ = [
     "BLOCK",
@@ -46,13 +54,18 @@ __all__ = [
     "Findings",
     "Format",
     "Host",
+    "Peak",
+    "Profile",
     "Reading",
     "Set",
     "Simulation",
+    "Tuned",
     "ZetoError",
     "__version__",
     "measurements",
+    "profile",
     "quiet",
     "sets",
     "simulate",
+    "tune",
 ]

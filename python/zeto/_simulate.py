@@ -2,8 +2,6 @@
 import dataclasses
 import json
 import os
-import subprocess
-import sys
 import tempfile
 from typing import Any, Dict, List, Optional
 
@@ -12,9 +10,7 @@ from numpy.typing import NDArray
 
 from ._defaults import SAMPLE_RATE
 from ._recording import read
-from ._tool import run_tool
-
-_SPANS = ("present",)  # of which two numbers are FROM-TO
+from ._tool import asked, words
 
 
 @dataclasses.dataclass(frozen=True)
@@ -26,19 +22,6 @@ class Simulation:
     true_cm: NDArray[np.float64]  # the target's distance at each sample of the microphone; NaN if there is none
     readings: List[Dict[str, Any]]  # as zeto simulate --json gives them: time_s, state, cause, true_cm, shown_cm
     report: Dict[str, Any]  # all that zeto simulate --json gives
-
-
-def _words(name: str, value: Any) -> List[str]:
-    option = "--" + name.replace("_", "-")
-    if value is None or value is False:
-        return []
-    if value is True:
-        return [option]
-    if isinstance(value, list):
-        return [word for one in value for word in _words(name, one)]
-    if isinstance(value, tuple):
-        value = ("-" if name in _SPANS else ",").join(map(str, value))
-    return [f"{option}={value}"]
 
 
 def simulate(zeto: Optional[str] = None, **options: Any) -> Simulation:
@@ -53,16 +36,11 @@ def simulate(zeto: Optional[str] = None, **options: Any) -> Simulation:
     command-line tool. Bad options are ValueErrors, files that cannot be read OSErrors, with the tool's own line."""
     if taken := {"help", "json", "csv", "wav"} & options.keys():
         raise ValueError(f"{taken.pop()}: what is written is for this function to say")
-    words = [word for name, value in options.items() for word in _words(name, value)]
     with tempfile.TemporaryDirectory() as folder:
         wav = os.path.join(folder, "simulated.wav")
-        done = run_tool(["simulate", *words, "--json", f"--wav={wav}"], zeto, stderr=subprocess.PIPE)
-        said = done.stderr.decode(errors="replace")
-        if done.returncode:
-            raise (OSError if done.returncode == 1 else ValueError)(said.strip())
-        sys.stderr.write(said)  # that samples were clipped, for example
+        said = asked(["simulate", *words(options), "--json", f"--wav={wav}"], zeto)
         reference, microphone = map(np.ascontiguousarray, (read(wav) * 2**15).astype(np.int16))
-    report: Dict[str, Any] = json.loads(done.stdout)
+    report: Dict[str, Any] = json.loads(said)
     return Simulation(reference, microphone, _truth(report, len(microphone)), report.get("readings", []), report)
 
 

@@ -3,6 +3,8 @@
 
 What the detector saw comes from `zeto explain`, that is from its own computation."""
 import argparse
+import csv
+import io
 import json
 import os
 import stat
@@ -25,21 +27,41 @@ except ImportError:
     raise
 
 from ._library import ANALYSIS, DETECTOR_DEFAULTS, SAMPLE_RATE
+from ._profile import of_report
 from ._recording import read
 from ._tool import run_tool
 
 GOOD, BAD, PEAK = "#1f6fb4", "#c0392b", "#e67e22"
-DPI = 80
-KINDS = ("measurement", "spectra", "spectrogram")
+DPI = 120
+SIZE = (9.0, 5.0)  # inches
+KINDS = ("measurement", "spectra", "spectrogram", "profile")
 ENDINGS = (".png", ".svg")
+PANELS = 6  # spectra
+COLUMNS = 450  # of a long recording
+ABOVE = {"loc": "lower right", "bbox_to_anchor": (1, 1), "frameon": False, "fontsize": 8, "borderaxespad": 0.2}
+UNITS = {"ms": "Delay, ms", "0.1 ms": "Delay, 0.1 ms", "cm": "Distance, cm", "mm": "Distance, mm", "Hz": "Beat, Hz"}
+
+
+def _told(verb: Sequence[str], capture: str, options: Sequence[str], zeto: Optional[str]) -> str:
+    """What the tool says of a recording. Where it fails it has said why on standard error."""
+    done = run_tool([*verb, *options, "--", capture], zeto)
+    done.check_returncode()
+    return done.stdout.decode(errors="replace")
 
 
 def explain(capture: str, options: Sequence[str] = (), zeto: Optional[str] = None) -> Dict[str, Any]:
-    """What `zeto explain --json` says. Where it fails it has said why on standard error."""
-    done = run_tool(["explain", "--json", *options, "--", capture], zeto)
-    done.check_returncode()
-    seen: Dict[str, Any] = json.loads(done.stdout)
+    """What `zeto explain --json` says."""
+    seen: Dict[str, Any] = json.loads(_told(["explain", "--json"], capture, options, zeto))
     return seen
+
+
+def analyses(capture: str, options: Sequence[str] = (), zeto: Optional[str] = None) -> Dict[str, Any]:
+    """The same without the single spectra, which an hour has 324000 of."""
+    rows = list(csv.DictReader(io.StringIO(_told(["explain", "--csv"], capture, options, zeto))))
+    number = lambda text: float(text) if np.isfinite(float(text)) else None  # noqa: E731
+    return {"unit": rows[0]["unit"], "analyses": [
+        {"time_s": float(row["time_s"]), "candidates": int(row["candidates"]), "hits": int(row["hits"]),
+         "accepted": row["accepted"] == "1", "result": number(row["result"])} for row in rows]}
 
 
 def received(analysis: Dict[str, Any]) -> float:
@@ -48,39 +70,57 @@ def received(analysis: Dict[str, Any]) -> float:
     return float("nan") if result is None else int(result)
 
 
+def _powers(capture: str, first: int, last: int) -> Any:
+    """Per channel: power by frequency and time, averaged over up to 0.1 s. Of a long recording
+    eight spectra in each of 900 columns are looked at."""
+    if last - first <= 90 * SAMPLE_RATE:
+        powers = [matplotlib.mlab.specgram(samples, NFFT=1024, noverlap=512, Fs=SAMPLE_RATE)[0]
+                  for samples in read(capture, first, last - first)]
+        columns = max(1, min(powers[0].shape[1] // 150, 10))  # noise gets smoother, sweeps stay
+        return [power[:, : power.shape[1] // columns * columns].reshape(len(power), -1, columns).mean(axis=2)
+                for power in powers]
+    starts = np.linspace(first, last, 900, endpoint=False)
+    step = starts[1] - starts[0]
+    drawn = np.random.default_rng(1).uniform(0, step - 1024, (900, 8))  # in step with the sweep they would show a false one
+    window = np.hanning(1024)
+    power = [np.mean([np.abs(np.fft.rfft(read(capture, int(start + late), 1024) * window)) ** 2 for late in lates], axis=0)
+             for start, lates in zip(starts, drawn)]
+    return np.transpose(power, (1, 2, 0)) * 2 / (SAMPLE_RATE * (window**2).sum())
+
+
 def spectrogram(capture: str, seen: Dict[str, Any]) -> Any:
-    """The 200 ms of each analysis, from the first to the last."""
+    """The 200 ms of each analysis, from the first to the last. Both channels have one scale."""
     first, last = (round(seen["analyses"][i]["time_s"] * SAMPLE_RATE) for i in (0, -1))
     first -= ANALYSIS
-    channels = read(capture)[:, first:last]
-    figure, axes = plt.subplots(len(channels), 1, sharex=True, squeeze=False, figsize=(9, 2.9 * len(channels)))
-    for axis, samples, name in zip(axes[:, 0], channels, ("Reference", "Microphone")):
-        power, _, _ = matplotlib.mlab.specgram(samples, NFFT=1024, noverlap=512, Fs=SAMPLE_RATE)
-        columns = max(1, min(power.shape[1] // 150, 10))  # averaged, up to 0.1 s: noise gets smoother, sweeps stay
-        power = power[320:, : power.shape[1] // columns * columns]  # from 15 kHz
-        level = 10 * np.log10(power.reshape(len(power), -1, columns).mean(axis=2) + 1e-15)
-        top = max(level.max(), -120)  # silence is dark
+    levels = [10 * np.log10(power[320:] + 1e-15) for power in _powers(capture, first, last)]  # from 15 kHz
+    figure, axes = plt.subplots(len(levels), 1, sharex=True, squeeze=False, figsize=SIZE, layout="constrained")
+    finite = [level[np.isfinite(level)] for level in levels]
+    top = max([-120.0, *(level.max() for level in finite if level.size)])  # silence is dark
+    for axis, level, known, name in zip(axes[:, 0], levels, finite, ("Reference", "Microphone")):
         image = axis.imshow(
             level, origin="lower", aspect="auto", extent=(first / SAMPLE_RATE, last / SAMPLE_RATE, 15, 24),
-            interpolation="nearest", cmap=plt.get_cmap("viridis", 10), vmin=top - 35, vmax=top,
+            interpolation="nearest", cmap=plt.get_cmap("viridis", 14), vmin=top - 70, vmax=top,
         )
         axis.set(title=name, ylabel="Frequency, kHz")
-        figure.colorbar(image, ax=axis, label="dB over full scale² per Hz")
+        if not known.size or known.max() <= -149:
+            axis.text(0.5, 0.5, "silent" if known.size else "no numbers", transform=axis.transAxes, ha="center",
+                      color="w" if known.size else "k")
+    figure.colorbar(image, ax=axes[:, 0], label="dB re full scale²/Hz")
     axes[-1, 0].set_xlabel("Time, s")
-    figure.tight_layout()
     return figure
 
 
-def spectra(seen: Dict[str, Any], most: int = 6) -> Any:
+def spectra(seen: Dict[str, Any], most: int = PANELS) -> Any:
     """A panel for each of the first analyses: its 18 spectra, the threshold, the peaks above and below it."""
-    analyses = seen["analyses"][:most]
+    shown = seen["analyses"][:most]
     threshold = seen["parameters"]["UltraHz_cand_dB"]
-    columns = min(3, len(analyses))
-    rows = -(-len(analyses) // columns)
-    figure, axes = plt.subplots(rows, columns, sharex=True, sharey=True, squeeze=False, figsize=(9, 2.9 * rows))
-    for axis in axes.flat[len(analyses) :]:
+    columns = min(3, len(shown))
+    rows = -(-len(shown) // columns)
+    figure, axes = plt.subplots(rows, columns, sharex=True, sharey=True, squeeze=False, layout="constrained",
+                                figsize=(SIZE[0], SIZE[1] * (rows + 0.4) / 2))
+    for axis in axes.flat[len(shown) :]:
         axis.set_visible(False)
-    for axis, analysis in zip(axes.flat, analyses):
+    for axis, analysis in zip(axes.flat, shown):
         for segment in analysis["segments"]:
             levels = np.array(segment["levels_db"], float)  # null, the level of silence, is left out
             axis.plot(np.arange(len(levels)) * seen["bin_hz"], levels, color="0.75", lw=0.6, rasterized=True)
@@ -89,57 +129,105 @@ def spectra(seen: Dict[str, Any], most: int = 6) -> Any:
             axis.plot([s["position_hz"] for s in peaks], [s["level_db"] for s in peaks], mark, color=color, ms=5)
         axis.axhline(threshold, color="k", ls="--", lw=0.8)
         result = str(received(analysis)) if analysis["accepted"] else "rejected"
-        axis.set_title(
-            f"{analysis['time_s']:g} s: {result}", color=GOOD if analysis["accepted"] else BAD, fontsize=10
-        )
+        axis.set_title(f"{analysis['time_s']:g} s: {result}", color=GOOD if analysis["accepted"] else BAD, fontsize=10,
+                       loc="left")
+        axis.set_title(f"{analysis['hits']}/18 agree", fontsize=8, loc="right")
         axis.set(xlim=(0, 4000), ylim=(threshold - 50, threshold + 50))
         axis.grid(alpha=0.3)
     for axis in axes[:, 0]:
-        axis.set_ylabel("Level, dB")
-    for axis in axes.flat[len(analyses) - columns : len(analyses)]:  # the lowest of each column
+        axis.set_ylabel("Bin power, dB re 1")
+    for axis in axes.flat[len(shown) - columns : len(shown)]:  # the lowest of each column
         axis.tick_params(labelbottom=True)
     figure.supxlabel(
         "Beat frequency, Hz\n"
-        "18 spectra (grey), peak above the threshold (circle) or below (cross), UltraHz_cand_dB (dashes)",
+        f"18 spectra (grey); peaks above (circle) or below (cross) the threshold, UltraHz_cand_dB {threshold} dB (dashes)",
         fontsize=9,
     )
-    figure.tight_layout()
     return figure
 
 
-def measurement(seen: Dict[str, Any]) -> Any:
-    analyses: List[Dict[str, Any]] = seen["analyses"]
-    figure, (upper, lower) = plt.subplots(2, 1, sharex=True, figsize=(9, 4.6), height_ratios=(2, 1))
-    good = [a for a in analyses if a["accepted"]]
+def _shares(axes: Any, seen: Dict[str, Any]) -> None:
+    """More analyses than pixels: what each column of them comes to."""
+    upper, lower = axes
+    columns = np.array_split(np.arange(len(seen["analyses"])), COLUMNS)
+    times = [seen["analyses"][c[0]]["time_s"] for c in columns]
+    good = [[received(seen["analyses"][i]) for i in c if seen["analyses"][i]["accepted"]] for c in columns]
+    values = np.array([np.percentile(v, (0, 50, 100)) if v else 3 * [np.nan] for v in good])
+    upper.fill_between(times, values[:, 0], values[:, 2], color=GOOD, alpha=0.3, lw=1, label="least to greatest")
+    upper.plot(times, values[:, 1], color=GOOD, lw=1.2, label="median of the accepted")
+    of = lambda key: [100 * np.mean([seen["analyses"][i][key] for i in c]) for c in columns]  # noqa: E731
+    lower.fill_between(times, of("accepted"), color=GOOD, alpha=0.3, lw=0, label="accepted")
+    lower.plot(times, np.array(of("hits")) / 18, color=PEAK, lw=1, label="spectra agreeing in frequency")
+    lower.set(ylabel="Share, %", ylim=(0, 105))
+
+
+def _each(axes: Any, seen: Dict[str, Any]) -> None:
+    upper, lower = axes
+    good = [a for a in seen["analyses"] if a["accepted"]]
     upper.plot([a["time_s"] for a in good], [received(a) for a in good], "o", color=GOOD, ms=4, label="accepted")
-    bad = [a["time_s"] for a in analyses if not a["accepted"]]
+    bad = [a["time_s"] for a in seen["analyses"] if not a["accepted"]]
     for number, time in enumerate(bad):
         upper.axvspan(time - 0.2, time, color=BAD, alpha=0.2, lw=0, label=None if number else "rejected")
-    upper.set(ylabel="Measurement,\nunit of UltraHz_period")
-    upper.legend(loc="upper right")
-    upper.margins(y=0.4)
-    ends = [analyses[0]["time_s"] - 0.2, *(a["time_s"] for a in analyses)]
+    ends = [seen["analyses"][0]["time_s"] - 0.2, *(a["time_s"] for a in seen["analyses"])]
     for key, color, width, label in (
         ("candidates", "0.75", 4, "above the threshold"), ("hits", PEAK, 1.5, "agreeing in frequency"),
     ):
-        counts = [a[key] for a in analyses]
+        counts = [a[key] for a in seen["analyses"]]
         lower.step(ends, counts[:1] + counts, where="pre", color=color, lw=width, label=label)
-    lower.set(ylabel="Spectra of 18", ylim=(-1, 19), xlabel="Time at which the analysis ends, s")
-    lower.legend(loc="lower right", fontsize=8)
+    lower.set(ylabel="Spectra of 18", ylim=(-1, 19))
+
+
+def measurement(seen: Dict[str, Any]) -> Any:
+    figure, (upper, lower) = plt.subplots(2, 1, sharex=True, figsize=SIZE, height_ratios=(2, 1), layout="constrained")
+    (_shares if len(seen["analyses"]) > 2 * COLUMNS else _each)((upper, lower), seen)
+    unit = seen.get("unit", "")
+    upper.set_ylabel(UNITS.get(unit, "Measurement,\nunit of UltraHz_period"))
+    if not any(a["accepted"] for a in seen["analyses"]):
+        upper.text(0.5, 0.5, "none accepted", transform=upper.transAxes, ha="center", va="center", color=BAD, fontsize=14)
+        upper.set_yticks([])
+    else:
+        upper.margins(y=0.2)
+        if unit == "ms":
+            metres = upper.secondary_yaxis("right", functions=(lambda ms: 0.1715 * ms, lambda m: m / 0.1715))
+            metres.set_ylabel("Half of the way, m")
+    lower.set_xlabel("Time at which the analysis ends, s")
     for axis in (upper, lower):
+        axis.legend(ncols=2, **ABOVE)
         axis.grid(alpha=0.3)
-    figure.tight_layout()
     return figure
 
 
-def save(figure: Any, path: str) -> None:
+def profile(report: Dict[str, Any]) -> Any:
+    """What `zeto profile --json` says of a recording: the median of all spectra, and its peaks."""
+    found = of_report(report)
+    figure, axis = plt.subplots(figsize=SIZE, layout="constrained")
+    axis.plot(found.delay_ms, found.median_db, color=GOOD, lw=1, label="median of all spectra")
+    axis.axhline(found.floor_db, color="0.5", lw=0.8, label="floor")
+    if found.threshold_db is not None:
+        axis.axhline(found.threshold_db, color="k", ls="--", lw=0.8, label=f"threshold, {found.threshold_db} dB")
+    for peak in found.peaks:
+        axis.plot(peak.delay_ms, peak.level_db, "v" if peak.direct else "o", color=BAD if peak.direct else PEAK, ms=5)
+        axis.annotate(f"{peak.delay_ms:.1f} ms" + (", direct sound" if peak.direct else ""), (peak.delay_ms, peak.level_db),
+                      xytext=(6, 4), textcoords="offset points", fontsize=8)
+    if not found.peaks:
+        axis.text(0.5, 0.9, "nothing stands out of the floor", transform=axis.transAxes, ha="center", color=BAD)
+    axis.set(xlabel="Delay, ms", ylabel="Bin power, dB re 1", xlim=(0, found.delay_ms[-1]))
+    axis.margins(y=0.12)
+    distance = axis.secondary_xaxis("top", functions=(lambda ms: 17.15 * ms, lambda cm: cm / 17.15))
+    distance.set_xlabel("Half of the way, cm")
+    axis.legend(loc="upper right", fontsize=8, frameon=False)
+    axis.grid(alpha=0.3)
+    return figure
+
+
+def save(figure: Any, path: str, dpi: int = DPI) -> None:
     """Whole or not at all."""
     target = os.path.realpath(path)  # a link stays one
     ending = os.path.splitext(path)[1]
     try:
         with tempfile.NamedTemporaryFile(dir=os.path.dirname(target), suffix=ending, delete=False) as unfinished:
             try:
-                figure.savefig(unfinished, format=ending[1:], dpi=DPI,
+                figure.savefig(unfinished, format=ending[1:], dpi=dpi,
                                metadata={"Software" if ending == ".png" else "Date": None})
                 unfinished.close()
                 os.chmod(unfinished.name, _mode_of(target))
@@ -169,10 +257,21 @@ def shown(name: str) -> str:
 
 
 def draw(kind: str, capture: str, options: Sequence[str] = (), zeto: Optional[str] = None) -> Any:
-    seen = explain(capture, ["--spectra", *options] if kind == "spectra" else options, zeto)
-    if kind == "spectrogram":
-        return spectrogram(capture, seen)
-    return spectra(seen) if kind == "spectra" else measurement(seen)
+    if kind == "spectra":
+        return spectra(explain(capture, ["--spectra", f"--most={PANELS}", *options], zeto))
+    if kind == "profile":
+        if any(option.startswith(("--from", "--to")) for option in options):
+            raise ValueError("--from, --to: a profile is of the whole recording")
+        return profile(json.loads(_told(["profile", "--json"], capture, options, zeto)))
+    seen = analyses(capture, options, zeto)
+    return spectrogram(capture, seen) if kind == "spectrogram" else measurement(seen)
+
+
+def _size(text: str) -> List[float]:
+    width, height = map(float, text.split("x"))
+    if not (1 <= width <= 100 and 1 <= height <= 100):
+        raise ValueError
+    return [width, height]
 
 
 def arguments() -> argparse.ArgumentParser:
@@ -183,10 +282,13 @@ def arguments() -> argparse.ArgumentParser:
     parser.add_argument("-o", "--out", required=True, metavar="FILE", help="picture to write: .png or .svg")
     parser.add_argument("-k", "--kind", choices=KINDS, default=KINDS[0],
                         help="measurement over time with the rejections marked (default); beat spectra of the first "
-                        "six analyses; spectrogram of both channels")
+                        "six analyses; spectrogram of both channels; profile: the median of all spectra over delay")
+    parser.add_argument("--size", type=_size, metavar="WxH", help="width and height, inches: 12x6. Default: 9 wide")
+    parser.add_argument("--dpi", type=int, choices=range(20, 1201), default=DPI, metavar="N",
+                        help=f"dots per inch, 20 to 1200. Default: {DPI}")
     parser.add_argument("--zeto", metavar="FILE",
                         help="the command-line tool. Default: ZETO_TOOL, the installed one, or zeto on the path")
-    handed = parser.add_argument_group("handed to zeto explain", "see zeto explain --help")
+    handed = parser.add_argument_group("handed to zeto", "see zeto explain --help, zeto profile --help")
     for name in ("from", "to", "align", "background", "spacing_cm", "set", "params", *DETECTOR_DEFAULTS):
         spellings = sorted({"--" + name.replace("_", "-"), "--" + name})
         metavars = {"params": "FILE", "set": "NAME", "align": "MS|auto", "background": "FROM-TO"}
@@ -211,8 +313,9 @@ def main() -> int:
         if os.path.exists(options.out) and os.path.samefile(options.out, options.capture):
             raise ValueError(f"cannot write {options.out}: it is read as well")
         figure.suptitle(shown(options.capture))
-        figure.tight_layout()
-        save(figure, options.out)
+        if options.size:
+            figure.set_size_inches(options.size)
+        save(figure, options.out, options.dpi)
     except subprocess.CalledProcessError as error:
         return error.returncode
     except (OSError, ValueError) as error:

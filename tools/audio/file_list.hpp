@@ -1,0 +1,22 @@
+// Names of files: as arguments, or a list in a file or on standard input.
+#pragma once
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zeto::tool {
+
+struct FileList {
+  std::vector<std::string> given;
+  std::optional<std::string> from;
+
+  /// All of them, those of the list last. Throws UserError if there is none.
+  std::vector<std::string> names() const;
+};
+
+/// Adds FILE... and --files-from.
+/// @param what  the files, for the help.
+void add_files(CLI::App& verb, FileList& list, const char* what);
+
+}  // namespace zeto::tool

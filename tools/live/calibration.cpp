@@ -1,0 +1,63 @@
+#include "live/calibration.hpp"
+
+#include "audio_file.hpp"
+#include "error.hpp"
+#include "live/recorder.hpp"
+#include "parameters.hpp"
+#include "sweep_table.hpp"
+
+namespace zeto::tool {
+namespace {
+
+constexpr size_t kTable = 9600;        // samples
+constexpr size_t kKept = 20 * kTable;  // learning takes three seconds of these four
+constexpr int kCalm = 8;               // results: then all that is kept is from after learning began
+constexpr size_t kMost = 60 * 48000;   // samples of a file that is read
+
+}  // namespace
+
+void Calibration::take(std::span<const Frame> frames) {
+  frames_.insert(frames_.end(), frames.begin(), frames.end());
+  if (frames_.size() >= kKept + kTable) {
+    frames_.erase(frames_.begin(), frames_.end() - static_cast<std::ptrdiff_t>(kKept + frames_.size() % kTable));
+  }
+}
+
+void Calibration::take(const Sensed& sensed) {
+  calm_ = sensed.reading.state == ZETO_HOST_NOBODY ? calm_ + 1 : 0;
+}
+
+bool Calibration::is_complete() const {
+  return calm_ >= kCalm && frames_.size() >= kKept;
+}
+
+void Calibration::save(const std::string& path, const zeto_set& set, double spacing_cm) const {
+  const auto kept = std::span(frames_).first(kKept);
+  std::vector<float> microphone;
+  for (const Frame& frame : kept) microphone.push_back(frame.microphone);
+  if (!sensor_of(set, spacing_cm)->learn_from(microphone)) {
+    throw UserError("--calibrate: it was not still for four seconds; try again");
+  }
+  Recorder recorder(path);
+  recorder.write(kept);
+  recorder.keep();
+}
+
+std::vector<float> read_calibration(const std::string& path, const zeto_set& set) {
+  const auto fail = [&](const std::string& why) { throw FileError("cannot learn from " + path + ": " + why); };
+  AudioReader reader(path, 2);
+  const auto n = static_cast<size_t>(reader.frames());
+  if (n > kMost) fail("longer than a minute; made by --calibrate?");
+  std::vector<double> values(2 * n);
+  reader.read(values);
+  std::vector<float> played(n);
+  std::vector<float> microphone(n);
+  SweepTable(sweep_of(set)).play(HostFormat::kFloat, std::span(played));
+  for (size_t i = 0; i < n; ++i) {
+    if (to_float(values[2 * i]) != played[i]) fail("something else was played; the same set and options are needed");
+    microphone[i] = to_float(values[2 * i + 1]);
+  }
+  return microphone;
+}
+
+}  // namespace zeto::tool

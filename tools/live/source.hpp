@@ -1,0 +1,42 @@
+// Where the sound goes and comes from: a JACK server, or a recording in place of one.
+#pragma once
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "live/duplex.hpp"
+
+namespace zeto::tool {
+
+class Source {
+ public:
+  Source() = default;
+  Source(const Source&) = delete;
+  Source& operator=(const Source&) = delete;
+  virtual ~Source() = default;
+
+  /// From now on the duplex is called, on a thread of the source's own or in wait(). It must outlive the source.
+  virtual void start(Duplex& duplex) = 0;
+  /// Until some more sound has passed. Returns false at its end; throws UserError if it ends too soon.
+  virtual bool wait() = 0;
+  /// What it is, a line for the user. Once it has started.
+  virtual std::string about() const = 0;
+  /// Samples of a buffer, as it is now.
+  virtual uint32_t buffer() const = 0;
+};
+
+/// What is connected to the own ports.
+struct Connections {
+  bool any = true;                                           ///< otherwise the user connects them
+  std::optional<std::pair<std::string, std::string>> ports;  ///< to play to, to listen to; else the first physical ones
+};
+
+/// Throws UserError if no server answers, at another rate than 48000 Hz, if a port does not exist, or if the program was
+/// built without JACK.
+std::unique_ptr<Source> jack_source(const Connections& connections);
+
+/// Listens to the second channel of a recording, as fast as it goes. What is played is not heard.
+std::unique_ptr<Source> file_source(const std::string& path);
+
+}  // namespace zeto::tool

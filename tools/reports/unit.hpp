@@ -1,0 +1,21 @@
+// What a measurement means: how fast the sweep rises, and the unit that follows.
+#pragma once
+#include <string>
+
+#include "parameters.hpp"
+
+namespace zeto::tool {
+
+/// Seconds of a sweep as it is played; 0 if there is none. A sweep that starts over is taken as one of a second.
+double sweep_s(const zeto_set& set);
+
+/// Rise of what is played, Hz per second, above 0 whichever way the sweep goes; 0 if nothing is played.
+double slope_hz_s(const zeto_set& set);
+
+/// Seconds of delay that a measurement of 1 means, with this set's emitter; 0 if it means none.
+double seconds_per_unit(const zeto_set& set);
+
+/// "ms", "0.1 ms", "cm", "mm" or "Hz", to 1 %; "" if it is none of them. Centimetres are half of the sound's way.
+std::string unit_of(const zeto_set& set);
+
+}  // namespace zeto::tool
