@@ -154,7 +154,7 @@ void add_inspect(CLI::App& app) {
       "                   sample if the sweep does not start again within the file\n"
       "  sweep_s          seconds until the sweep starts again\n"
       "  latency_samples  zeros at the start; 479 for what a fresh wrapper returns\n"
-      "What cannot be measured is a dash (nothing with --csv).\n\n"
+      "What cannot be measured is a dash (empty with --csv).\n\n"
       "Examples:\n"
       "  zeto inspect chirp.wav\n"
       "  zeto inspect --csv *.wav > chirps.csv");

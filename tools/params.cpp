@@ -115,12 +115,12 @@ void add_params(CLI::App& app) {
       "them. A set with sweeps that start over shows them too; span_hz is then their slope\n"
       "per second.\n"
       "A file for --params is a JSON object, {\"UltraHz_cand_dB\": -30, \"period_ms\": 2000}\n"
-      "for example; for a number may stand an object with the number as its \"value\".\n"
+      "for example; a value may also be an object with the number as its \"value\".\n"
       "The digest stands for all parameters; the CSV and JSON of other verbs have it too.\n\n"
       "Examples:\n"
       "  zeto params\n"
       "  zeto params --set hand\n"
-      "  zeto params --json > tuning.json    to be edited\n"
+      "  zeto params --json > tuning.json    then edit it\n"
       "  zeto params --params tuning.json    check it\n"
       "  zeto sense --params tuning.json capture.wav");
   verb->callback([options] { print_params(*options); });

@@ -109,13 +109,13 @@ std::vector<double> mean_of(const std::string& path, int64_t from, int64_t to, i
 
 void add_host_steps(CLI::App& verb, HostSteps& steps) {
   verb.add_option("--align", steps.align,
-                  "Hold the reference back by that latency, so that the\n"
+                  "Hold the reference back by this latency, so that the\n"
                   "direct sound does not count; auto: as found by correlation,\n"
-                  "less the direct sound's way; it is told on standard error")
+                  "less the direct sound's way, and shown on standard error")
       ->type_name("MS|auto")
       ->group("Host");
   verb.add_option("--background", steps.background,
-                  "Take the background off the microphone: the mean of its\n"
+                  "Subtract the background from the microphone: the mean of its\n"
                   "frames between these seconds, with nobody there. A frame is\n"
                   "200 ms, or the reference's period if that is longer")
       ->type_name("FROM-TO")

@@ -58,8 +58,8 @@ void add_simulate(CLI::App& app) {
                    "--delay-ms the direct sound's over the noise's")
       ->type_name("DB");
   verb->add_option("-e,--echo", options->echoes,
-                   "A further echo: its own delay in ms and gain; as many\n"
-                   "as wished")
+                   "A further echo: its own delay in ms and its gain; may be\n"
+                   "repeated")
       ->type_name("D,G");
   verb->add_option("-s,--seconds", options->seconds,
                    "Length of the simulation, at most 3600;\n"
@@ -81,27 +81,28 @@ void add_simulate(CLI::App& app) {
   const auto scene = add_scene_options(*verb, options->scene);
   add_parameter_options(*verb, options->set, Side::kBoth);
   verb->footer(
-      "With --delay-ms: the chirp comes from the downlink wrapper, takes its delays and\n"
-      "gains, meets the noise, is rounded to 16 bits and goes into the uplink wrapper as\n"
-      "the microphone, with the chirp itself as the reference. One line per delay:\n"
+      "With --delay-ms: the downlink wrapper's chirp is delayed and scaled, noise is added,\n"
+      "and the sum is rounded to 16 bits. That is the uplink wrapper's microphone; the\n"
+      "chirp itself is the reference. One line per delay:\n"
       "  true_ms   the echo's delay\n"
       "  expected  the same, folded at half a sweep: 600 ms reads 400 with the defaults\n"
-      "  measured  median of the accepted analyses; each is cut to a whole number\n"
+      "  measured  median of the accepted analyses; each is truncated to a whole number\n"
       "  error     measured less expected; one step of the detector is 3.91 ms with the\n"
       "            defaults\n"
       "  accepted  accepted analyses of all\n"
-      "expected and measured are in the unit of --UltraHz-period, and comparable where\n"
+      "expected and measured are in the unit of --UltraHz-period, and comparable if\n"
       "--UltraHz-scope is the width of the sweep.\n\n"
-      "Without: a path, with delays of any fraction of a sample. A set of sweeps (--set\n"
-      "hand; zeto sets lists them) is played and heard by the host kit, which learns in\n"
-      "the first three seconds; another by the wrappers alone. One line per 200 ms:\n"
-      "  time_s    when they end\n"
+      "Without --delay-ms: a phone's path, with delays of any fraction of a sample. A set\n"
+      "of sweeps (--set hand; zeto sets lists them) is played and heard by the host kit,\n"
+      "which learns in the first three seconds; other sets by the wrappers alone. One\n"
+      "line per 200 ms:\n"
+      "  time_s    end of the 200 ms\n"
       "  state     learning, nobody, target or disturbed, and why; by the wrappers\n"
       "            accepted or rejected\n"
       "  true_cm   the target's distance; shown_cm: what is shown; error_cm: shown less\n"
       "            true\n"
-      "The last line counts them, without learning and a second after a target comes or\n"
-      "goes. What there is not is a dash (nothing with --csv).\n\n"
+      "The last line counts them, but not while the kit learns, nor for a second after a\n"
+      "target comes or goes. Missing values are a dash (empty with --csv).\n\n"
       "Examples:\n"
       "  zeto simulate --delay-ms 5,20,50,100,200,300,400,495,600 --snr-db -10\n"
       "  zeto simulate --delay-ms 50 --echo 120,0.2 --echo 300,0.1 --wav capture.wav\n"

@@ -3,14 +3,14 @@
  *  register themselves. Its names, some without the zeto_ prefix, are fixed by the interface.
  *
  *  A process-wide registry of two slots. Slot 0 is the uplink core's block (limit 130000 bytes), any other slot value
- *  is the downlink core's (limit 50000 bytes). zeto_tx_init() and zeto_rx_init() register their block here; the cores
- *  themselves draw nothing from it, what lies behind their own fields is free for the caller of these functions.
+ *  is the downlink core's (limit 50000 bytes). zeto_tx_init() and zeto_rx_init() register their block here. The cores
+ *  themselves take nothing from it: the memory behind their own fields is free for the caller of these functions.
  *
  *  Ownership: the arena owns no memory; whoever allocated a block frees it, after the last use of the slot.
  *
- *  Bad input: pointers and slots are not checked. A slot that was never registered is not noticed: it
- *  counts from address 0, and what it yields must not be used. Requests beyond the limit print one line to standard
- *  error and return null.
+ *  Bad input: pointers and slots are not checked. It is not noticed if a slot was never registered: it then counts from
+ *  address 0, and the addresses that it returns must not be used. A request beyond the limit or with a bad alignment
+ *  prints one line to standard error and returns null.
  *
  *  Threads: the registry is global and unlocked. The two slots are independent; users of one slot must take turns.
  *
@@ -47,18 +47,18 @@ ZETO_API void zeto_get_curr_ptr(int32_t slot);
 ZETO_API int64_t zeto_get_use_size(int32_t slot);
 
 /** Takes `size` bytes at the current address, zero-filled, not aligned.
- *  @return the bytes, or null where they would end beyond the slot's limit; the slot is then as before. */
+ *  @return the bytes, or null if they would end beyond the slot's limit; the slot is then as before. */
 ZETO_API void* malloc_buffer(int32_t slot, uint32_t size);
 
 /** Takes `size` bytes at the current address rounded up to `alignment` bytes, not zero-filled.
- *  @param alignment  a power of two from 4. Typical: 16. Multiples of 4 that are not powers of two are accepted, but
- *                    then round with the nearest power of two's mask after adding alignment - 1 (0 and below: no
- *                    mask), so the result
- *                    may lie below the current address. Anything else is refused before the slot is touched.
+ *  @param alignment  a power of two from 4. Typical: 16. Other multiples of 4 are accepted, too: alignment - 1 is
+ *                    added to the current address, and the sum is rounded down to a multiple of the power of two whose
+ *                    logarithm is nearest (0 and below: not rounded). The result may then lie below the current
+ *                    address. Anything else is refused before the slot is touched.
  *  @return the bytes, or null. A request beyond the limit leaves the current address at its rounded value. */
 ZETO_API void* align_malloc(int32_t slot, int32_t alignment, uint32_t size);
 
-/** Does nothing: memory comes back by zeto_set_cur_addr() or by registering again. */
+/** Does nothing: memory is released by zeto_set_cur_addr() or by registering again. */
 ZETO_API void free_buffer(int32_t slot, void* address);
 
 /** Does nothing, like free_buffer(). */

@@ -1,7 +1,7 @@
 /** @file
- *  Real Fourier transform of 1 to 512 samples, single precision, any length, in place. Hosts do not need it; it is the
- *  detector's, exported. Its names, some without the zeto_ prefix, are fixed by the interface. Typical: zeto_fft_init()
- *  once, then zeto_rfft_float() on 512 samples in a buffer of 514 floats.
+ *  Fourier transform of 1 to 512 real samples, any length, single precision, in place. Hosts do not need it: it is the
+ *  detector's, exported. Its names, some without the zeto_ prefix, are fixed by the interface. Typical use:
+ *  zeto_fft_init() once, then zeto_rfft_float() on 512 samples in a buffer of 514 floats.
  *
  *  Spectrum order ("packed", n floats), with X_k = sum over j of x_j exp(-2 pi i j k / n), no scaling: [0] Re X_0;
  *  [2k-1] Re X_k and [2k] Im X_k for k = 1 .. (n-1)/2;  [n-1] Re X_(n/2), for even n only. "Interleaved" order (n + 2
@@ -10,14 +10,15 @@
  *  Ownership: the caller owns the lookup record and all data; nothing is allocated or kept elsewhere. A record may be
  *  copied byte by byte.
  *
- *  Bad input: pointers are not checked. A length below 1 makes init, reinit and fdrffti() return at once, with nothing
- *  written. Lengths above 512 print one line to standard error. NaN and infinities travel through the arithmetic.
+ *  Bad input: pointers are not checked. With a length below 1, init, reinit and fdrffti() return at once and write
+ *  nothing. With a length above 512, init and reinit print one line to standard error. NaN and infinities go through
+ *  the arithmetic like any number.
  *
  *  Threads: every transform writes the record's scratch area, so one record serves one thread at a time; separate
  *  records are independent.
  *
- *  Real time: everything but that error line is free of system calls, locks and allocation. A transform costs about n *
- *  (sum of the factors of n) operations: lengths with a large prime factor are slow, and less accurate.
+ *  Real time: no system call, lock or allocation, except for that error line. A transform costs about n times the sum
+ *  of the factors of n operations: lengths with a large prime factor are slow, and less accurate.
  */
 #ifndef ZETO_FFT_H
 #define ZETO_FFT_H
@@ -49,9 +50,9 @@ typedef struct zeto_drft_lookup {
 ZETO_API void zeto_drft_init(zeto_drft_lookup* lookup, int32_t n);
 
 /** Prepares a record for `n` points without clearing it. Up to 512 the transforms are those of init.
- *  @param n  513 and above: one error line, and the stored length is 512. Up to 768, all that the record has room for,
- *            the tables are still those of the length asked for; the transforms then leave their data as it is, until
- *            init or reinit with a length within range. From 769 on the tables are those of 512. */
+ *  @param n  513 and above: one error line, and the stored length is 512. Up to 768, for which the record has room, the
+ *            tables are those of the length asked for; transforms then leave their data as it is, until init or reinit
+ *            with a length within range. From 769 on the tables are those of 512. */
 ZETO_API void zeto_drft_reinit(zeto_drft_lookup* lookup, int32_t n);
 
 /** Does nothing: a record holds no resources. */
@@ -64,7 +65,8 @@ ZETO_API void zeto_drft_forward(zeto_drft_lookup* lookup, float* data);
  *  @param data  n floats, read and written; not inside the record. */
 ZETO_API void zeto_drft_backward(zeto_drft_lookup* lookup, float* data);
 
-/** Factorises `n` and builds the twiddle table; for n = 1 nothing is written. Time grows with the largest prime factor.
+/** Factorises `n` and builds the table of twiddles, the cosines and sines that the passes multiply by. For n = 1 it
+ *  writes nothing. Time grows with the largest prime factor.
  *  @param trig     2n floats, of which only [n, 2n) is written, with pairs of cosine and sine.
  *  @param factors  32 words, as in the record. */
 ZETO_API void fdrffti(int32_t n, float* trig, int32_t* factors);
@@ -74,8 +76,8 @@ ZETO_API void fdrffti(int32_t n, float* trig, int32_t* factors);
  *   ido, l1  1 or more; the arrays hold ido * ip * l1 floats each, and must not overlap each other or the twiddles.
  *   cc, ch   columns, first index fastest: forward from cc(ido, l1, ip) to ch(ido, ip, l1), backward from
  *            cc(ido, ip, l1) to ch(ido, l1, ip).
- *   wa1..    one pointer per row 1 .. ip-1, each to (ido-1)/2 pairs cos, sin; not read while ido is 1 or 2.
- * Passes for odd factors need an odd ido, which is what the factor order gives them.
+ *   wa1..    one pointer per row 1 .. ip-1, each to (ido-1)/2 pairs cos, sin; not read if ido is 1 or 2.
+ * Passes for odd factors need an odd ido; the order of the factors sees to that.
  *  @{ */
 
 /** Forward, factor 2. */
@@ -91,8 +93,8 @@ ZETO_API void dradb3(int32_t ido, int32_t l1, const float* cc, float* ch, const 
 ZETO_API void dradb4(int32_t ido, int32_t l1, const float* cc, float* ch, const float* wa1, const float* wa2,
                      const float* wa3);
 
-/** Forward pass for any odd factor. Takes its input in cc and leaves the result in cc; but while ido is 1 it takes the
- *  input in ch. The other array is scratch.
+/** Forward pass for any odd factor. Takes its input in cc, or in ch if ido is 1, and leaves the result in cc. ch is
+ *  scratch.
  *  @param ip    odd, 3 or more.
  *  @param idl1  ido * l1.
  *  @param cc    as `c1` and `c2`: the same array three times. `ch` and `ch2`: the other one, twice.
@@ -100,15 +102,15 @@ ZETO_API void dradb4(int32_t ido, int32_t l1, const float* cc, float* ch, const 
 ZETO_API void dradfg(int32_t ido, int32_t ip, int32_t l1, int32_t idl1, float* cc, float* c1, float* c2, float* ch,
                      float* ch2, const float* wa);
 
-/** Backward pass for any odd factor, arguments as dradfg(). Takes its input in cc and leaves the result in cc; but
- * while ido is 1 it leaves it in ch. */
+/** Backward pass for any odd factor, arguments as dradfg(). Takes its input in cc and leaves the result in cc, or in ch
+ * if ido is 1. */
 ZETO_API void dradbg(int32_t ido, int32_t ip, int32_t l1, int32_t idl1, float* cc, float* c1, float* c2, float* ch,
                      float* ch2, const float* wa);
 /** @} */
 
 /** @name Front-ends
- *  The pair zeto_spx_fft, zeto_spx_ifft scales going forward, the pair zeto_rfft_float, zeto_irfft_float coming back;
- *  either pair restores its input.
+ *  The pair zeto_spx_fft, zeto_spx_ifft scales in the forward transform, the pair zeto_rfft_float, zeto_irfft_float in
+ *  the backward one. With either pair a round trip restores the input.
  *  @{ */
 
 /** zeto_drft_init(). */
@@ -134,8 +136,8 @@ ZETO_API void zeto_irfft_float(zeto_drft_lookup* lookup, float* buf);
 /** @} */
 
 /** @name Layout converters
- *  In place on `len` floats. Mind that len is the interleaved length n + 2, 3 or more; below 1 they would write in
- * front of the buffer.
+ *  In place on `len` floats. Note that len is the interleaved length n + 2, so 3 or more; with a length below 1 they
+ * would write in front of the buffer.
  *  @{ */
 
 /** Interleaved to packed, every value times `scale`; the last float becomes 0. */

@@ -3,15 +3,15 @@
  *  them; the detector uses some. Their names, some without the zeto_ prefix, are fixed by the interface.
  *
  *  Arithmetic is single precision, one rounding per operation, in the order given: the same bits from every compiler
- *  and machine (logf, expf and log10f are the platform's). Denormals count; NaNs and infinities pass through unless
- *  said.
+ *  and machine (logf, expf and log10f are the platform's). Denormals are kept. NaNs and infinities pass through unless
+ *  a function says otherwise.
  *
- *  Ownership: the caller's, always; nothing is kept but the window that zeto_window_state points to.
+ *  Ownership: the caller owns all memory. Nothing is kept except a pointer to the window in zeto_window_state.
  *
  *  Threads: any, on distinct data.
  *
- *  Real time: O(n); no allocation, lock, log or system call but the one line that the frame conversions print about bad
- *  frames.
+ *  Real time: O(n); no allocation, lock, log or system call, except for the one line that the frame conversions print
+ *  about bad frames.
  */
 #ifndef ZETO_KERNELS_H
 #define ZETO_KERNELS_H
@@ -30,19 +30,19 @@ extern "C" {
 /** @name Float vectors
  *  `n` is the number of elements of every array; at 0 nothing is written. Pointers are not checked and must be valid
  *  even then. An output may be one of the inputs, or overlap one: elements are worked on one by one, in ascending
- *  order. Functions that return their first array return it as it came. Where a minimum or maximum is taken, a NaN
- *  loses to a number, and -0 counts as less than +0.
+ *  order. Functions that return their first array return the pointer that they were given. In minima and maxima a
+ *  number wins over a NaN, and -0 counts as less than +0.
  *  @{ */
 
 /** @return sum of a[i] b[i], one sum in ascending order; 0 for n = 0. */
 ZETO_API float zeto_vf_dot_mult_get_sum(const float* a, const float* b, uint32_t n);
 
 /** Energy. From n = 16 on, the first n rounded down to a multiple of 16 elements go into two sums, one over the even
- *  and one over the odd indices; what is left is added in order to the even one.
+ *  and one over the odd indices; the remaining ones are added in order to the even sum.
  *  @return sum of x[i] squared: odd plus even sum, or one sum in ascending order below n = 16; 0 for n = 0. */
 ZETO_API float zeto_vf_dot_power_get_sum(const float* x, uint32_t n);
 
-/** out[i] = a[i] b[i]; note the place of the output. @param n  signed; below 1 nothing happens. @return a. */
+/** out[i] = a[i] b[i]; here the output is the last argument. @param n  signed; below 1 nothing happens. @return a. */
 ZETO_API const float* zeto_vf_dot_mult_vf(const float* a, const float* b, int32_t n, float* out);
 
 /** y[i] = x[i] + (y[i] - x[i]) alpha, in place. The formula holds for every alpha: at 1, y changes where the difference
@@ -52,7 +52,8 @@ ZETO_API const float* zeto_vf_dot_mult_vf(const float* a, const float* b, int32_
  *  @return x. */
 ZETO_API const float* zeto_vf_smooth(const float* x, int32_t n, float* y, float alpha);
 
-/** The largest element, the first of equals. NaNs are passed over, but a NaN in front stays.
+/** The largest element, the first of equals. NaNs are passed over, unless the first element is one: then it is the
+ *  result.
  *  @param x      read at index 0 even for n = 0, which counts as n = 1.
  *  @param value  receives the element.
  *  @return its index. */
@@ -77,7 +78,7 @@ ZETO_API void zeto_vf_sub_vf(const float* a, const float* b, uint32_t n, float* 
 ZETO_API void zeto_vf_dot_pow(const float* x, uint32_t n, float* out, float p);
 
 /** out[i] = (a[i] s) (1 / max(|b[i]|, eps)), where s is 1 with the sign of b[i], -0 included.
- *  @param eps  above 0 to be safe from division by zero; also stands in for a NaN of b. */
+ *  @param eps  above 0 to be safe from division by zero; also used for |b[i]| if b[i] is NaN. */
 ZETO_API void zeto_vf_dot_div(const float* a, const float* b, uint32_t n, float* out, float eps);
 
 /** out[i] = x[i] + s. @return x. */
@@ -113,16 +114,16 @@ ZETO_API void zeto_vf_shift_and_insert_end(float* buf, const float* new_samples,
 
 /** @name Sliding windows
  *  Cuts a stream into overlapping windowed frames (zeto_window_en), or adds such frames up to a stream again
- *  (zeto_window_de, zeto_window_de2). One state, one direction, one stream. A null pointer makes any call do nothing,
- *  and those that return a number return 0.
+ *  (zeto_window_de, zeto_window_de2). A state serves one stream in one direction. With a null pointer any call does
+ *  nothing, and those that return a number return 0.
  *  @{ */
 
 /** The caller's record; cleared or not, it needs zeto_window_init() or zeto_window_reinit() first. */
 typedef struct zeto_window_state {
-  float buf[512];      /**< the current frame, oldest sample first; or the sums still growing */
+  float buf[512];      /**< the current frame, oldest sample first; or the sums that still grow */
   const float* window; /**< len gains; the caller's, not copied */
-  uint32_t len;        /**< samples of a frame; must not exceed 512, which nothing tests */
-  uint32_t hop;        /**< samples from frame to frame; must not exceed len, which reinit does not test */
+  uint32_t len;        /**< samples of a frame; must not exceed 512 (not checked) */
+  uint32_t hop;        /**< samples from frame to frame; must not exceed len (not checked by reinit) */
 } zeto_window_state;
 
 /** Starts a stream. Refused, with the state as it was, unless len is above hop and hop is not 0.
@@ -135,14 +136,14 @@ ZETO_API void zeto_window_reinit(zeto_window_state* state, const float* window, 
 /** Does nothing: a state holds nothing to release. */
 ZETO_API void zeto_window_destroy(zeto_window_state* state);
 
-/** Takes hop new samples and gives the windowed frame of the latest len ones.
+/** Takes hop new samples and returns the windowed frame of the latest len ones.
  *  @param in   hop samples.
- *  @param out  len samples, apart from the state. */
+ *  @param out  len samples, outside the state. */
 ZETO_API void zeto_window_en(zeto_window_state* state, const float* in, float* out);
 
-/** Windows a frame, adds it to the sums and gives the hop samples that are complete.
+/** Windows a frame, adds it to the sums and returns the hop samples that are complete.
  *  @param in   len samples.
- *  @param out  hop samples, apart from the state. */
+ *  @param out  hop samples, outside the state. */
 ZETO_API void zeto_window_de(zeto_window_state* state, const float* in, float* out);
 
 /** The same without the window. */
@@ -157,17 +158,17 @@ ZETO_API float zeto_window_cali_db(const float* window, uint32_t len);
 /** @} */
 
 /** @name Frames
- *  A frame describes up to four channels, each an array of its own, of 16-bit or float samples: which, only the caller
- *  knows. Builders return the empty frame, all zero, on bad input.
+ *  A frame describes up to four channels, each an array of its own, of 16-bit or float samples; the frame does not say
+ *  which. On bad input, builders return the empty frame, all zero.
  *
- *  Copy and conversions take channels 0 up to the destination's count and leave the source's others alone. Both frames
- *  need 1 to 4 channels, none of them null, and the same size, not 0; the destination must not have more channels than
- *  the source. Otherwise they print one line with the counts to standard error (0 for those of a null frame) and do
- *  nothing else. Source and destination samples are apart, except where the copy moves.
+ *  Copy and conversions process as many channels as the destination has, from channel 0 on. Both frames need 1 to 4
+ *  channels, none of them null, and the same size, not 0; the destination must not have more channels than the source.
+ *  Otherwise they print one line with the counts to standard error (0 for those of a null frame) and do nothing else.
+ *  Source and destination samples must not overlap, except in zeto_frame_float_copy_to_float().
  *
- *  The interleave helpers return silently on a frame that is null or not as above, and where the buffer is channel 0
- *  itself. The buffer is not checked otherwise: size times num samples, apart from the channels, sample t of channel c
- *  at t num + c.
+ *  The interleave helpers do nothing, silently, on a frame that is null or not as above, and if the buffer is channel 0
+ *  itself. Otherwise the buffer is not checked. It holds size times num samples, must not overlap the channels, and has
+ *  sample t of channel c at t num + c.
  *  @{ */
 
 /** Passed around by value; owns nothing. */
@@ -190,7 +191,7 @@ ZETO_API zeto_frame zeto_frame_float_load(float* base, uint32_t num, int32_t siz
 /** A part of a frame of 16-bit samples, over the same memory.
  *  @param frame   null, or with more than 4 channels, gives the empty frame.
  *  @param offset  samples to skip; beyond the frame's size: the empty frame.
- *  @param length  samples wanted; what there is of them becomes the size, which may be 0. */
+ *  @param length  samples wanted; the size becomes as many of them as the frame has, which may be 0. */
 ZETO_API zeto_frame zeto_frame_short_offside(const zeto_frame* frame, uint32_t offset, uint32_t length);
 
 /** Copies float samples. */
@@ -199,8 +200,9 @@ ZETO_API void zeto_frame_float_copy_to_float(const zeto_frame* source, const zet
 /** 16-bit samples to float samples in [-1, 1): times 1/32768. */
 ZETO_API void zeto_frame_short_convert_to_float(const zeto_frame* source, const zeto_frame* destination);
 
-/** Float samples to 16-bit samples, not scaled, so not the inverse: floats are expected in the 16-bit range. Half is
- * added with the sample's sign, in single precision, the rest cut off; what does not fit saturates, NaN gives 0. */
+/** Float samples to 16-bit samples, without scaling: floats are expected in the 16-bit range, so this is not the
+ *  inverse. Rounds by adding a half with the sample's sign, in single precision, and truncating. Saturates; NaN gives
+ *  0. */
 ZETO_API void zeto_frame_float_convert_to_short(const zeto_frame* source, const zeto_frame* destination);
 
 /** Interleaved 16-bit samples into the frame's channels. */
@@ -211,8 +213,8 @@ ZETO_API void zeto_frame_short_copy_to_interleaved(const zeto_frame* frame, int1
 /** @} */
 
 /** @name Spectral bands and statistics
- *  Reduce the bins of a 512-point spectrum to bands and expand them again, after the band edges in zeto/tables.h. Bin 0
- *  belongs to no band: compressing does not look at it, expanding sets it to 0. Pointers are not checked.
+ *  Reduce the bins of a 512-point spectrum to bands and expand them again, by the band edges in zeto/tables.h. Bin 0
+ *  belongs to no band: compressing ignores it, expanding sets it to 0. Pointers are not checked.
  *  @{ */
 
 /** Means of the bins of each band. @param spectrum  257 values. @param bands  receives 48. */

@@ -29,7 +29,7 @@ ZETO_API extern const float KT_Hann256[256];
  *  1 / (sum over k of KT_Hann256[n + 80 k]). */
 ZETO_API extern const float KT_FixFactorHann256_80[80];
 
-/** The same for frames of 512 at hop 160. Its frames are weighted by a Hann window with zero end points,
+/** The same for frames of 512 at hop 160. These frames are weighted by a Hann window with zero end points,
  *  h[j] = 0.5 (1 - cos(2 pi j / 511)), and start 16 samples late: 1 / (sum over k of h[n + 16 + 160 k]). */
 ZETO_API extern const float KT_FixFactorHann512_160[160];
 

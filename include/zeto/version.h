@@ -1,5 +1,6 @@
 /** @file
- *  The version of these headers, for the preprocessor. Compare this one; what the cores print are other, fixed numbers.
+ *  The version of these headers, for the preprocessor. The numbers that the cores print are fixed texts: do not compare
+ *  those.
  */
 #ifndef ZETO_VERSION_H
 #define ZETO_VERSION_H
@@ -13,7 +14,7 @@
 #define ZETO_VERSION_TEXT(major, minor, patch) ZETO_VERSION_JOINED(major, minor, patch) /**< a step on the way */
 #define ZETO_VERSION_JOINED(major, minor, patch) #major "." #minor "." #patch           /**< a step on the way */
 
-/** One number to compare: `#if ZETO_VERSION >= ZETO_VERSION_NUMBER(1, 2, 0)`. */
+/** A version as one number, to be compared: `#if ZETO_VERSION >= ZETO_VERSION_NUMBER(1, 2, 0)`. */
 #define ZETO_VERSION_NUMBER(major, minor, patch) ((major)*10000 + (minor)*100 + (patch))
 /** The version of these headers as such a number. */
 #define ZETO_VERSION ZETO_VERSION_NUMBER(ZETO_VERSION_MAJOR, ZETO_VERSION_MINOR, ZETO_VERSION_PATCH)

@@ -1,6 +1,7 @@
 /** @file
- *  The host's interface: it plays an ultrasonic chirp and measures the delay of its strongest echo. Hosts need this
- *  header and the two parameter records of zeto/cores.h, which it includes.
+ *  What a host calls to play an ultrasonic chirp and to measure the delay of its strongest echo. A *host* is the
+ *  program that calls the library. It needs this header and the two parameter records of zeto/cores.h, which it
+ *  includes. For distances in centimetres there is the host kit, zeto/host.h.
  *
  *  | handle          | side                   | what its process call does                                            |
  *  |-----------------|------------------------|-----------------------------------------------------------------------|
@@ -9,7 +10,7 @@
  *
  *  The reference is what the loudspeaker plays: the samples that zeto_rx_wrapper_process() wrote. Hand a copy of them
  *  to zeto_tx_wrapper_process(), because that call delays its inputs in place. If playback and capture run on two
- *  threads, carry the copies over in a queue of the host's. Loudspeaker and microphone must run from one clock.
+ *  threads, pass the copies on in a queue of the host's own. Loudspeaker and microphone must run from one clock.
  *
  *  A complete host (its microphone hears the loudspeaker 50 ms late and at half its strength):
  *
@@ -47,25 +48,26 @@
  *  }
  *  @endcode
  *
- *  The delay is that of the microphone's sample against the reference's sample handed over in the same call. It
- *  contains the latency of the device's playback and capture, but not the wrappers' own 479 samples.
+ *  The delay is counted between samples of the reference and of the microphone that are handed over at the same place
+ *  of the same call. It contains the latency of the device's playback and capture, but not the wrappers' own 479
+ *  samples.
  *
  *  Reading the measurement:
  *  - A new one comes every 9600 samples (200 ms). Count the samples handed to zeto_tx_wrapper_process() since init,
  *    from 0: a new measurement is in every sample i of the output with (i + 1) % 9600 == 0, and stays until the next.
  *    Equal ones may follow each other, so a change of value does not tell.
- *  - Before the first the output is 0: nothing yet. After set_parameters it is 0 again until the next one; the count
- *    goes on. A measured 0 is rare but possible, so the count is what tells.
- *  - ZETO_REJECTED, -1000: the analysis found no echo on which all of it agrees. The first measurement usually is a
- *    rejection, and about one in five, where the sweep starts over, is rejected too; hold the last accepted one
- *    meanwhile. Many in a row mean no echo, one below the threshold, or too much noise.
- *  - With the defaults the unit is ms and one step of the spectrum is 3.9 ms, 67 cm of distance: expect 2 ms more or
- *    less. Delays up to 5 ms read 3, and a delay of exactly 0 (a loopback) is mostly rejected. Delays above 500 ms fold
- *    without notice: 600 reads as 400.
+ *  - Before the first measurement the output is 0: nothing yet. After set_parameters it is 0 again until the next one;
+ *    the count goes on. A measured 0 is rare but possible, so rely on the count.
+ *  - ZETO_REJECTED, -1000: the spectra of the analysis do not agree on an echo. The first measurement is usually
+ *    rejected, and so is about one in five, in which the sweep starts over; hold the last accepted one meanwhile. Many
+ *    rejections in a row mean that there is no echo, that it is below the threshold, or that there is too much noise.
+ *  - With the defaults the unit is ms, and one step of the spectrum is 3.9 ms, which is 67 cm of distance: expect
+ *    errors of 2 ms either way. Delays up to 5 ms read 3, and a delay of exactly 0 (a loopback) is mostly rejected.
+ *    Delays above 500 ms fold without notice: 600 reads as 400.
  *
- *  A handle takes the host's buffers of any length in one of four sample formats and runs its core over blocks of 480
- *  samples, 10 ms at 48000 Hz. Buffers are mono; a host with stereo hands over one channel. What comes back is 479
- *  samples late, whatever the buffers' lengths; a fresh handle's first 479 samples are zero.
+ *  A handle takes buffers of any length in one of four sample formats, and runs its core over blocks of 480 samples,
+ *  which is 10 ms. Buffers are mono; a host with stereo hands over one channel. What comes back is 479 samples late,
+ *  whatever the lengths of the buffers; the first 479 samples of a fresh handle are zero.
  *
  *  | format_type               | host sample                                   | bytes | full scale | measurement |
  *  |---------------------------|-----------------------------------------------|-------|------------|-------------|
@@ -90,16 +92,18 @@
  *  do nothing on a null buffer or a count of 0. A parameter block is not tested for null, and parameters are not
  *  checked.
  *
- *  Must not: call process with a byte count that is not a multiple of the sample's bytes: the call then runs past the
- *  end of the buffers. Create a handle for an unknown format_type and process with it: init accepts it, with state 1,
- *  and the first process call never returns.
+ *  Two things that a host must not do:
+ *  - Call process with a byte count that is not a multiple of the sample's bytes. The call then runs past the end of
+ *    the buffers.
+ *  - Process with a handle of an unknown format_type. init accepts it, with state 1, but the first process call never
+ *    returns.
  *
- *  Threads: one handle, one thread at a time; different handles are independent, but each init registers its core with
- *  the arena (zeto/arena.h).
+ *  Threads: use a handle on one thread at a time. Different handles are independent, but each init registers its core
+ *  with the arena (zeto/arena.h), without a lock: create handles one after another.
  *
- *  Real time: process allocates nothing, takes no lock, logs nothing, makes no system call. init, set_parameters and
- *  deinit log to the Android log under the tag "MERA_OMRU", and their cores print lines to standard output;
- *  zeto/cores.h says what these mean and how to silence them.
+ *  Real time: process allocates nothing, takes no lock, logs nothing and makes no system call. init, set_parameters and
+ *  deinit write to the Android log under the tag "MERA_OMRU", and their cores print lines to standard output;
+ *  zeto/cores.h explains these lines and says how to silence them.
  */
 #ifndef ZETO_WRAPPERS_H
 #define ZETO_WRAPPERS_H
@@ -117,7 +121,7 @@
 extern "C" {
 #endif
 
-/** Samples by which everything comes back late, 9.98 ms. */
+/** Delay of everything that comes back, samples: 9.98 ms. */
 #define ZETO_LATENCY 479
 
 /** Values of format_type; see the table above. */
@@ -133,23 +137,23 @@ enum zeto_format {
 
 /** What zeto_rx_wrapper_set_parameters() reads: `zeto_rx_param_block chirp = {ZETO_RX_PARAM_DEFAULTS};`. */
 typedef union zeto_rx_param_block {
-  zeto_rx_param param;                   /**< the emitter's words */
-  uint8_t bytes[ZETO_PARAM_BLOCK_BYTES]; /**< all that is read; what lies behind the words may hold anything */
+  zeto_rx_param param;                   /**< the emitter's parameters */
+  uint8_t bytes[ZETO_PARAM_BLOCK_BYTES]; /**< all that is read; the bytes behind the parameters may hold anything */
 } zeto_rx_param_block;
 
 /** What zeto_tx_wrapper_set_parameters() reads: `zeto_tx_param_block hear = {ZETO_TX_PARAM_DEFAULTS};`. */
 typedef union zeto_tx_param_block {
-  zeto_tx_param param;                   /**< the detector's words */
-  uint8_t bytes[ZETO_PARAM_BLOCK_BYTES]; /**< all that is read; what lies behind the words may hold anything */
+  zeto_tx_param param;                   /**< the detector's parameters */
+  uint8_t bytes[ZETO_PARAM_BLOCK_BYTES]; /**< all that is read; the bytes behind the parameters may hold anything */
 } zeto_tx_param_block;
 
 /** A circular buffer of samples that never refuses: writing to a full one drops its oldest samples, reading from an
- *  empty one gives zeros. The record's owner provides the storage and clears the rest: a fresh ring has count and
+ *  empty one gives zeros. The record's owner provides the storage and sets the other fields: a fresh ring has count and
  *  positions 0.
  */
 typedef struct omru_ringbuf {
-  int32_t bit_width; /**< 16: 2-byte samples; 32: 4-byte integers; 48: 4-byte floats; anything else: all calls no-ops */
-  int32_t capacity;  /**< samples that the storage holds; below 1: all calls no-ops */
+  int32_t bit_width; /**< 16: 2-byte samples; 32: 4-byte integers; 48: 4-byte floats; anything else: calls do nothing */
+  int32_t capacity;  /**< samples that the storage holds; below 1: calls do nothing */
   int32_t count;     /**< samples held, 0 to capacity */
   int32_t read_pos;  /**< index of the oldest sample held */
   int32_t write_pos; /**< index that the next sample is written to */
@@ -157,11 +161,11 @@ typedef struct omru_ringbuf {
 } omru_ringbuf;
 
 /** Writes n samples, bit for bit. Pointers are not checked; n below 1 does nothing. O(n).
- *  @param source  n samples of the ring's width, apart from its storage. */
+ *  @param source  n samples of the ring's width, outside its storage. */
 ZETO_API void omru_ringbuf_write(omru_ringbuf* ring, const void* source, int32_t n);
 
-/** Reads n samples, bit for bit, zeros once the ring is empty (and then write_pos moves to read_pos).
- *  @param destination  room for n samples of the ring's width, apart from its storage. */
+/** Reads n samples, bit for bit. Once the ring is empty it writes zeros, and write_pos moves to read_pos.
+ *  @param destination  room for n samples of the ring's width, outside its storage. */
 ZETO_API void omru_ringbuf_read(omru_ringbuf* ring, void* destination, int32_t n);
 
 /** What carries one host buffer through a core: collect a block, process it, hand it back. */
@@ -188,16 +192,17 @@ typedef struct zeto_rx_wrapper {
 /** Creates a downlink handle.
  *  @param sample_rate  Hz; anything but 48000 is logged as an error and gives null.
  *  @param format_type  one of ZETO_FORMAT_PCM16 to ZETO_FORMAT_FLOAT.
- *  @return the handle, or null. If a buffer could not be had, a handle with state 0. If only the core's block
- *          could not be had, a handle with state 1 whose process calls return the host's own samples, 479 late. */
+ *  @return the handle; null if the rate is wrong or there is no memory for it. If a buffer could not be allocated, a
+ *          handle with state 0. If only the core's block could not be allocated, a handle with state 1 and without a
+ *          core: its process calls return the host's own samples, 479 late. */
 ZETO_API zeto_rx_wrapper* zeto_rx_wrapper_init(uint32_t sample_rate, int32_t format_type);
 
 /** Sets the chirp and restarts it from its beginning. Up to 479 samples of the old one still come out.
- *  @param block  all ZETO_PARAM_BLOCK_BYTES are read and kept. A plain zeto_rx_param is too short. */
+ *  @param block  all ZETO_PARAM_BLOCK_BYTES are read and kept. A zeto_rx_param alone is too short. */
 ZETO_API void zeto_rx_wrapper_set_parameters(zeto_rx_wrapper* handle, const zeto_rx_param_block* block);
 
 /** Reads back what was set, as zeto_rx_get_param() does: the period in whole seconds.
- *  @param out  room for six words. */
+ *  @param out  room for six integers. */
 ZETO_API void zeto_rx_wrapper_get_parameter(zeto_rx_wrapper* handle, int32_t* out);
 
 /** Replaces the host's samples by the chirp, in place; nothing is mixed.
@@ -223,22 +228,22 @@ typedef struct zeto_tx_wrapper {
   zeto_stream out_stream;                 /**< the measurement */
 } zeto_tx_wrapper;
 
-/** Creates an uplink handle; as zeto_rx_wrapper_init(), a handle without its core hands all three buffers back, 479
- *  late. */
+/** Creates an uplink handle; parameters and results as of zeto_rx_wrapper_init(). Without a core, process calls return
+ *  each buffer's own samples, 479 late. */
 ZETO_API zeto_tx_wrapper* zeto_tx_wrapper_init(uint32_t sample_rate, int32_t format_type);
 
 /** Sets the detector and starts a fresh measurement. Up to 479 samples of the old one still come out.
- *  @param block  all ZETO_PARAM_BLOCK_BYTES are read and kept. A plain zeto_tx_param is too short. */
+ *  @param block  all ZETO_PARAM_BLOCK_BYTES are read and kept. A zeto_tx_param alone is too short. */
 ZETO_API void zeto_tx_wrapper_set_parameters(zeto_tx_wrapper* handle, const zeto_tx_param_block* block);
 
-/** Reads back the eleven words last set; the measurement comes through zeto_tx_wrapper_process().
- *  @param out  room for eleven words. */
+/** Reads back the eleven parameters as last set; the measurement comes through zeto_tx_wrapper_process().
+ *  @param out  room for eleven 32-bit integers. */
 ZETO_API void zeto_tx_wrapper_get_parameter(zeto_tx_wrapper* handle, uint32_t* out);
 
-/** Measures, in place. `out` receives the measurement, the same in every sample of a block; what it held does not
- *  matter. The inputs receive their own samples of 479 earlier, after one trip through 16 bits (format 4: scaled by
- *  32767/32768); most hosts have no use for them. Each buffer is one run of consecutive samples of the handle's format,
- *  aligned to a sample. They may be one and the same buffer, but must not overlap in part.
+/** Measures, in place. `out` receives the measurement, the same in every sample of a block; its old contents do not
+ *  matter. The inputs receive their own samples, 479 late and rounded to 16 bits (format 4: and scaled by 32767/32768);
+ *  most hosts have no use for them. Each buffer is one run of consecutive samples of the handle's format, aligned to a
+ *  sample. They may be one and the same buffer, but must not overlap in part.
  *  @param in1         the reference: a copy of what the emitter plays.
  *  @param in2         the microphone.
  *  @param byte_count  length of each buffer in bytes, a multiple of the sample's bytes, below 2^32. */

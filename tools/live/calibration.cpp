@@ -23,7 +23,7 @@ void Calibration::take(std::span<const Frame> frames) {
   }
 }
 
-void Calibration::take(const Sensed& sensed) {
+void Calibration::take(const LiveReading& sensed) {
   calm_ = sensed.reading.state == ZETO_HOST_NOBODY ? calm_ + 1 : 0;
 }
 

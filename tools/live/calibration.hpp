@@ -14,7 +14,7 @@ class Calibration {
  public:
   void take(std::span<const Frame> frames);
   /// After each result.
-  void take(const Sensed& sensed);
+  void take(const LiveReading& sensed);
   bool is_complete() const;
 
   /// Writes the last seconds. Throws UserError if a new sensor of that set does not learn from them, or they cannot be written.

@@ -50,7 +50,7 @@ void Duplex::process(float* speaker, const float* microphone, uint32_t n, uint32
 
 void Duplex::sense(float* speaker, const float* microphone, uint32_t n) noexcept {
   sensor_.play(speaker, n);
-  Sensed sensed{};
+  LiveReading sensed{};
   const bool is_new = sensor_.capture(speaker, microphone, n, sensed);
   const bool stored = frames_.push(n, [&](size_t i) { return Frame{speaker[i], microphone[i]}; });
   if (!stored) add(unstored_, n);

@@ -41,7 +41,7 @@ class Duplex {
   // On the thread that shows.
 
   /// The next result, if there is one. All frames up to its end can then be taken.
-  bool take(Sensed& sensed) noexcept { return sensed_.pop(&sensed, 1) == 1; }
+  bool take(LiveReading& sensed) noexcept { return sensed_.pop(&sensed, 1) == 1; }
   size_t take(std::span<Frame> frames) noexcept { return frames_.pop(frames.data(), frames.size()); }
   /// Has the sensor learn anew.
   void learn() noexcept { learn_.store(true, std::memory_order_relaxed); }
@@ -62,7 +62,7 @@ class Duplex {
   uint32_t fading_;   // samples of the fade that are left
   bool begun_ = false;
   Ring<Frame> frames_;
-  Ring<Sensed> sensed_;
+  Ring<LiveReading> sensed_;
   std::atomic<bool> learn_ = false;
   std::atomic<bool> stopping_ = false;
   std::atomic<bool> over_ = false;

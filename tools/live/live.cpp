@@ -142,7 +142,7 @@ class Live {
   }
 
   void show() {
-    for (Sensed sensed; duplex_.take(sensed);) {
+    for (LiveReading sensed; duplex_.take(sensed);) {
       const Counts counts = duplex_.counts();
       while (taken_ + counts.unstored < sensed.end) {
         if (take_frames(std::min<uint64_t>(pieces_.size(), sensed.end - taken_ - counts.unstored)) == 0) break;
@@ -168,7 +168,7 @@ class Live {
     return n;
   }
 
-  void tell_learned(const Sensed& sensed) {
+  void tell_learned(const LiveReading& sensed) {
     const bool knows = sensed.reading.state == ZETO_HOST_NOBODY || sensed.reading.state == ZETO_HOST_TARGET;
     if (sensed.reading.state == ZETO_HOST_LEARNING) told_ = false;
     if (!knows || told_) return;
@@ -203,7 +203,7 @@ class Live {
 }  // namespace
 
 void add_live(CLI::App& app) {
-  auto* verb = app.add_subcommand("live", "Play and listen over JACK: see what there is, now");
+  auto* verb = app.add_subcommand("live", "Play and listen over JACK, and show what is there now");
   const auto options = std::make_shared<LiveOptions>();
   verb->add_option("--set", options->set_name, "What to play and how to listen; see zeto sets")
       ->type_name("NAME")
@@ -219,8 +219,8 @@ void add_live(CLI::App& app) {
       ->type_name("S")
       ->check(CLI::Range(0.01, 1e6).description(""));
   auto* connect = verb->add_option("--connect", options->ports,
-                                   "JACK ports to play to and to listen to. Default: the first\n"
-                                   "of the sound card")
+                                   "JACK ports to play to and to listen to. Default: the sound\n"
+                                   "card's first")
                       ->type_name("SPEAKER MICROPHONE")
                       ->expected(2);
   verb->add_flag("--no-connect", options->no_connect, "You connect zeto:speaker and zeto:microphone")
@@ -233,13 +233,13 @@ void add_live(CLI::App& app) {
       ->type_name("FILE")
       ->excludes(from);
   auto* calibrate = verb->add_option("--calibrate", options->calibrate,
-                                     "Learn latency and background, with nobody there, keep\n"
+                                     "Learn latency and background, with nobody there, store\n"
                                      "them in this WAV file, and end")
                         ->type_name("FILE");
-  verb->add_option("--learned", options->learned, "What --calibrate has kept: no need to learn now")
+  verb->add_option("--learned", options->learned, "A file written by --calibrate: no need to learn now")
       ->type_name("FILE")
       ->excludes(calibrate);
-  verb->add_flag("--json", options->json, "JSON, an object a line");
+  verb->add_flag("--json", options->json, "JSON, one object per line");
   verb->add_flag("--profile", options->profile, "With --json: the echoes' levels, one for each cm")->needs("--json");
   verb->footer(
       "A line every 200 ms:\n"
@@ -249,10 +249,10 @@ void add_live(CLI::App& app) {
       "  state      learning, nobody, target, disturbed and why (the bar shows the\n"
       "             distance); with sets that the host kit does not play (default,\n"
       "             finer) accepted or rejected, and the strongest delay of all\n"
-      "and, where it happens, samples that were dropped or clipped.\n\n"
-      "Keep away for the first three seconds: it learns how the room sounds. Where a\n"
-      "terminal is the input, Enter makes it learn again. The server must run at\n"
-      "48000 Hz; JACK_DEFAULT_SERVER names another one than \"default\".\n\n"
+      "and how many samples were dropped or clipped, if any.\n\n"
+      "Keep away for the first three seconds: it learns how the room sounds. If the input\n"
+      "is a terminal, Enter makes it learn again. The server must run at 48000 Hz;\n"
+      "JACK_DEFAULT_SERVER names a server other than \"default\".\n\n"
       "Examples:\n"
       "  zeto live\n"
       "  zeto live --set room --seconds 60 --record capture.wav\n"

@@ -43,7 +43,7 @@ struct LiveReport::Shown {
 LiveReport::LiveReport(const zeto_set& set, double spacing_cm, bool json)
     : set_(set), spacing_cm_(spacing_cm), by_kit_(is_for_kit(set)), json_(json) {}
 
-LiveReport::Shown LiveReport::shown(const Sensed& sensed) const {
+LiveReport::Shown LiveReport::shown(const LiveReading& sensed) const {
   if (by_kit_) {
     const double cm = static_cast<double>(sensed.reading.distance_cm);
     return {state_text(sensed.reading), sensed.reading.state == ZETO_HOST_TARGET,
@@ -60,7 +60,7 @@ std::string LiveReport::heading(const std::string& source, uint32_t buffer) cons
               printable(source).c_str());
 }
 
-std::string LiveReport::row(const Sensed& sensed, const Happened& happened) const {
+std::string LiveReport::row(const LiveReading& sensed, const Happened& happened) const {
   const Shown now = shown(sensed);
   if (!json_) {
     std::string line =

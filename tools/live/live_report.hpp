@@ -21,14 +21,14 @@ class LiveReport {
   LiveReport(const zeto_set& set, double spacing_cm, bool json);
 
   std::string heading(const std::string& source, uint32_t buffer) const;
-  std::string row(const Sensed& sensed, const Happened& happened) const;
+  std::string row(const LiveReading& sensed, const Happened& happened) const;
   std::string learned(const zeto_host_findings& findings) const;
   /// @param seconds  of sound.
   std::string summary(double seconds, const Counts& counts, uint64_t clipped, uint32_t buffer) const;
 
  private:
   struct Shown;
-  Shown shown(const Sensed& sensed) const;
+  Shown shown(const LiveReading& sensed) const;
   std::string bar(const Shown& shown) const;
 
   zeto_set set_;

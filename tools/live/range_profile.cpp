@@ -55,7 +55,7 @@ void RangeProfile::take(std::span<const Frame> frames) {
   for (const Frame& frame : frames) last_[captured_++ % kTable] = static_cast<double>(frame.microphone);
 }
 
-std::vector<float> RangeProfile::of(const Sensed& sensed) {
+std::vector<float> RangeProfile::of(const LiveReading& sensed) {
   const bool is_learning = sensed.reading.state == ZETO_HOST_LEARNING;
   if (sensed.reading.cause == ZETO_HOST_UNHEARD || (is_learning && direct_ > 0.0)) {  // it starts over
     learning_ = added_ = 0;

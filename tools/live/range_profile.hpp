@@ -22,7 +22,7 @@ class RangeProfile {
 
   /// dB against the direct sound, one value per cm from 0 to the set's greatest distance, of the 200 ms up to `sensed`;
   /// nothing until the kit has learned.
-  std::vector<float> of(const Sensed& sensed);
+  std::vector<float> of(const LiveReading& sensed);
 
  private:
   std::vector<double> strengths(std::span<const double> heard) const;

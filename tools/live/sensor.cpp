@@ -20,7 +20,7 @@ class KitSensor : public Sensor {
 
   void play(float* speaker, uint32_t n) noexcept override { zeto_host_play(kit_.host(), speaker, n * sizeof *speaker); }
 
-  bool capture(const float*, const float* microphone, uint32_t n, Sensed& sensed) noexcept override {
+  bool capture(const float*, const float* microphone, uint32_t n, LiveReading& sensed) noexcept override {
     const auto skipped = static_cast<uint32_t>(std::min<uint64_t>(n, settling_));
     settling_ -= skipped;
     const auto reading = zeto_host_capture(kit_.host(), microphone + skipped, (n - skipped) * sizeof *microphone);
@@ -65,7 +65,7 @@ class WrapperSensor : public Sensor {
   }
 
   // Analysis k shows from the returned sample kFrame k - 1 on.
-  bool capture(const float* reference, const float* microphone, uint32_t n, Sensed& sensed) noexcept override {
+  bool capture(const float* reference, const float* microphone, uint32_t n, LiveReading& sensed) noexcept override {
     const std::span all(samples_);
     const auto in1 = all.first(n), in2 = all.subspan(kMostSamples, n), out = all.subspan(2 * kMostSamples, n);
     std::copy_n(reference, n, in1.begin());

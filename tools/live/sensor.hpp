@@ -13,7 +13,7 @@ namespace zeto::tool {
 constexpr uint32_t kMostSamples = 9600;
 
 /// What is known every 200 ms.
-struct Sensed {
+struct LiveReading {
   uint64_t end;                ///< samples captured when the 200 ms ended
   zeto_host_reading reading;   ///< by the kit; else zeros
   zeto_host_findings learned;  ///< by the kit; zeros until it has learned
@@ -32,7 +32,7 @@ class Sensor {
   virtual void play(float* speaker, uint32_t n) noexcept = 0;
   /// @param reference  what was played meanwhile.
   /// @return whether `sensed` has been filled in anew.
-  virtual bool capture(const float* reference, const float* microphone, uint32_t n, Sensed& sensed) noexcept = 0;
+  virtual bool capture(const float* reference, const float* microphone, uint32_t n, LiveReading& sensed) noexcept = 0;
   /// Forgets what it has learned and learns anew.
   virtual void learn() noexcept = 0;
 

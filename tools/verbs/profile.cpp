@@ -199,7 +199,8 @@ void profile_files(const ProfileOptions& options) {
 }  // namespace
 
 void add_profile(CLI::App& app) {
-  auto* verb = app.add_subcommand("profile", "Show which delays a recording holds, and propose latency and threshold");
+  auto* verb =
+      app.add_subcommand("profile", "Show which delays a recording contains, and propose latency and threshold");
   const auto options = std::make_shared<ProfileOptions>();
   add_files(*verb, options->files,
             "Audio files (48000 Hz, two channels): the first the\n"
@@ -217,8 +218,8 @@ void add_profile(CLI::App& app) {
   add_parameter_options(*verb, options->set, Side::kBoth);
   verb->footer(
       "The median, bin by bin, of all 18 spectra of all analyses, as the detector computes\n"
-      "them. Its peaks are the ways that the sound takes, whether the detector accepts them\n"
-      "or not: zeto sense measures the strongest alone.\n"
+      "them. Its peaks are the paths of the sound, whether the detector accepts them or\n"
+      "not: zeto sense measures only the strongest.\n"
       "  delay_ms       between bins, from the levels of two of them\n"
       "  distance_cm    half of the sound's way in that time, at 343 m/s\n"
       "  over_floor_db  above the floor, the median of all bins\n"
@@ -227,9 +228,9 @@ void add_profile(CLI::App& app) {
       "  latency        of the device, as --align auto finds it\n"
       "  threshold      halfway between the noise's strongest bins and the strongest peak\n"
       "                 in the quietest quarter of the spectra\n"
-      "Emitter parameters say what was played. With --align and --background, what they\n"
-      "take off is gone and delays count from there; the direct sound is in bin 0, which\n"
-      "the detector does not look at.\n\n"
+      "Emitter parameters say what was played. With --align, delays are counted from the\n"
+      "latency, and the direct sound is in bin 0, which the detector ignores. With\n"
+      "--background, what it subtracts is gone.\n\n"
       "Examples:\n"
       "  zeto profile capture.wav\n"
       "  zeto profile --set hand --align auto --background 0.5-2.5 hand.wav\n"

@@ -94,7 +94,7 @@ void add_tune(CLI::App& app) {
   const auto options = std::make_shared<TuneOptions>();
   verb->add_option("truth", options->truth,
                    "CSV table with a heading: file; truth, a number in the\n"
-                   "measurement's unit, nobody, or any; and if wished label,\n"
+                   "measurement's unit, nobody, or any; optional: label,\n"
                    "from_s, to_s. Relative names start at the table's folder")
       ->type_name("TRUTH.csv")
       ->required();
@@ -105,16 +105,16 @@ void add_tune(CLI::App& app) {
                    "or a list; several give all combinations, over each set")
       ->type_name("NAME=A:B:S");
   verb->add_option("--tolerance", options->scoring.tolerance,
-                   "A measurement is right that is off by no more, in its\n"
+                   "A measurement is right if it is off by no more, in its\n"
                    "unit. Default: a step of the detector; by the kit 2.5 cm")
       ->type_name("N")
       ->check(CLI::Range(0.0, 1e6).description(""));
-  verb->add_option("--cost", options->scoring.cost, "What one that is wrong or false takes off the score")
+  verb->add_option("--cost", options->scoring.cost, "What each wrong or false one costs in the score")
       ->type_name("N")
       ->check(CLI::Range(0.0, 1e6).description(""))
       ->capture_default_str();
   verb->add_flag("--two-of-five", options->scoring.two_of_five,
-                 "Score what a host shows that waits until two of the last\n"
+                 "Score what a host shows if it waits until two of the last\n"
                  "five agree, to twice the tolerance");
   verb->add_option("--top", options->top, "Sets to list")->type_name("N")->capture_default_str();
   verb->add_option("-j,--jobs", options->jobs, "Recordings to work on at a time. Default: one per processor")
@@ -133,16 +133,15 @@ void add_tune(CLI::App& app) {
       "  desk.wav,58,quiet,1,\n"
       "  desk2.wav,58,music,1,9.5\n"
       "  empty.wav,nobody,music,1,\n"
-      "Every set measures every recording; each file is read once. Analyses count whose\n"
-      "200 ms lie within a stretch:\n"
+      "Every set measures every recording; each file is read once. An analysis counts if\n"
+      "its 200 ms lie within a stretch:\n"
       "  right, wrong  with somebody there: shown and off by no more than the tolerance, or\n"
-      "                by more; where the truth is any, all that is shown is right\n"
+      "                by more; if the truth is any, all that is shown is right\n"
       "  missed        with somebody there, nothing is shown\n"
       "  false         with nobody there, something is shown\n"
       "A set of sweeps (--set hand) is measured by the host kit, in cm, as in zeto sense;\n"
       "with --align or --background by the detector alone.\n"
-      "Recordings vary what listens, not what was played: a recording tells nothing about\n"
-      "another sweep.\n\n"
+      "A recording tells nothing about sweeps other than the one that was played.\n\n"
       "Examples:\n"
       "  zeto tune truth.csv\n"
       "  zeto tune truth.csv --grid UltraHz_cand_dB=-60:0:10 --best tuned.json\n"
