@@ -15,6 +15,9 @@ set(CMAKE_CXX_COMPILER_TARGET ${CMAKE_C_COMPILER_TARGET})
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 set(CMAKE_C_FLAGS_INIT "-isystem /usr/aarch64-linux-gnu/include")
 set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT} -nostdinc++") # ANDROID_STL=none: no header of a C++ library either
+# The platform's libraries are stand-ins, and its start files are not there.
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-fuse-ld=lld -nostdlib -L${CMAKE_BINARY_DIR}/stand-ins")
+set(CMAKE_C_STANDARD_LIBRARIES_INIT "-lc")
 set(CMAKE_FIND_ROOT_PATH /nonexistent)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
