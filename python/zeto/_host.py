@@ -114,7 +114,7 @@ class Set:
 
 
 class Host:
-    """Plays a set's sweeps, takes what the microphone heard and gives a reading every 200 ms.
+    """Plays a set's sweeps, takes what the microphone heard and returns a reading every 200 ms.
 
         host = zeto.Host(set="hand", spacing_cm=5)
         host.learn()  # nobody there for three seconds
@@ -125,7 +125,7 @@ class Host:
 
     `spacing_cm` is the distance between loudspeaker and microphone. A target's distance is that straight ahead of the
     middle between them. What is played does not depend on what is captured, so one thread may play while another
-    captures; two at once in play() are not for it."""
+    captures. Two threads must not call play() at the same time."""
 
     def __init__(self, set: str = "hand", spacing_cm: float = 5.0, format: Union[Format, int] = Format.INT16) -> None:
         kit = _kit()
@@ -159,12 +159,12 @@ class Host:
         return buffer
 
     def learn(self) -> None:
-        """Starts to learn latency and background, now or again. Nobody must be in reach for three seconds."""
+        """Starts to learn latency and background, now or again. For three seconds nobody may be in reach."""
         with self._takes_turns:
             _kit().zeto_host_learn(self._host)
 
     def capture(self, microphone: NDArray[Sample]) -> List[Reading]:
-        """Takes as many samples as were played meanwhile, of any length, and gives the readings that fell due."""
+        """Takes as many samples as were played meanwhile, of any length, and returns the readings that are new."""
         samples = checked("microphone", microphone, self.format)
         readings = []
         with self._takes_turns:

@@ -174,7 +174,7 @@ class _Handle:
         self.set_parameters()
 
     def set_parameters(self, **changes: int) -> None:
-        """Changes parameters, the others stay, and starts afresh. Up to 479 samples of before still come out."""
+        """Changes some parameters and starts afresh. Up to 479 samples of before still come out."""
         handle = self._open()
         self._set = _merged(self._set, changes)
         block = (ctypes.c_int32 * 20)(*self._set.values())  # 80 bytes are read, whatever the core uses of them
@@ -188,7 +188,7 @@ class _Handle:
         return dict(zip(self._defaults, words))
 
     def close(self) -> None:
-        """Frees the handle. Closing twice is no fault."""
+        """Frees the handle. Closing twice does no harm."""
         if self._handle is not None:
             handle, self._handle = self._handle, None
             self._call("deinit", handle)
