@@ -53,6 +53,10 @@ void open_output(const char* option, const std::optional<std::string>& path, std
   file.emplace(*path);
 }
 
+std::filesystem::path place_of(const NewFile& file) {
+  return std::filesystem::weakly_canonical(std::filesystem::absolute(file.path()));
+}
+
 void check_sets(const Tuned& tuned) {
   std::string units;
   for (const Candidate& candidate : tuned.candidates) {
@@ -97,8 +101,7 @@ void tune(const TuneOptions& options) {
   std::optional<NewFile> best;
   open_output("--html", options.html, page);
   open_output("--best", options.best, best);
-  if (page && best &&
-      std::filesystem::weakly_canonical(page->path()) == std::filesystem::weakly_canonical(best->path())) {
+  if (page && best && place_of(*page) == place_of(*best)) {
     throw UserError("--html, --best: both are " + page->path());
   }
   const size_t n = tuned.truth.files.size();
