@@ -296,6 +296,10 @@ class PythonTest(unittest.TestCase):
             found = zeto.profile(made.reference * dtype(scale), made.microphone * dtype(scale))
             self.assertEqual(found.delay_ms.shape, found.median_db.shape)
             self.assertAlmostEqual(found.peaks[0].delay_ms, 105.3, delta=0.5)
+        mixed = zeto.profile(made.reference, made.microphone / np.float32(2**15))
+        self.assertAlmostEqual(mixed.peaks[0].level_db, found.peaks[0].level_db, delta=0.1)
+        with self.assertRaisesRegex(ValueError, "not int64"):
+            zeto.profile(made.reference, made.microphone.astype(np.int64))
         held = zeto.profile(made.reference, made.microphone, align=found.latency_ms)
         self.assertLess(held.median_db.max(), found.median_db.max() - 10)
         with self.assertRaisesRegex(ValueError, "equal lengths"):
@@ -306,10 +310,13 @@ class PythonTest(unittest.TestCase):
             file.write("file,truth,from_s\na.wav,60,1\n")
         (default,), (lower,) = zeto.tune(truth), zeto.tune(truth, UltraHz_cand_dB=-45)
         self.assertGreater(lower.score, default.score)
-        grid = zeto.tune(truth, grid={"UltraHz_cand_dB": range(-45, 1, 15)}, two_of_five=True)
+        grid = zeto.tune(truth, grid={"UltraHz_cand_dB": np.arange(-45, 1, 15)}, two_of_five=True)
         self.assertEqual((len(grid), grid[0].labels["60"]["right"]), (5, grid[0].right))
         with self.assertRaisesRegex(ValueError, "no parameter"):
             zeto.tune(truth, grid={"gain": 1})
+        for options in {"UltraHz_cand_dB": -40.5}, {"UltraHz_cand_dB": "-40"}, {"grid": {"UltraHz_cand_dB": [-40.5]}}:
+            with self.assertRaisesRegex(ValueError, "whole number"):
+                zeto.tune(truth, **options)
 
     def test_hosts_in_any_format_and_buffers_see_the_same(self):
         """A hand comes, goes, and comes again after the kit has learned again."""

@@ -11,6 +11,7 @@
 #include "numbers.hpp"
 #include "path/echoes.hpp"
 #include "progress.hpp"
+#include "reports/unit.hpp"
 #include "sensing.hpp"
 #include "text.hpp"
 #include "wrappers.hpp"
@@ -65,17 +66,11 @@ double noise_rms(const EchoOptions& options, std::span<const int16_t> played, co
   return std::sqrt(echo / std::pow(10.0, *options.snr_db / 10.0));
 }
 
-/// What to expect for a true delay, in the unit of UltraHz_period. Only the position within a sweep counts, after the
-/// detector's delay line where that is on; and an echo more than half a sweep late cannot be told from one that comes
-/// as much before the next sweep. Nothing for a silent emitter.
+/// What to expect for a true delay, in the unit of UltraHz_period. Nothing for a silent emitter.
 std::optional<double> expected(const EchoOptions& options, double delay_ms) {
-  constexpr double kDelayLineMs = 200.0;
-  const int32_t sweep_s = options.set.chirp.period_ms / 1000;
-  const double sweep_ms = 1000.0 * sweep_s;
-  if (sweep_ms <= 0.0 || options.set.chirp.enable != 1) return std::nullopt;
-  if (options.set.hear.UltraHz_delay_ms >= 10) delay_ms -= kDelayLineMs;
-  const double distance = std::fabs(std::remainder(delay_ms, sweep_ms));
-  return distance / sweep_ms * options.set.hear.UltraHz_period;
+  const double sweep_ms = 1000.0 * sweep_s(options.set);
+  if (sweep_ms <= 0.0) return std::nullopt;
+  return folded_ms(options.set, delay_ms) / sweep_ms * options.set.hear.UltraHz_period;
 }
 
 struct Outcome {

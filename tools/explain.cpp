@@ -140,7 +140,8 @@ class JsonOutput {
   JsonOutput(const ExplainOptions& options, const std::string& file) {
     ExplainOptions copy = options;
     head_ = "{\"file\":" + text_of(file) + ",\"parameters\":" + text_of(json_of(parameters_of(copy.set.hear))) +
-            text(",\"version\":\"%s\",\"unit\":\"%s\",\"bin_hz\":%g", ZETO_VERSION_STRING, unit_of(options.set).c_str(),
+            text(",\"digest\":\"%s\",\"version\":\"%s\",\"unit\":\"%s\",\"bin_hz\":%g",
+                 digest_of(options.set, options.steps).c_str(), ZETO_VERSION_STRING, unit_of(options.set).c_str(),
                  static_cast<double>(kBinHz));
   }
 
@@ -207,6 +208,7 @@ std::string table_of(const Explained& explained, bool brief, size_t columns) {
 }
 
 void explain(const ExplainOptions& options) {
+  if (!(options.from <= options.to)) throw UserError("--from: must not be later than --to");
   const auto files = options.files.names();
   const RunInfo info{unit_of(options.set), digest_of(options.set, options.steps)};
   warn_of("zeto explain", options.set, Side::kDetector);
@@ -265,7 +267,9 @@ void add_explain(CLI::App& app) {
   verb->add_option("--from", options->from, "Only analyses that end at this time or later")->type_name("S");
   verb->add_option("--to", options->to, "Only analyses that end at this time or before;\nwhat comes later is not read")
       ->type_name("S");
-  verb->add_option("--most", options->most, "So many analyses of each recording at most")->type_name("N");
+  verb->add_option("--most", options->most, "So many analyses of each recording at most")
+      ->type_name("N")
+      ->check(CLI::PositiveNumber.description(""));
   verb->add_flag("--brief", options->brief, "Leave the spectra's peaks out");
   auto* csv = verb->add_flag("--csv", options->csv, "Comma-separated values: a line per analysis");
   verb->add_flag("--no-heading", options->no_heading, "Leave the heading out");

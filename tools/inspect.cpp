@@ -110,6 +110,7 @@ void inspect(const InspectOptions& options) {
     const auto on_read = [&](double share) {
       progress.show_files(static_cast<double>(done) + share, done, files.size());
     };
+    std::string fault;
     try {
       const Row row = measure(path, options.channel, on_read);
       progress.clear();
@@ -117,17 +118,19 @@ void inspect(const InspectOptions& options) {
       heading = true;
       print(row);
     } catch (const FileError& error) {  // the others still count
+      fault = error.what();
+    } catch (const std::bad_alloc&) {
+      fault = "cannot read " + path + ": too long for this machine's memory";
+    }
+    if (!fault.empty()) {
+      failed = true;
       progress.clear();
-      complain("zeto inspect", error.what());
+      complain("zeto inspect", fault);
       if (options.csv) {
         if (!heading) print(kHeading);
         heading = true;
-        print({path, "", "", "", "", "", "", "", error.what(), ZETO_VERSION_STRING});
+        print({path, "", "", "", "", "", "", "", fault, ZETO_VERSION_STRING});
       }
-      failed = true;
-    } catch (const std::bad_alloc&) {
-      complain("zeto inspect", "cannot read " + path + ": too long for this machine's memory");
-      failed = true;
     }
     ++done;
   }

@@ -20,13 +20,17 @@
 namespace zeto::tool {
 namespace {
 
-// The one unfinished file, for the signal handler. Only one is ever open: a second NewFile goes without this
-// protection.
-char unfinished[4096];
-volatile std::sig_atomic_t has_unfinished = 0;
+// The unfinished files, for the signal handler. No more than two are ever open: a third goes without this protection.
+struct Unfinished {
+  char name[4096];
+  volatile std::sig_atomic_t is_there;
+};
+Unfinished all_unfinished[2];
 
 extern "C" void remove_and_end(int signal_number) {
-  if (has_unfinished != 0) unlink(unfinished);
+  for (const Unfinished& unfinished : all_unfinished) {
+    if (unfinished.is_there != 0) unlink(unfinished.name);
+  }
   std::signal(signal_number, SIG_DFL);
   std::raise(signal_number);
 }
@@ -88,9 +92,11 @@ NewFile::NewFile(std::string path) : path_(std::move(path)) {
   temporary_ = path_ + ".XXXXXX";
   descriptor_ = mkostemp(temporary_.data(), O_CLOEXEC);
   if (descriptor_ < 0) fail(errno);
-  if (has_unfinished == 0 && temporary_.size() < sizeof unfinished) {
-    std::memcpy(unfinished, temporary_.c_str(), temporary_.size() + 1);
-    has_unfinished = 1;
+  for (Unfinished& unfinished : all_unfinished) {
+    if (unfinished.is_there != 0 || temporary_.size() >= sizeof unfinished.name) continue;
+    std::memcpy(unfinished.name, temporary_.c_str(), temporary_.size() + 1);
+    unfinished.is_there = 1;
+    break;
   }
   // What is replaced stays as private as it was.
   if (replaces && fchown(descriptor_, status.st_uid, status.st_gid) != 0) status.st_mode &= ~mode_t{S_ISUID | S_ISGID};
@@ -126,7 +132,9 @@ void NewFile::commit() {
 }
 
 void NewFile::forget() const {
-  if (temporary_ == unfinished) has_unfinished = 0;
+  for (Unfinished& unfinished : all_unfinished) {
+    if (temporary_ == unfinished.name) unfinished.is_there = 0;
+  }
 }
 
 void NewFile::fail(int error) const {

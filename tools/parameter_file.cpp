@@ -17,12 +17,13 @@
 namespace zeto::tool {
 namespace {
 
+constexpr const char* kSet = "set";
 constexpr const char* kRestarts = "restart_ms";
 constexpr const char* kFade = "fade_ms";
 
 std::vector<std::string> all_names() {
   zeto_set set{};
-  std::vector<std::string> names{kRestarts, kFade};
+  std::vector<std::string> names{kSet, kRestarts, kFade};
   for (const Parameter& parameter : parameters_of(set.chirp)) names.emplace_back(parameter.name);
   for (const Parameter& parameter : parameters_of(set.hear)) names.emplace_back(parameter.name);
   return names;
@@ -100,6 +101,16 @@ int32_t word(const std::string& where, const Json& value) {
   return value.get<int32_t>();
 }
 
+/// The set that the file changes, if it names one: what is no parameter, such as the kit's detectors, comes from it.
+void take_set(const std::string& where, const Json& json, zeto_set& set) {
+  if (!json.contains(kSet)) return;
+  const Json& name = value_of(json[kSet]);
+  if (!name.is_string() || zeto_find_set(name.get<std::string>().c_str()) == nullptr) {
+    throw UserError(where + " must be a set, " + set_names() + ", not " + brief(text_of(name)));
+  }
+  set = set_of(name.get<std::string>());
+}
+
 /// Whether it is one of the two that are no words of a block, and then takes it over.
 bool take_sweeps(const std::string& where, const std::string& key, const Json& value, zeto_set& set) {
   if (key == kRestarts) {
@@ -136,6 +147,7 @@ void check_unit(const std::string& path, const Parameter& parameter, const Json&
 
 void read_parameters(const std::string& path, zeto_set& set, Side side) {
   const Json json = parse(path);
+  take_set(path + ": " + kSet, json, set);
   const auto names = all_names();
   const auto emitter = parameters_of(set.chirp);
   const auto detector = parameters_of(set.hear);
@@ -147,7 +159,7 @@ void read_parameters(const std::string& path, zeto_set& set, Side side) {
     }
     const std::string where = path + ": " + key;
     const Json& value = value_of(described);
-    if (take_sweeps(where, key, value, set)) continue;
+    if (key == kSet || take_sweeps(where, key, value, set)) continue;
     const int32_t number = word(where, value);
     for (const auto* const block : {&emitter, &detector}) {
       for (const Parameter& parameter : *block) {

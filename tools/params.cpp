@@ -85,7 +85,10 @@ void print_params(ParamsOptions& options) {
   const auto detector = parameters_of(options.set.hear);
   const auto sweeps = sweep_lines(options.set);
   if (options.json) {
-    auto lines = lines_of(emitter);
+    std::vector<Line> lines;
+    if (is_for_kit(options.set)) lines.push_back({"set", options.set.name, "", "The set that the rest changes"});
+    const auto chirp = lines_of(emitter);
+    lines.insert(lines.end(), chirp.begin(), chirp.end());
     const auto more = lines_of(detector);
     lines.insert(lines.end(), sweeps.begin(), sweeps.end());
     lines.insert(lines.end(), more.begin(), more.end());

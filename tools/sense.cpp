@@ -52,7 +52,8 @@ ReportOptions report_options(const SenseOptions& options, const std::vector<std:
   report.style = options.json ? ReportStyle::kJson : options.csv ? ReportStyle::kCsv : ReportStyle::kTable;
   report.summary = options.summary;
   report.detail = options.detail;
-  report.info = {unit_of(options.set), digest_of(options.set, options.steps)};
+  const std::string format = options.format ? text("format %d", *options.format) : "";
+  report.info = {unit_of(options.set), digest_of(options.set, options.steps, format)};
   report.fit(files);
   return report;
 }

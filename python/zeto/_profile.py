@@ -14,7 +14,7 @@ from ._tool import asked, words
 class Peak:
     """A way that the sound takes."""
 
-    delay_ms: float  # between bins
+    delay_ms: float  # between bins; 1 bin for all below 1.5, and beyond half a sweep they fold
     distance_cm: float  # half of the sound's way
     level_db: float
     over_floor_db: float
@@ -31,7 +31,7 @@ class Profile:
     floor_db: float  # the median of these
     peaks: List[Peak]  # the strongest first
     latency_ms: Optional[float]  # by correlation, for align; None if no delay stands out
-    threshold_db: Optional[int]  # proposed for UltraHz_cand_dB; None if none would tell an echo from the noise
+    threshold_db: Optional[int]  # proposed for UltraHz_cand_dB; None if no peak is clear of the noise
     analyses: int
 
 

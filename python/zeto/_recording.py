@@ -51,14 +51,27 @@ def read(path: str, first: int = 0, frames: Optional[int] = None) -> NDArray[np.
     return samples[:got].T
 
 
+_FULL_SCALE = {np.dtype(np.int16): 2.0**15, np.dtype(np.int32): 2.0**31}
+
+
+def _float(samples: NDArray[Any]) -> NDArray[np.float32]:
+    """Full scale 1.0."""
+    if samples.dtype.kind != "f" and samples.dtype not in _FULL_SCALE:
+        raise ValueError(f"samples must be 16-bit or 32-bit integers or floats, not {samples.dtype}")
+    return (samples / _FULL_SCALE.get(samples.dtype, 1.0)).astype(np.float32)
+
+
 @contextlib.contextmanager
 def recorded(*channels: NDArray[Any]) -> Iterator[str]:
-    """A WAV file of these for a while. Integers of 16 or 32 bits stay what they are, all else becomes float."""
-    if len({np.shape(channel) for channel in channels}) != 1 or np.ndim(channels[0]) != 1:
+    """A WAV file of these for a while. Integers of 16 or 32 bits stay what they are if all channels have that type; all
+    else becomes float."""
+    arrays = [np.asarray(channel) for channel in channels]
+    if len({array.shape for array in arrays}) != 1 or arrays[0].ndim != 1:
         raise ValueError("reference and microphone: must be one channel each, of equal lengths")
-    frames = np.stack(channels, axis=1)
-    if frames.dtype not in (np.int16, np.int32):
-        frames = frames.astype(np.float32)
+    types = {array.dtype for array in arrays}
+    if len(types) > 1 or not types <= _FULL_SCALE.keys():
+        arrays = [_float(array) for array in arrays]
+    frames = np.stack(arrays, axis=1)
     kind, size = (3 if frames.dtype == np.float32 else 1), frames.itemsize
     data = frames.astype(frames.dtype.newbyteorder("<")).tobytes()
     head = struct.pack("<HHIIHH", kind, len(channels), SAMPLE_RATE, SAMPLE_RATE * size * len(channels),

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -33,10 +34,13 @@ std::vector<std::string> FileList::names() const {
   if (from && *from == "-") {
     add_names(std::cin, all);
   } else if (from) {
+    const auto fail = [&](int error) { throw UserError("cannot read " + *from + ": " + std::strerror(error)); };
+    std::error_code ignored;
+    if (std::filesystem::is_directory(*from, ignored)) fail(EISDIR);
     std::ifstream file(*from);
-    if (!file) throw UserError("cannot read " + *from + ": " + std::strerror(errno));
+    if (!file) fail(errno);
     add_names(file, all);
-    if (file.bad()) throw UserError("cannot read " + *from + ": " + std::strerror(errno));
+    if (file.bad()) fail(errno);
   }
   if (from == "-" && std::count(all.begin(), all.end(), "-") > 0) {
     throw UserError("--files-from: standard input brings the names, it cannot be a recording too");

@@ -82,6 +82,10 @@ void warn_of_fit(const std::string& who, const zeto_set& set) {
   const double width = std::fabs(static_cast<double>(set.chirp.span_hz));
   const double scope = std::fabs(static_cast<double>(set.hear.UltraHz_scope));
   if (set.chirp.enable != 1 || sweep_s(set) <= 0.0 || has_sweeps(set)) return;
+  if (slope_hz_s(set) == 0.0) {
+    complain(who, text("span_hz %d: the sweep has no width, so nothing can be measured", set.chirp.span_hz));
+    return;
+  }
   if (std::fabs(scope - width) > 0.01 * width) {
     complain(who,
              text("UltraHz_scope %g is not the sweep's width, %g Hz: echoes fold at the wrong place", scope, width));

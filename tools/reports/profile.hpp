@@ -12,23 +12,25 @@ namespace zeto::tool {
 /// Quantiles of the levels of each bin, over any number of spectra, in steps of 0.1 dB: memory does not grow.
 class LevelStatistics {
  public:
-  LevelStatistics() : counts_(size_t{kBins} * kSteps) {}
-
-  /// @param levels  kSegments times kBins, dB.
+  /// @param levels  spectra of kBins each, dB.
   void add(const std::vector<float>& levels);
-  uint64_t spectra() const { return spectra_; }
 
-  /// @param bin  1 to 256.
-  double quantile(int bin, double share) const;
+  /// @param at  bin, counted from 0.
+  double quantile(size_t at, double share) const { return quantile(all_, at, at, share); }
+  /// Of the strongest bin of each spectrum in which it is this one or its neighbour.
+  double strongest_quantile(size_t at, double share) const;
 
  private:
-  static constexpr int kSteps = 4000;
-  std::vector<uint32_t> counts_;
-  uint64_t spectra_ = 0;
+  static constexpr size_t kSteps = 4000;
+  using Counts = std::vector<uint32_t>;  // kSteps for each bin
+  static double quantile(const Counts& counts, size_t first, size_t last, double share);
+
+  Counts all_ = Counts(kBins * kSteps);
+  Counts strongest_ = Counts(kBins * kSteps);
 };
 
 struct ProfilePeak {
-  double bin;  ///< between bins: where a tone of that spectrum lies
+  double bin;  ///< between bins: where a tone of that spectrum lies; 1 for all below 1.5
   double level_db;
   bool direct;  ///< where the correlation of both channels is strongest
 };
@@ -37,7 +39,7 @@ struct Profile {
   std::array<double, kBins> median_db;  ///< bins 1 to 256
   double floor_db;                      ///< the median of these
   std::vector<ProfilePeak> peaks;       ///< the strongest first
-  std::optional<int> threshold_db;      ///< proposed for UltraHz_cand_dB; nothing if no peak stands out of the noise
+  std::optional<int> threshold_db;      ///< proposed for UltraHz_cand_dB; nothing if no peak is clear of the noise
 };
 
 /// @param direct_bin  where the correlation is strongest; nothing if it is not known.

@@ -12,6 +12,7 @@ struct RunInfo {
 };
 
 /// Sixteen letters that stand for all parameters, of emitter, detector and kit, and for what is done to the recording.
-std::string digest_of(const zeto_set& set, const HostSteps& steps);
+/// @param more  of the verb's own options those that change results and are not the default.
+std::string digest_of(const zeto_set& set, const HostSteps& steps, const std::string& more = "");
 
 }  // namespace zeto::tool

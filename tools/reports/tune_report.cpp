@@ -20,8 +20,11 @@ Json members_of(const Counts& counts) {
 }
 
 Json members_of(const std::vector<std::string>& names, const std::vector<Counts>& counts) {
-  Json json = Json::object();
-  for (size_t i = 0; i < names.size(); ++i) json[printable(names[i])] = members_of(counts[i]);
+  Json json = Json::array();
+  for (size_t i = 0; i < names.size(); ++i) {
+    json.push_back({{"name", names[i]}});
+    json.back().update(members_of(counts[i]));
+  }
   return json;
 }
 
@@ -123,7 +126,8 @@ std::string tune_csv(const Tuned& tuned, bool heading) {
     const size_t c = tuned.ranking[rank];
     const std::string head = text("%zu,", rank + 1) + csv_cell(tuned.candidates[c].name) +
                              text(",%g,", tuned.total[c].score(tuned.scoring.cost));
-    const std::string tail = digest_of(tuned.candidates[c].set, tuned.steps) + "," ZETO_VERSION_STRING "\n";
+    const std::string tail =
+        digest_of(tuned.candidates[c].set, tuned.steps, tuned.scoring.words()) + "," ZETO_VERSION_STRING "\n";
     for (size_t label = 0; label < tuned.truth.labels.size(); ++label) {
       const Counts& counts = tuned.by_label[c][label];
       lines += head + csv_cell(tuned.truth.labels[label]) +
@@ -147,7 +151,9 @@ std::string tune_page(const Tuned& tuned) {
 
 std::string parameters_json(const Candidate& candidate) {
   Candidate copy = candidate;
-  Json json = json_of(parameters_of(copy.set.chirp));
+  Json json = Json::object();
+  if (is_for_kit(copy.set)) json["set"] = copy.set.name;
+  json.update(json_of(parameters_of(copy.set.chirp)));
   if (has_sweeps(copy.set)) {
     json["restart_ms"] = restarts_of(copy.set);
     json["fade_ms"] = static_cast<float>(copy.set.sweep.fade_us) / 1000.0F;

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <numeric>
 
 #include "path/target.hpp"
 
@@ -22,6 +23,15 @@ double slope_hz_s(const zeto_set& set) {
   if (seconds <= 0.0) return 0.0;
   const double width = std::fabs(static_cast<double>(set.chirp.span_hz));
   return (has_sweeps(set) ? width : std::floor(width / kGridHz) * kGridHz) / seconds;
+}
+
+double folded_ms(const zeto_set& set, double delay_ms) {
+  constexpr double kDelayLineMs = 200.0;
+  if (set.hear.UltraHz_delay_ms >= 10) delay_ms -= kDelayLineMs;
+  const auto restarts = restarts_of(set);
+  const double period_ms =
+      restarts.empty() ? 1000.0 * sweep_s(set) : std::accumulate(restarts.begin(), restarts.end(), 0.0);
+  return std::fabs(std::remainder(delay_ms, period_ms));
 }
 
 double seconds_per_unit(const zeto_set& set) {

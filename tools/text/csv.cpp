@@ -12,11 +12,6 @@
 namespace zeto::tool {
 namespace {
 
-std::string trimmed(const std::string& cell) {
-  const size_t first = cell.find_first_not_of(" \t\r");
-  return first == std::string::npos ? "" : cell.substr(first, cell.find_last_not_of(" \t\r") - first + 1);
-}
-
 /// A cell and what ends it: ',', '\n' or 0.
 std::string take_cell(const std::string& text, size_t& at) {
   std::string cell;
@@ -35,12 +30,18 @@ std::string take_cell(const std::string& text, size_t& at) {
     return cell;
   }
   const size_t end = std::min(text.find_first_of(",\n", at), text.size());
-  cell = trimmed(text.substr(at, end - at));
+  cell = text.substr(at, end - at);
+  if (cell.ends_with('\r')) cell.pop_back();
   at = end;
   return cell;
 }
 
 }  // namespace
+
+std::string trimmed(const std::string& cell) {
+  const size_t first = cell.find_first_not_of(" \t");
+  return first == std::string::npos ? "" : cell.substr(first, cell.find_last_not_of(" \t") - first + 1);
+}
 
 std::vector<CsvRow> read_csv(const std::string& path) {
   if (std::filesystem::is_directory(path)) throw UserError("cannot read " + path + ": " + std::strerror(EISDIR));
@@ -61,7 +62,7 @@ std::vector<CsvRow> read_csv(const std::string& path) {
     line += static_cast<size_t>(std::count(text.begin() + static_cast<std::ptrdiff_t>(first),
                                            text.begin() + static_cast<std::ptrdiff_t>(at), '\n')) +
             1;
-    if (row.cells.size() > 1 || !row.cells[0].empty()) rows.push_back(std::move(row));
+    if (row.cells.size() > 1 || !trimmed(row.cells[0]).empty()) rows.push_back(std::move(row));
   }
   return rows;
 }

@@ -10,8 +10,11 @@ struct CsvRow {
   std::vector<std::string> cells;
 };
 
-/// Rows of cells. Cells in quotation marks may hold commas, line ends and, doubled, quotation marks; blanks around
-/// others go. Empty lines are left out, as is a byte-order mark. Throws UserError.
+/// Without the blanks around it.
+std::string trimmed(const std::string& cell);
+
+/// Rows of cells. Cells in quotation marks may hold commas, line ends and, doubled, quotation marks. Empty
+/// lines are left out, as is a byte-order mark. Throws UserError.
 std::vector<CsvRow> read_csv(const std::string& path);
 
 }  // namespace zeto::tool

@@ -69,7 +69,11 @@ std::vector<Candidate> candidates_of(const std::vector<std::string>& sets, const
                                      std::vector<GridAxis>& axes) {
   size_t count = std::max<size_t>(1, sets.size());
   for (const auto& grid : grids) {
-    axes.push_back(axis_of(grid));
+    const GridAxis axis = axis_of(grid);
+    for (const GridAxis& other : axes) {
+      if (other.name == axis.name) throw UserError("--grid: " + axis.name + " is given twice");
+    }
+    axes.push_back(axis);
     count *= axes.back().values.size();
     if (count > kMost) throw UserError("--grid: more than 10000 sets");
   }

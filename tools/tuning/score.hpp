@@ -23,6 +23,7 @@ struct Counts {
   uint32_t silent = 0;   ///< nobody there, nothing shown
 
   void add(const Counts& other);
+  uint32_t all() const { return right + wrong + missed + falsely + silent; }
   /// Right less `cost` for each that is wrong or false.
   double score(double cost) const { return right - cost * (wrong + falsely); }
 };

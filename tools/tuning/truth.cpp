@@ -51,7 +51,7 @@ TruthTable read_truth(const std::string& path) {
   if (rows.empty()) fail(1, "the table is empty");
   std::vector<std::optional<size_t>> columns(std::size(kNames));
   for (size_t i = 0; i < rows[0].cells.size(); ++i) {
-    const auto name = std::find(std::begin(kNames), std::end(kNames), rows[0].cells[i]);
+    const auto name = std::find(std::begin(kNames), std::end(kNames), trimmed(rows[0].cells[i]));
     if (name == std::end(kNames)) {
       fail(rows[0].line, "unknown column " + rows[0].cells[i] + "; there are file, truth, label, from_s and to_s");
     }
@@ -71,15 +71,16 @@ TruthTable read_truth(const std::string& path) {
     };
     if (row.cells.size() > rows[0].cells.size()) fail(row.line, "more cells than the heading has");
     if (cell(kFile).empty()) fail(row.line, "no file");
-    const std::string truth = cell(kTruth);
+    const std::string truth = trimmed(cell(kTruth));
     const auto value = number(truth);
     if (!value && truth != "nobody" && truth != "any") {
       fail(row.line, "truth must be a number, nobody or any, not " + (truth.empty() ? "empty" : truth));
     }
     const auto seconds = [&](Column column, double otherwise) {
-      if (cell(column).empty()) return otherwise;
-      const auto s = number(cell(column));
-      if (!s || *s < 0.0) fail(row.line, std::string(kNames[column]) + " must be seconds, not " + cell(column));
+      const std::string given = trimmed(cell(column));
+      if (given.empty()) return otherwise;
+      const auto s = number(given);
+      if (!s || *s < 0.0) fail(row.line, std::string(kNames[column]) + " must be seconds, not " + given);
       return *s;
     };
     const double from_s = seconds(kFrom, 0.0);

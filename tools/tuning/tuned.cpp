@@ -2,18 +2,22 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <numeric>
 
+#include "audio/channel_check.hpp"
 #include "error.hpp"
 #include "kit.hpp"
 #include "observer.hpp"
 #include "sensing.hpp"
+#include "text.hpp"
 
 namespace zeto::tool {
 namespace {
 
 constexpr double kKitTolerance = 2.5;  // cm
+constexpr size_t kAtATime = 256;       // listeners; each takes 0.4 MB
 
 /// A step of the detector, in the unit of UltraHz_period.
 double step_of(const zeto_tx_param& param) {
@@ -25,7 +29,7 @@ double step_of(const zeto_tx_param& param) {
 class Listener {
  public:
   Listener(const Candidate& candidate, HostFormat format, const HostSteps& steps) {
-    if (is_for_kit(candidate.set) && !steps.any()) {
+    if (is_by_kit(candidate, steps)) {
       kit_ = std::make_unique<Kit>(candidate.set, steps.spacing_cm);
       tolerance_ = kKitTolerance;
     } else {
@@ -62,38 +66,63 @@ class Listener {
   double tolerance_;
 };
 
+/// Plays the whole recording to them.
+/// @param on_read  is called with shares of it.
+void play(AudioReader& reader, Prepared prepared, std::vector<Listener>& listeners, ChannelCheck& check,
+          const std::function<void(double)>& on_read) {
+  constexpr int64_t kPiece = 48000;
+  std::vector<double> values;
+  std::vector<float> microphone;
+  for (int64_t left = reader.frames(); left > 0; left -= kPiece) {
+    values.resize(static_cast<size_t>(2 * std::min(left, kPiece)));
+    reader.read(values);
+    check.take(values);
+    prepared.apply(values);
+    microphone.resize(values.size() / 2);
+    for (size_t i = 0; i < microphone.size(); ++i) microphone[i] = to_float(values[2 * i + 1]);
+    for (Listener& listener : listeners) listener.take(values, microphone);
+    on_read(static_cast<double>(microphone.size()) / static_cast<double>(reader.frames()));
+  }
+}
+
 }  // namespace
+
+std::string Scoring::words() const {
+  return (tolerance ? text("tolerance %g", *tolerance) : "") + (cost != kCost ? text("cost %g", cost) : "") +
+         (two_of_five ? "two of five" : "");
+}
+
+bool is_by_kit(const Candidate& candidate, const HostSteps& steps) {
+  return is_for_kit(candidate.set) && !steps.any();
+}
 
 FileCounts count_file(const std::string& path, const std::vector<Stretch>& stretches,
                       const std::vector<Candidate>& candidates, const HostSteps& steps, const Scoring& scoring,
                       std::atomic<double>& read) {
-  constexpr int64_t kPiece = 48000;
   FileCounts counts;
   try {
-    AudioReader reader = open_recording(path, {});
-    counts.warning = reader.warning();
-    Prepared prepared(path, reader.frames(), steps);
-    std::vector<Listener> listeners;
-    for (const Candidate& candidate : candidates) listeners.emplace_back(candidate, reader.host_format(), steps);
-    std::vector<double> values;
-    std::vector<float> microphone;
-    for (int64_t left = reader.frames(); left > 0; left -= kPiece) {
-      values.resize(static_cast<size_t>(2 * std::min(left, kPiece)));
-      reader.read(values);
-      prepared.apply(values);
-      microphone.resize(values.size() / 2);
-      for (size_t i = 0; i < microphone.size(); ++i) microphone[i] = to_float(values[2 * i + 1]);
-      for (Listener& listener : listeners) listener.take(values, microphone);
-      read += static_cast<double>(microphone.size()) / static_cast<double>(reader.frames());
-    }
-    for (const Listener& listener : listeners) {
-      const auto measured = listener.measured(scoring);
-      counts.of.emplace_back();
-      for (const Stretch& stretch : stretches) {
-        counts.of.back().push_back(counts_of(measured, stretch, listener.tolerance(scoring)));
+    const Prepared prepared(path, open_recording(path, {}).frames(), steps);
+    for (size_t first = 0; first < candidates.size(); first += kAtATime) {
+      const auto group = std::span(candidates).subspan(first, std::min(kAtATime, candidates.size() - first));
+      const double part = static_cast<double>(group.size()) / static_cast<double>(candidates.size());
+      AudioReader reader = open_recording(path, {});
+      std::vector<Listener> listeners;
+      for (const Candidate& candidate : group) listeners.emplace_back(candidate, reader.host_format(), steps);
+      ChannelCheck check;
+      play(reader, prepared, listeners, check, [&](double share) { read += part * share; });
+      for (const Listener& listener : listeners) {
+        const auto measured = listener.measured(scoring);
+        counts.of.emplace_back();
+        for (const Stretch& stretch : stretches) {
+          counts.of.back().push_back(counts_of(measured, stretch, listener.tolerance(scoring)));
+        }
       }
+      if (first > 0) continue;
+      counts.warnings = {reader.warning()};
+      for (const auto& warning : check.warnings()) counts.warnings.push_back(path + ": " + warning);
     }
   } catch (const FileError& error) {
+    counts.of.clear();
     counts.fault = error.what();
   }
   return counts;

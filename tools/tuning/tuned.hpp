@@ -1,4 +1,4 @@
-// Every candidate over every recording, in one pass over the files.
+// Every candidate over every recording, in as few passes over the files as memory allows.
 #pragma once
 #include <atomic>
 #include <optional>
@@ -14,16 +14,25 @@ namespace zeto::tool {
 
 struct Scoring {
   std::optional<double> tolerance;  ///< in the measurement's unit; otherwise a step of the detector, by the kit 2.5 cm
-  double cost = 5.0;
+  double cost = kCost;
   bool two_of_five = false;
+
+  /// What is not the default.
+  std::string words() const;
+
+ private:
+  static constexpr double kCost = 5.0;
 };
 
 /// Of one recording, for each candidate: a count per stretch that lies in it.
 struct FileCounts {
   std::string fault;  ///< then there are no counts
-  std::string warning;
+  std::vector<std::string> warnings;
   std::vector<std::vector<Counts>> of;  ///< [candidate][stretch]
 };
+
+/// Whether the host kit measures, rather than the detector alone.
+bool is_by_kit(const Candidate& candidate, const HostSteps& steps);
 
 /// @param read  is moved on by the share of the recording that has been read.
 FileCounts count_file(const std::string& path, const std::vector<Stretch>& stretches,

@@ -57,6 +57,12 @@ double cm_of(double ms) {
   return 0.5 * kCmPerSecond * ms / 1000.0;
 }
 
+/// Where the direct sound shows.
+double direct_bin(const ProfileOptions& options, const Latency& latency, const Prepared& prepared) {
+  const double ms = latency.ms + 1000.0 * options.steps.spacing_cm / kCmPerSecond - prepared.held_ms();
+  return folded_ms(options.set, ms) / ms_of(options, 1.0);
+}
+
 /// @param read  is moved on by the share of the recording that has been read.
 Profiled profile_file(const ProfileOptions& options, const std::string& file, std::atomic<double>& read) {
   Profiled profiled;
@@ -64,7 +70,7 @@ Profiled profile_file(const ProfileOptions& options, const std::string& file, st
     AudioReader reader = open_recording(file, options.set.hear);
     if (!reader.warning().empty()) profiled.warnings.push_back(reader.warning());
     Prepared prepared(file, reader.frames(), options.steps);
-    const Latency latency = find_latency(file, options.steps.spacing_cm);
+    const Latency latency = prepared.found() ? *prepared.found() : find_latency(file, options.steps.spacing_cm);
     if (latency.sureness_db >= kLeastSurenessDb) profiled.latency = latency;
     LevelStatistics levels;
     ChannelCheck check;
@@ -78,12 +84,9 @@ Profiled profile_file(const ProfileOptions& options, const std::string& file, st
     profiled.analyses =
         sense({reader.host_format(), SensingOptions{}.buffer, options.set.hear}, reader.frames(), capture, nullptr)
             .size();
-    std::optional<double> direct_bin;
-    if (profiled.latency) {
-      const double direct_ms = latency.ms + 1000.0 * options.steps.spacing_cm / kCmPerSecond - prepared.held_ms();
-      direct_bin = direct_ms / ms_of(options, 1.0);
-    }
-    profiled.profile = profile_of(levels, direct_bin, options.peaks);
+    std::optional<double> direct;
+    if (profiled.latency) direct = direct_bin(options, latency, prepared);
+    profiled.profile = profile_of(levels, direct, options.peaks);
     for (const auto& warning : check.warnings()) profiled.warnings.push_back(file + ": " + warning);
   } catch (const FileError& error) {
     profiled.fault = error.what();
@@ -156,8 +159,9 @@ std::string table_of(const ProfileOptions& options, const std::string& file, con
                                  : "   delay_ms  distance_cm  level_db  over_floor_db\n";
   for (const ProfilePeak& peak : profile.peaks) {
     const double ms = ms_of(options, peak.bin);
-    lines += text("  %9.2f  %11.1f  %8.1f  %13.1f%s\n", ms, cm_of(ms), peak.level_db, peak.level_db - profile.floor_db,
-                  peak.direct ? "  direct sound" : "");
+    lines +=
+        text("  %9.2f  %11.1f  %8.1f  %13.1f%s%s\n", ms, cm_of(ms), peak.level_db, peak.level_db - profile.floor_db,
+             peak.bin == 1.0 ? "  1.5 bins or less" : "", peak.direct ? "  direct sound" : "");
   }
   if (profiled.latency) {
     lines += text("  latency: --align %.2f (%.0f dB over other delays)\n", profiled.latency->ms,
@@ -166,7 +170,7 @@ std::string table_of(const ProfileOptions& options, const std::string& file, con
     lines += "  latency: not found, no delay stands out of the others\n";
   }
   return lines + (profile.threshold_db ? text("  threshold: --UltraHz-cand-dB %d\n", *profile.threshold_db)
-                                       : "  threshold: none would tell an echo from the noise\n");
+                                       : "  threshold: no proposal, no peak is clear of the noise\n");
 }
 
 void profile_files(const ProfileOptions& options) {
@@ -220,17 +224,19 @@ void add_profile(CLI::App& app) {
       "The median, bin by bin, of all 18 spectra of all analyses, as the detector computes\n"
       "them. Its peaks are the paths of the sound, whether the detector accepts them or\n"
       "not: zeto sense measures only the strongest.\n"
-      "  delay_ms       between bins, from the levels of two of them\n"
+      "  delay_ms       between bins, from the levels of two of them. Delays below 1.5 bins\n"
+      "                 show at 1 bin; beyond half a sweep they fold (600 ms of 1000 at 400)\n"
       "  distance_cm    half of the sound's way in that time, at 343 m/s\n"
       "  over_floor_db  above the floor, the median of all bins\n"
       "  direct sound   where the correlation of both channels is strongest: the loudspeaker\n"
       "                 itself, or the strongest echo if the microphone does not hear it\n"
       "  latency        of the device, as --align auto finds it\n"
-      "  threshold      halfway between the noise's strongest bins and the strongest peak\n"
-      "                 in the quietest quarter of the spectra\n"
+      "  threshold      halfway between the noise's strongest bins and the strongest peak in\n"
+      "                 the quietest quarter of the spectra in which no other is stronger\n"
       "Emitter parameters say what was played. With --align, delays are counted from the\n"
-      "latency, and the direct sound is in bin 0, which the detector ignores. With\n"
-      "--background, what it subtracts is gone.\n\n"
+      "latency, and the direct sound is in bin 0, which the detector ignores; with\n"
+      "--UltraHz-delay-ms 10 and more from 200 ms. With --background, what it subtracts is\n"
+      "gone.\n\n"
       "Examples:\n"
       "  zeto profile capture.wav\n"
       "  zeto profile --set hand --align auto --background 0.5-2.5 hand.wav\n"

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
+#include <filesystem>
 
 #include "batch.hpp"
 #include "error.hpp"
@@ -12,6 +14,7 @@
 #include "prepared.hpp"
 #include "progress.hpp"
 #include "reports/tune_report.hpp"
+#include "reports/unit.hpp"
 #include "text.hpp"
 #include "tuning/tuned.hpp"
 #include "verbs.hpp"
@@ -34,24 +37,73 @@ struct TuneOptions {
   std::optional<std::string> best;
 };
 
-void write_text(const std::string& path, const std::string& text) {
-  NewFile file(path);
+void write_text(NewFile& file, const std::string& text) {
   for (size_t at = 0; at < text.size();) {
     const ssize_t written = ::write(file.descriptor(), text.data() + at, text.size() - at);
-    if (written < 0) throw UserError("cannot write " + path + ": " + std::strerror(errno));
+    if (written < 0) throw UserError("cannot write " + file.path() + ": " + std::strerror(errno));
     at += static_cast<size_t>(written);
   }
   file.commit();
+}
+
+/// Before the recordings are read, which may take hours. All that is read is known by then.
+void open_output(const char* option, const std::optional<std::string>& path, std::optional<NewFile>& file) {
+  if (!path) return;
+  if (*path == "-") throw UserError(std::string(option) + ": the ranking goes to standard output");
+  file.emplace(*path);
+}
+
+std::filesystem::path place_of(const NewFile& file) {
+  return std::filesystem::weakly_canonical(std::filesystem::absolute(file.path()));
+}
+
+void check_sets(const Tuned& tuned) {
+  std::string units;
+  for (const Candidate& candidate : tuned.candidates) {
+    const bool by_kit = is_by_kit(candidate, tuned.steps);
+    if (by_kit && tuned.scoring.two_of_five) {
+      throw UserError("--two-of-five: not with " + candidate.name +
+                      ", which the host kit measures: it waits by itself");
+    }
+    const std::string unit = by_kit ? "cm" : unit_of(candidate.set);
+    if (units.empty()) units = unit;
+    if (units == unit) continue;
+    complain("zeto tune", candidate.name + " measures in " + (unit.empty() ? "no common unit" : unit) + ", others in " +
+                              units + ": one truth does not fit both");
+    return;
+  }
+}
+
+std::string seconds_of(const Stretch& stretch) {
+  return text("%g s to ", stretch.from_s) + (std::isinf(stretch.to_s) ? "the end" : text("%g s", stretch.to_s));
+}
+
+/// Rows of the table in which no set has an analysis.
+void warn_of_empty(const Tuned& tuned, const std::vector<Stretch>& stretches, const FileCounts& counts) {
+  for (size_t s = 0; s < stretches.size(); ++s) {
+    if (std::any_of(counts.of.begin(), counts.of.end(), [s](const auto& of) { return of[s].all() > 0; })) continue;
+    complain("zeto tune",
+             tuned.truth.paths[stretches[s].file] + ": no whole analysis from " + seconds_of(stretches[s]));
+  }
 }
 
 void tune(const TuneOptions& options) {
   Tuned tuned;
   remember_input(options.truth);
   tuned.truth = read_truth(options.truth);
+  for (const auto& path : tuned.truth.paths) remember_input(path);
   tuned.candidates = candidates_of(options.sets, options.grids, tuned.axes);
   tuned.scoring = options.scoring;
   tuned.steps = options.steps;
   tuned.prepare();
+  check_sets(tuned);
+  std::optional<NewFile> page;
+  std::optional<NewFile> best;
+  open_output("--html", options.html, page);
+  open_output("--best", options.best, best);
+  if (page && best && place_of(*page) == place_of(*best)) {
+    throw UserError("--html, --best: both are " + page->path());
+  }
   const size_t n = tuned.truth.files.size();
   std::vector<std::vector<Stretch>> stretches(n);
   for (const Stretch& stretch : tuned.truth.stretches) stretches[stretch.file].push_back(stretch);
@@ -67,10 +119,12 @@ void tune(const TuneOptions& options) {
   const auto use = [&](size_t i, const FileCounts& counts) {
     progress.clear();
     ++done;
-    warn("zeto tune", counts.warning);
+    for (const auto& warning : counts.warnings) warn("zeto tune", warning);
     if (!counts.fault.empty()) {
       complain("zeto tune", counts.fault);
       ++failed;
+    } else {
+      warn_of_empty(tuned, stretches[i], counts);
     }
     tuned.add(i, stretches[i], counts);
     idle();
@@ -79,11 +133,11 @@ void tune(const TuneOptions& options) {
   progress.clear();
   if (failed == n) throw SomeFilesFailed();
   tuned.rank();
-  if (options.html) write_text(*options.html, tune_page(tuned));
-  if (options.best) write_text(*options.best, parameters_json(tuned.candidates[tuned.ranking.front()]));
   print(options.json  ? tune_json(tuned)
         : options.csv ? tune_csv(tuned, !options.no_heading)
                       : tune_table(tuned, options.top));
+  if (page) write_text(*page, tune_page(tuned));
+  if (best) write_text(*best, parameters_json(tuned.candidates[tuned.ranking.front()]));
   if (failed > 0) throw SomeFilesFailed();
 }
 
@@ -115,7 +169,8 @@ void add_tune(CLI::App& app) {
       ->capture_default_str();
   verb->add_flag("--two-of-five", options->scoring.two_of_five,
                  "Score what a host shows if it waits until two of the last\n"
-                 "five agree, to twice the tolerance");
+                 "five agree, to twice the tolerance; the host kit waits by\n"
+                 "itself");
   verb->add_option("--top", options->top, "Sets to list")->type_name("N")->capture_default_str();
   verb->add_option("-j,--jobs", options->jobs, "Recordings to work on at a time. Default: one per processor")
       ->type_name("N")
@@ -133,8 +188,8 @@ void add_tune(CLI::App& app) {
       "  desk.wav,58,quiet,1,\n"
       "  desk2.wav,58,music,1,9.5\n"
       "  empty.wav,nobody,music,1,\n"
-      "Every set measures every recording; each file is read once. An analysis counts if\n"
-      "its 200 ms lie within a stretch:\n"
+      "Every set measures every recording; each file is read once for 256 sets. An analysis\n"
+      "counts if its 200 ms lie within a stretch:\n"
       "  right, wrong  with somebody there: shown and off by no more than the tolerance, or\n"
       "                by more; if the truth is any, all that is shown is right\n"
       "  missed        with somebody there, nothing is shown\n"
