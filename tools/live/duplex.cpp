@@ -39,7 +39,7 @@ void Duplex::process(float* speaker, const float* microphone, uint32_t n, uint32
   const auto taken = static_cast<uint32_t>(std::min<uint64_t>(n, left_));
   left_ -= taken;
   for (uint32_t at = 0; at < taken;) {
-    const uint32_t part = std::min(kMostSamples, taken - at);
+    const uint32_t part = std::min(kTable, taken - at);
     sense(speaker + at, microphone + at, part);
     at += part;
   }
