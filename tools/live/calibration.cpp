@@ -37,7 +37,7 @@ bool Calibration::is_complete() const {
   return calm_ >= kCalm && frames_.size() >= kKept;
 }
 
-void Calibration::save(const std::string& path, const zeto_set& set, double spacing_cm) const {
+std::string Calibration::save(const std::string& path, const zeto_set& set, double spacing_cm) const {
   const auto kept = std::span(frames_).first(kKept);
   std::vector<float> reference;
   std::vector<float> microphone;
@@ -45,13 +45,14 @@ void Calibration::save(const std::string& path, const zeto_set& set, double spac
     reference.push_back(frame.reference);
     microphone.push_back(frame.microphone);
   }
-  if (!is_table(reference, set)) throw UserError("--calibrate: the set's sweeps were not played without a gap");
+  if (!is_table(reference, set))
+    throw UserError(std::string(kCalibrate) + ": the set's sweeps were not played without a gap");
   if (!sensor_of(set, spacing_cm)->learn_from(microphone)) {
-    throw UserError("--calibrate: it was not still for four seconds; try again");
+    throw UserError(std::string(kCalibrate) + ": it was not still for four seconds; try again");
   }
-  Recorder recorder(path);
+  Recorder recorder(kCalibrate, path);
   recorder.write(kept);
-  recorder.keep();
+  return recorder.keep();
 }
 
 std::vector<float> read_calibration(const std::string& path, const zeto_set& set) {

@@ -1,6 +1,6 @@
-#include <algorithm>
 #include <vector>
 
+#include "audio/channel_check.hpp"
 #include "audio_file.hpp"
 #include "live/source.hpp"
 #include "sensing.hpp"
@@ -8,37 +8,41 @@
 namespace zeto::tool {
 namespace {
 
-constexpr uint32_t kBuffer = 480;
-
 class FileSource : public Source {
  public:
-  explicit FileSource(const std::string& path)
-      : path_(path), reader_(open_recording(path, {})), values_(2 * kMostSamples) {}
+  explicit FileSource(const std::string& path) : path_(path), reader_(open_recording(path, {})), values_(2 * kTable) {}
 
   void start(Duplex& duplex) override { duplex_ = &duplex; }
 
   bool wait() override {
-    const size_t got = reader_.read(values_) / 2;
-    std::vector<float> microphone(got);
-    std::vector<float> speaker(kBuffer);
-    for (size_t i = 0; i < got; ++i) microphone[i] = to_float(values_[2 * i + 1]);
-    for (size_t at = 0; at < got; at += kBuffer) {
-      const auto n = static_cast<uint32_t>(std::min<size_t>(kBuffer, got - at));
-      duplex_->process(speaker.data(), &microphone[at], n, time_);
-      time_ += n;
+    const auto values = std::span(values_).first(reader_.read(values_));
+    check_.take(values);
+    std::vector<float> reference;
+    std::vector<float> microphone;
+    for (size_t i = 0; i < values.size(); i += 2) {
+      reference.push_back(to_float(values[i]));
+      microphone.push_back(to_float(values[i + 1]));
     }
-    return got == kMostSamples;
+    duplex_->hear(reference.data(), microphone.data(), static_cast<uint32_t>(reference.size()));
+    return values.size() == values_.size();
   }
 
   std::string about() const override { return "listens to " + path_; }
-  uint32_t buffer() const override { return kBuffer; }
+  uint32_t buffer() const override { return 0; }
+
+  std::vector<std::string> warnings() const override {
+    std::vector<std::string> lines;
+    if (!reader_.warning().empty()) lines.push_back(reader_.warning());
+    for (const auto& warning : check_.warnings()) lines.push_back(path_ + ": " + warning);
+    return lines;
+  }
 
  private:
   std::string path_;
   AudioReader reader_;
+  ChannelCheck check_;
   std::vector<double> values_;
   Duplex* duplex_ = nullptr;
-  uint32_t time_ = 0;
 };
 
 }  // namespace
