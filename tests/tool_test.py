@@ -403,15 +403,21 @@ class ToolTest(unittest.TestCase):
             self.assertEqual((result.returncode, said in result.stderr), (0, True), result.stderr)
             return [json.loads(line) for line in result.stdout.splitlines()]
 
+        def check_profile(lines):
+            profile = [line for line in lines if "state" in line][-1]["profile_db"]
+            self.assertAlmostEqual(max(range(5, 81), key=profile.__getitem__), 30, delta=2)
+
         # Learning fails, and then does not.
         lines = live("--profile", "--from", "late.wav")
         self.assertIn("unheard", [line.get("cause") for line in lines if line.get("time_s", 9) < 5])
-        profile = [line for line in lines if "state" in line][-1]["profile_db"]
-        self.assertAlmostEqual(max(range(5, 81), key=profile.__getitem__), 30, delta=2)
+        self.assertFalse([line for line in lines if line.get("cause") == "unheard" and "profile_db" in line])
+        check_profile(lines)
         self.assertEqual(set(lines[-1]["summary"]), {"seconds", "clipped"})
         # What is learned once is good for the same sweeps only.
         live("--from", "hand.wav", "--calibrate", "quiet.wav", "-s", 6)
-        states = [line["state"] for line in live("--from", "hand.wav", "--learned", "quiet.wav") if "state" in line]
+        lines = live("--profile", "--from", "hand.wav", "--learned", "quiet.wav")
+        check_profile(lines)
+        states = [line["state"] for line in lines if "state" in line]
         self.assertEqual((states[0], states[-1]), ("nobody", "target"))
         # The recording's own reference counts, wherever it begins.
         run("simulate", "-d", 60, "-s", 2, "--wav", "echo.wav")
