@@ -49,7 +49,7 @@ void Duplex::process(float* speaker, const float* microphone, uint32_t n, uint32
 
 void Duplex::hear(const float* reference, const float* microphone, uint32_t n) noexcept {
   const uint32_t taken = to_take(n);
-  sense(reference, microphone, taken);
+  if (taken > 0) sense(reference, microphone, taken);
   if (taken < n) over_.store(true, std::memory_order_release);
 }
 

@@ -87,9 +87,9 @@ void end_on_signals() {
   std::signal(SIGPIPE, SIG_IGN);  // who reads along has gone: the recording is still kept
 }
 
+/// A background job would be stopped if it read.
 bool enter_was_pressed() {
-  if (isatty(STDIN_FILENO) == 0 || tcgetpgrp(STDIN_FILENO) != getpgrp())
-    return false;  // reading stops a background job
+  if (isatty(STDIN_FILENO) == 0 || tcgetpgrp(STDIN_FILENO) != getpgrp()) return false;
   pollfd keyboard{STDIN_FILENO, POLLIN, 0};
   char line[256];
   return poll(&keyboard, 1, 0) == 1 && read(STDIN_FILENO, line, sizeof line) > 0;
@@ -203,7 +203,8 @@ class Live {
 
   void tell_kept(const std::string& kept) {
     if (!options_.json) printer_.print(printable(kept) + "\n");
-    if (static_cast<double>(taken_) >= kMostRecordedSeconds * kSampleRate) warn("zeto live", "a recording ends after three hours");
+    if (static_cast<double>(taken_) >= kMostRecordedSeconds * kSampleRate)
+      warn("zeto live", "a recording ends after three hours");
   }
 
   void finish_calibration() {
