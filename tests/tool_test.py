@@ -425,6 +425,7 @@ class ToolTest(unittest.TestCase):
         seen = [line["delay_ms"] for line in live("--set", "default", "--from", "cut.wav") if "state" in line]
         self.assertEqual(seen, [float(row["measurement"]) if row["measurement"] != "rejected" else None
                                 for row in self.table("sense", "--csv", "cut.wav")][: len(seen)])
+        live("--from", "cut.wav", said="does not repeat")
         write_wav("same.wav", [reference] * 2)
         live("--from", "same.wav", said="both channels are the same")
         for args, why in [

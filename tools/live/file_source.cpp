@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <vector>
 
 #include "audio/channel_check.hpp"
@@ -10,7 +11,8 @@ namespace {
 
 class FileSource : public Source {
  public:
-  explicit FileSource(const std::string& path) : path_(path), reader_(open_recording(path, {})), values_(2 * kTable) {}
+  FileSource(const std::string& path, bool is_table)
+      : path_(path), reader_(open_recording(path, {})), is_table_(is_table), values_(2 * kTable) {}
 
   void start(Duplex& duplex) override { duplex_ = &duplex; }
 
@@ -23,6 +25,7 @@ class FileSource : public Source {
       reference.push_back(to_float(values[i]));
       microphone.push_back(to_float(values[i + 1]));
     }
+    compare(reference);
     duplex_->hear(reference.data(), microphone.data(), static_cast<uint32_t>(reference.size()));
     return values.size() == values_.size();
   }
@@ -34,21 +37,41 @@ class FileSource : public Source {
     std::vector<std::string> lines;
     if (!reader_.warning().empty()) lines.push_back(reader_.warning());
     for (const auto& warning : check_.warnings()) lines.push_back(path_ + ": " + warning);
+    if (is_table_ && change_ > kSameShare * power_) {
+      lines.push_back(path_ + ": the reference does not repeat every 200 ms as this set's sweeps do; see --set");
+    }
     return lines;
   }
 
  private:
+  /// With the 200 ms before.
+  void compare(const std::vector<float>& reference) {
+    for (size_t i = 0; i < std::min(reference.size(), before_.size()); ++i) {
+      const auto now = static_cast<double>(reference[i]);
+      const double change = now - static_cast<double>(before_[i]);
+      power_ += now * now;
+      change_ += change * change;
+    }
+    before_ = reference;
+  }
+
+  static constexpr double kSameShare = 0.1;  // of the power; what does not repeat changes by twice of it
+
   std::string path_;
   AudioReader reader_;
   ChannelCheck check_;
+  bool is_table_;
+  std::vector<float> before_;
+  double power_ = 0.0;
+  double change_ = 0.0;
   std::vector<double> values_;
   Duplex* duplex_ = nullptr;
 };
 
 }  // namespace
 
-std::unique_ptr<Source> file_source(const std::string& path) {
-  return std::make_unique<FileSource>(path);
+std::unique_ptr<Source> file_source(const std::string& path, bool is_table) {
+  return std::make_unique<FileSource>(path, is_table);
 }
 
 }  // namespace zeto::tool

@@ -57,8 +57,8 @@ uint64_t most_samples(const LiveOptions& options) {
   return static_cast<uint64_t>(seconds * kSampleRate);
 }
 
-std::unique_ptr<Source> source_for(const LiveOptions& options) {
-  if (options.from) return file_source(*options.from);
+std::unique_ptr<Source> source_for(const LiveOptions& options, const zeto_set& set) {
+  if (options.from) return file_source(*options.from, is_for_kit(set));
   Connections connections;
   connections.any = !options.no_connect;
   if (!options.ports.empty()) connections.ports = {options.ports.at(0), options.ports.at(1)};
@@ -110,7 +110,7 @@ class Live {
     if (options.profile) profile_.emplace(set_, options.spacing_cm);
     if (options.learned) learn_from(*options.learned);
     if (options.record) recorder_.emplace("--record", *options.record);
-    source_ = source_for(options);
+    source_ = source_for(options, set_);
     if (!options.calibrate) return;
     if (options.record && are_same(*options.record, *options.calibrate)) {
       throw UserError("--calibrate: is also the file to --record");

@@ -40,6 +40,7 @@ struct Connections {
 std::unique_ptr<Source> jack_source(const Connections& connections);
 
 /// A recording, as fast as it goes: its first channel in place of what is played, its second in place of the microphone.
-std::unique_ptr<Source> file_source(const std::string& path);
+/// @param is_table  warn if the first channel does not repeat every 200 ms, as the kit's sweep table does.
+std::unique_ptr<Source> file_source(const std::string& path, bool is_table);
 
 }  // namespace zeto::tool
