@@ -16,8 +16,8 @@ class Ticks : public Sensor {
   void play(float*, uint32_t) noexcept override {}
   bool capture(const float*, const float*, uint32_t n, LiveReading& sensed) noexcept override {
     captured_ += n;
-    sensed.end = captured_ / kTable * kTable;
-    return captured_ % kTable < n;
+    sensed.end = captured_ / kFrame * kFrame;
+    return captured_ % kFrame < n;
   }
   void learn() noexcept override {}
   bool learn_from(std::span<const float>) override { return false; }
@@ -30,7 +30,7 @@ TEST(Duplex, SoundWithoutRoomIsSilenceOfItsLength) {
   constexpr uint32_t kBuffer = 500;
   constexpr uint32_t kRoom = 1 << 18;
   constexpr uint32_t kStall = 1500 * kBuffer;  // longer than all 64 readings
-  constexpr uint32_t kTaken = 3 * kTable + 7;
+  constexpr uint32_t kTaken = 3 * kFrame + 7;
   constexpr uint32_t kGapFrom = kRoom / kBuffer * kBuffer;
   Ticks ticks;
   Duplex duplex(ticks, 1U << 24);
@@ -55,12 +55,12 @@ TEST(Duplex, SoundWithoutRoomIsSilenceOfItsLength) {
   };
   play(kStall);
   EXPECT_EQ(duplex.counts().unstored, kStall - kGapFrom);
-  EXPECT_EQ(duplex.counts().unshown, kStall / kTable - 64);
+  EXPECT_EQ(duplex.counts().unshown, kStall / kFrame - 64);
   take(kTaken);
   play(20 * kBuffer);
   for (uint32_t before = taken + 1; before != taken;) {
     before = taken;
-    take(kTable);
+    take(kFrame);
   }
   EXPECT_EQ(taken, played);
 }

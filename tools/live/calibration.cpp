@@ -9,7 +9,7 @@
 namespace zeto::tool {
 namespace {
 
-constexpr size_t kKept = 20 * kTable;  // learning takes three seconds of these four
+constexpr size_t kKept = 20 * kFrame;  // learning takes three seconds of these four
 constexpr int kCalm = 8;               // results: then all that is kept is from after learning began
 constexpr size_t kMost = 60 * 48000;   // samples of a file that is read
 
@@ -24,8 +24,8 @@ bool is_table(const std::vector<float>& reference, const zeto_set& set) {
 
 void Calibration::take(std::span<const Frame> frames) {
   frames_.insert(frames_.end(), frames.begin(), frames.end());
-  if (frames_.size() >= kKept + kTable) {
-    frames_.erase(frames_.begin(), frames_.end() - static_cast<std::ptrdiff_t>(kKept + frames_.size() % kTable));
+  if (frames_.size() >= kKept + kFrame) {
+    frames_.erase(frames_.begin(), frames_.end() - static_cast<std::ptrdiff_t>(kKept + frames_.size() % kFrame));
   }
 }
 

@@ -37,7 +37,7 @@ void Duplex::process(float* speaker, const float* microphone, uint32_t n, uint32
 
   const uint32_t taken = to_take(n);
   for (uint32_t at = 0; at < taken;) {
-    const uint32_t part = std::min(kTable, taken - at);
+    const uint32_t part = std::min(kFrame, taken - at);
     sensor_.play(speaker + at, part);
     sense(speaker + at, microphone + at, part);
     at += part;

@@ -36,7 +36,7 @@ class Duplex {
 
   /// @param time  the buffer's first sample by the server's count, which wraps.
   void process(float* speaker, const float* microphone, uint32_t n, uint32_t time) noexcept;
-  /// In its place for a recording: what was played and heard at that time. Up to kTable samples.
+  /// In its place for a recording: what was played and heard at that time. Up to kFrame samples.
   void hear(const float* reference, const float* microphone, uint32_t n) noexcept;
   /// On any thread.
   void note_xrun() noexcept { xruns_.fetch_add(1, std::memory_order_relaxed); }

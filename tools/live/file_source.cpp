@@ -12,7 +12,7 @@ namespace {
 class FileSource : public Source {
  public:
   FileSource(const std::string& path, bool is_table)
-      : path_(path), reader_(open_recording(path, {})), is_table_(is_table), values_(2 * kTable) {}
+      : path_(path), reader_(open_recording(path, {})), is_table_(is_table), values_(2 * kFrame) {}
 
   void start(Duplex& duplex) override { duplex_ = &duplex; }
 

@@ -227,7 +227,7 @@ class Live {
   Calibration calibration_;
   std::optional<RangeProfile> profile_;
   std::optional<Recorder> recorder_;
-  std::vector<Frame> pieces_ = std::vector<Frame>(kTable);
+  std::vector<Frame> pieces_ = std::vector<Frame>(kFrame);
   uint64_t taken_ = 0;    // samples
   uint64_t dropped_ = 0;  // of the counts, told
   uint64_t clipped_ = 0;

@@ -30,11 +30,11 @@ double weight_at(double hz, double start_hz) {
 RangeProfile::RangeProfile(const zeto_set& set, double spacing_cm)
     : half_spacing_(0.5 * spacing_cm),
       distances_(static_cast<size_t>(set.greatest_cm) + 1),
-      past_(kTables * kTable),
-      quiet_(kTable),
+      past_(kTables * kFrame),
+      quiet_(kFrame),
       fourier_(kTransform),
       played_(kTransform) {
-  std::vector<float> table(kTable);
+  std::vector<float> table(kFrame);
   SweepTable(sweep_of(set)).play(HostFormat::kFloat, std::span(table));
   std::copy(table.begin(), table.end(), played_.begin());
   fourier_.transform(played_);
@@ -45,7 +45,7 @@ RangeProfile::RangeProfile(const zeto_set& set, double spacing_cm)
 }
 
 void RangeProfile::learn_from(std::span<const float> microphone) {
-  for (const float sample : microphone.first(microphone.size() / kTable * kTable)) hear(sample);
+  for (const float sample : microphone.first(microphone.size() / kFrame * kFrame)) hear(sample);
   captured_ = 0;
   keep_quiet();
 }
@@ -56,7 +56,7 @@ void RangeProfile::take(std::span<const Frame> frames) {
 
 void RangeProfile::keep_quiet() {
   std::fill(quiet_.begin(), quiet_.end(), 0.0);
-  for (size_t i = 0; i < past_.size(); ++i) quiet_[i % kTable] += past_[i] / kTables;
+  for (size_t i = 0; i < past_.size(); ++i) quiet_[i % kFrame] += past_[i] / kTables;
   direct_ = 0.0;
 }
 
@@ -70,9 +70,9 @@ std::vector<float> RangeProfile::of(const LiveReading& sensed) {
     latency_ = static_cast<double>(sensed.learned.latency_ms) * kSampleRate / 1000.0;
     direct_ = std::fmax(strengths(quiet_)[0], kLeast);
   }
-  std::vector<double> rest(kTable);
-  for (uint64_t at = captured_ + past_.size() - kTable; at < captured_ + past_.size(); ++at) {
-    rest[at % kTable] = past_[at % past_.size()] - quiet_[at % kTable];
+  std::vector<double> rest(kFrame);
+  for (uint64_t at = captured_ + past_.size() - kFrame; at < captured_ + past_.size(); ++at) {
+    rest[at % kFrame] = past_[at % past_.size()] - quiet_[at % kFrame];
   }
   std::vector<float> levels;
   for (const double strength : strengths(rest)) {
@@ -84,7 +84,7 @@ std::vector<float> RangeProfile::of(const LiveReading& sensed) {
 std::vector<double> RangeProfile::strengths(std::span<const double> heard) const {
   const auto first = static_cast<size_t>(latency_);
   std::vector<std::complex<double>> x(kTransform);
-  for (size_t i = 0; i < kTransform; ++i) x[i] = heard[(first + i) % kTable];
+  for (size_t i = 0; i < kTransform; ++i) x[i] = heard[(first + i) % kFrame];
   fourier_.transform(x);
   for (size_t i = 0; i < kTransform; ++i) x[i] *= played_[i];
   fourier_.invert(x);

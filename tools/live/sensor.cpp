@@ -35,12 +35,12 @@ class KitSensor : public Sensor {
   // The table goes on where it was, so the recording ends with a whole frame, and so does what is skipped of the
   // capture: the room is still silent when playing begins.
   bool learn_from(std::span<const float> microphone) override {
-    microphone = microphone.first(microphone.size() / kTable * kTable);
+    microphone = microphone.first(microphone.size() / kFrame * kFrame);
     std::vector<Reading> readings;
     kit_.take(microphone, readings);
     if (readings.empty() || readings.back().state != ZETO_HOST_NOBODY) return false;
     number_ = readings.back().number;
-    settling_ = 2 * kTable;
+    settling_ = 2 * kFrame;
     before_ = microphone.size() - settling_;
     return true;
   }
@@ -55,25 +55,25 @@ class KitSensor : public Sensor {
 class WrapperSensor : public Sensor {
  public:
   explicit WrapperSensor(const zeto_set& set)
-      : downlink_(HostFormat::kFloat, set.chirp), uplink_(HostFormat::kFloat, set.hear), samples_(3 * kTable) {}
+      : downlink_(HostFormat::kFloat, set.chirp), uplink_(HostFormat::kFloat, set.hear), samples_(3 * kFrame) {}
 
   void play(float* speaker, uint32_t n) noexcept override {
     std::fill_n(speaker, n, 0.0F);
     downlink_.process(std::span(speaker, n));
   }
 
-  // Analysis k shows from the returned sample kTable k - 1 on.
+  // Analysis k shows from the returned sample kFrame k - 1 on.
   bool capture(const float* reference, const float* microphone, uint32_t n, LiveReading& sensed) noexcept override {
     const std::span all(samples_);
-    const auto in1 = all.first(n), in2 = all.subspan(kTable, n), out = all.subspan(2 * kTable, n);
+    const auto in1 = all.first(n), in2 = all.subspan(kFrame, n), out = all.subspan(2 * kFrame, n);
     std::copy_n(reference, n, in1.begin());
     std::copy_n(microphone, n, in2.begin());
     uplink_.process(in1, in2, out);
     const uint64_t before = captured_;
     captured_ += n;
-    if (captured_ / kTable == before / kTable) return false;
+    if (captured_ / kFrame == before / kFrame) return false;
     sensed = {};
-    sensed.end = captured_ / kTable * kTable;
+    sensed.end = captured_ / kFrame * kFrame;
     sensed.measurement = static_cast<int32_t>(std::lrint(out[sensed.end - 1 - before] * 32768.0F));
     return true;
   }

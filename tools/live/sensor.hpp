@@ -10,7 +10,7 @@
 namespace zeto::tool {
 
 /// Samples of 200 ms: of a reading, of the kit's sweep table, and the most that a sensor takes at a time.
-constexpr uint32_t kTable = 9600;
+constexpr uint32_t kFrame = 9600;
 
 /// What is known every 200 ms.
 struct LiveReading {
