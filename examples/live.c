@@ -41,7 +41,8 @@ static void shut_down(void* unused) {
 
 static void show(zeto_host_reading now) {
   char bar[41];
-  const int full = now.state == ZETO_HOST_TARGET ? (int)(now.distance_cm / 2.0f) % 41 : 0;
+  const int length = now.state == ZETO_HOST_TARGET ? (int)(now.distance_cm / 2.0f) : 0;
+  const int full = length < 40 ? length : 40;
   memset(bar, '=', sizeof bar);
   bar[full] = '\0';
   printf("%6.1f s  %-9s", (double)now.end / ZETO_SAMPLE_RATE, kStates[now.state]);
@@ -68,7 +69,10 @@ static int run(const char* to, const char* from) {
   microphone = jack_port_register(client, "microphone", JACK_DEFAULT_AUDIO_TYPE, JackPortIsInput, 0);
   jack_set_process_callback(client, process, NULL);
   jack_on_shutdown(client, shut_down, NULL);
-  if (!speaker || !microphone || jack_activate(client) != 0) return 1;
+  if (!speaker || !microphone || jack_activate(client) != 0) {
+    fputs("live: the JACK server does not start the client\n", stderr);
+    return 1;
+  }
   if (!connect_to(to, JackPortIsInput) || !connect_to(from, JackPortIsOutput)) return 1;
   while (!atomic_load(&gone)) {
     unsigned at = atomic_load_explicit(&taken, memory_order_relaxed);
@@ -83,6 +87,10 @@ static int run(const char* to, const char* from) {
 }
 
 int main(int argc, char** argv) {
+  if (argc != 1 && argc != 3) {
+    fputs("usage: live [SPEAKER-PORT MICROPHONE-PORT]\n", stderr);
+    return 1;
+  }
   client = jack_client_open("zeto-live", JackNoStartServer, NULL);
   if (!client) {
     fputs("live: no JACK server answers\n", stderr);
@@ -94,9 +102,11 @@ int main(int argc, char** argv) {
   host = memory ? zeto_host_init(memory, &param) : NULL;
   if (jack_get_sample_rate(client) != ZETO_SAMPLE_RATE) {
     fputs("live: the JACK server must run at 48000 Hz\n", stderr);
-  } else if (host) {
+  } else if (!host) {
+    fputs("live: out of memory\n", stderr);
+  } else {
     zeto_host_learn(host); /* keep away for three seconds */
-    status = run(argc > 2 ? argv[1] : NULL, argc > 2 ? argv[2] : NULL);
+    status = run(argc == 3 ? argv[1] : NULL, argc == 3 ? argv[2] : NULL);
   }
   jack_client_close(client);
   free(memory);

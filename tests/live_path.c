@@ -46,6 +46,7 @@ int main(int argc, char** argv) {
   if (!client) return 1;
   in = jack_port_register(client, "in", JACK_DEFAULT_AUDIO_TYPE, JackPortIsInput, 0);
   out = jack_port_register(client, "out", JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0);
+  jack_port_register(client, "midi", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0); /* takes no sound */
   jack_set_process_callback(client, process, NULL);
   jack_on_shutdown(client, end, NULL);
   if (!in || !out || jack_activate(client) != 0) return 1;

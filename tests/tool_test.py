@@ -393,6 +393,51 @@ class ToolTest(unittest.TestCase):
         rows = self.table("sense", "--csv", "chirp.wav", "--align", 30.2)
         self.assertIn("58", {row["measurement"] for row in rows})
 
+    def test_live_listens_to_recordings(self):
+        hand = ["--set", "hand", "--phone", "--target-cm", 30, "--present", "6-", "-s", 9]
+        self.simulate(*hand, "--wav", "hand.wav")
+        reference, microphone = read_wav("hand.wav")
+        write_wav("late.wav", [reference, [0] * 72000 + microphone[72000:]])
+
+        def live(*args, said=""):
+            result = run("live", "--json", *args)
+            self.assertEqual((result.returncode, said in result.stderr), (0, True), result.stderr)
+            return [json.loads(line) for line in result.stdout.splitlines()]
+
+        def check_profile(lines):
+            profile = [line for line in lines if "state" in line][-1]["profile_db"]
+            self.assertAlmostEqual(max(range(5, 81), key=profile.__getitem__), 30, delta=2)
+
+        # Learning fails, and then does not.
+        lines = live("--profile", "--from", "late.wav")
+        self.assertIn("unheard", [line.get("cause") for line in lines if line.get("time_s", 9) < 5])
+        self.assertFalse([line for line in lines if line.get("cause") == "unheard" and "profile_db" in line])
+        check_profile(lines)
+        self.assertEqual(set(lines[-1]["summary"]), {"seconds", "clipped"})
+        # What is learned once is good for the same sweeps only.
+        live("--from", "hand.wav", "--calibrate", "quiet.wav", "-s", 6)
+        lines = live("--profile", "--from", "hand.wav", "--learned", "quiet.wav")
+        check_profile(lines)
+        states = [line["state"] for line in lines if "state" in line]
+        self.assertEqual((states[0], states[-1]), ("nobody", "target"))
+        # The recording's own reference counts, wherever it begins.
+        run("simulate", "-d", 60, "-s", 2, "--wav", "echo.wav")
+        write_wav("cut.wav", [channel[6240:] for channel in read_wav("echo.wav")])
+        seen = [line["delay_ms"] for line in live("--set", "default", "--from", "cut.wav") if "state" in line]
+        self.assertEqual(seen, [float(row["measurement"]) if row["measurement"] else None
+                                for row in self.table("sense", "--csv", "cut.wav")][: len(seen)])
+        live("--from", "cut.wav", said="does not repeat")
+        write_wav("same.wav", [reference] * 2)
+        live("--from", "same.wav", said="both channels are the same")
+        for args, why in [
+            (["--from", "hand.wav", "--calibrate", "new.wav", "-s", 3], "six seconds"),
+            (["--from", "late.wav", "--calibrate", "new.wav", "-s", 6], "not still"),
+            (["--from", "cut.wav", "--amp-milli", 90, "--learned", "quiet.wav"], "something else"),
+        ]:
+            result = run("live", *args)
+            self.assertIn(why, result.stderr)
+            self.assertEqual((result.returncode > 0, result.stderr.count("\n"), os.path.exists("new.wav")), (True, 1, False))
+
     def test_errors_are_one_line_and_leave_nothing_behind(self):
         second = [[0] * 48000] * 2
         write_wav("good.wav", second)
@@ -426,6 +471,8 @@ class ToolTest(unittest.TestCase):
             (["simulate", "-d", 5, "--gain", "inf"], "--gain"), (["simulate", "-d", 5, "-e", "5;1"], "--echo"),
             (["simulate", "-d", 5, "--snr-db", "nan"], "--snr-db"), (["simulate", "-d", 5, "-s", 0.1], "--seconds"),
             (["simulate", "-d", 5, "--gain", 0, "--snr-db", 3], "silent"), (["simulate"], "--delay-ms"),
+            (["live", "--record", "-"], ".wav"), (["live", "--from", "good.wav", "--calibrate", "new.flac"], ".wav"),
+            (["live", "--from", "good.wav", "--no-connect"], "--no-connect"),
             (["emit", "-s", 0], "--seconds"), (["measure", "-x"], "unknown verb measure (see"), (["sens"], "did you mean sense?"), (["help", "nix"], "verb nix"),
             (["simulate", "-d", 5, "--UltraHz-scop", 3], "did you mean --UltraHz-scope?"),
             (["emit", "--set", "x"], "default, finer, hand"),

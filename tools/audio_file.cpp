@@ -187,6 +187,10 @@ AudioWriter::AudioWriter(std::string path, HostFormat format, int channels)
   sf_command(file_.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);  // it holds a time: same samples, same file
 }
 
+void AudioWriter::keep_header_true() {
+  sf_command(file_.get(), SFC_SET_UPDATE_HEADER_AUTO, nullptr, SF_TRUE);
+}
+
 void AudioWriter::write(std::span<const int16_t> samples) {
   check(sf_write_short(file_.get(), samples.data(), static_cast<sf_count_t>(samples.size())), samples.size());
 }
@@ -212,7 +216,7 @@ void AudioWriter::commit() {
 }
 
 void AudioWriter::check(int64_t written, size_t wanted) const {
-  if (written == static_cast<int64_t>(wanted)) return;
+  if (written == static_cast<int64_t>(wanted) && sf_error(file_.get()) == SF_ERR_NO_ERROR) return;
   const char* why = errno != 0 ? std::strerror(errno) : sf_strerror(file_.get());
   throw UserError("cannot write " + target_.path() + ": " + why);
 }

@@ -73,6 +73,9 @@ class AudioWriter {
  public:
   AudioWriter(std::string path, HostFormat format, int channels = 1);
 
+  /// From now on the header tells after each write() how long the file is: a process that is killed leaves a temporary
+  /// file that can be read.
+  void keep_header_true();
   void write(std::span<const int16_t> samples);  ///< format 1
   void write(std::span<const int32_t> samples);  ///< formats 2 (right-justified, as a wrapper takes them) and 3
   void write(std::span<const float> samples);    ///< format 4

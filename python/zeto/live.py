@@ -98,12 +98,17 @@ def listen(words: List[str], tool: Optional[str]) -> "subprocess.Popen[str]":
     return subprocess.Popen([tool, "live", "--json", "--profile", *words], stdout=subprocess.PIPE, text=True)
 
 
-def show(lines: TextIO, picture: Picture) -> None:
-    """In a window, until it is closed."""
+def show(lines: TextIO, picture: Picture) -> bool:
+    """In a window, until it is closed. Returns whether Ctrl-C closed it."""
     import matplotlib.pyplot as plt
     from matplotlib.animation import FuncAnimation  # type: ignore[import]
 
     heard: "queue.Queue[Line]" = queue.Queue()
+    interrupted = threading.Event()
+
+    def interrupt(*_: Any) -> None:
+        interrupted.set()
+        plt.close("all")
 
     def read() -> None:
         for line in objects(lines):
@@ -114,10 +119,12 @@ def show(lines: TextIO, picture: Picture) -> None:
             picture.add(heard.get())
         return picture.draw()
 
+    signal.signal(signal.SIGINT, interrupt)
     threading.Thread(target=read, daemon=True).start()
     moving = FuncAnimation(picture.figure, update, interval=100, cache_frame_data=False)
     plt.show()
     del moving
+    return interrupted.is_set()
 
 
 def arguments() -> Tuple[argparse.Namespace, List[str]]:
@@ -139,20 +146,18 @@ def run(options: argparse.Namespace, handed: List[str]) -> int:
     else:
         lines = sys.stdin if options.lines == "-" else open(options.lines)
     assert lines is not None
-    try:
-        if options.out:
-            from . import plot  # without a window
+    # Ctrl-C reaches the tool as well, which then ends in good order. A second signal would end it at once.
+    if options.out:
+        signal.signal(signal.SIGINT, signal.SIG_IGN)
+        from . import plot  # without a window
 
-            picture = Picture()
-            for line in objects(lines):
-                picture.add(line)
-            picture.draw()
-            plot.save(picture.figure, options.out)
-        else:
-            show(lines, Picture())
-    finally:
-        if child and child.poll() is None:
-            child.send_signal(signal.SIGINT)  # it puts its recording in place
+        picture = Picture()
+        for line in objects(lines):
+            picture.add(line)
+        picture.draw()
+        plot.save(picture.figure, options.out)
+    elif not show(lines, Picture()) and child:
+        child.send_signal(signal.SIGINT)  # it puts its recording in place
     return child.wait() if child else 0
 
 

@@ -9,17 +9,23 @@
 namespace zeto::tool {
 namespace {
 
-constexpr size_t kTable = 9600;        // samples
-constexpr size_t kKept = 20 * kTable;  // learning takes three seconds of these four
+constexpr size_t kKept = 20 * kFrame;  // learning takes three seconds of these four
 constexpr int kCalm = 8;               // results: then all that is kept is from after learning began
 constexpr size_t kMost = 60 * 48000;   // samples of a file that is read
+
+/// Whether this is the set's sweep table from its start on, without a gap.
+bool is_table(const std::vector<float>& reference, const zeto_set& set) {
+  std::vector<float> played(reference.size());
+  SweepTable(sweep_of(set)).play(HostFormat::kFloat, std::span(played));
+  return played == reference;
+}
 
 }  // namespace
 
 void Calibration::take(std::span<const Frame> frames) {
   frames_.insert(frames_.end(), frames.begin(), frames.end());
-  if (frames_.size() >= kKept + kTable) {
-    frames_.erase(frames_.begin(), frames_.end() - static_cast<std::ptrdiff_t>(kKept + frames_.size() % kTable));
+  if (frames_.size() >= kKept + kFrame) {
+    frames_.erase(frames_.begin(), frames_.end() - static_cast<std::ptrdiff_t>(kKept + frames_.size() % kFrame));
   }
 }
 
@@ -31,16 +37,22 @@ bool Calibration::is_complete() const {
   return calm_ >= kCalm && frames_.size() >= kKept;
 }
 
-void Calibration::save(const std::string& path, const zeto_set& set, double spacing_cm) const {
+std::string Calibration::save(const std::string& path, const zeto_set& set, double spacing_cm) const {
   const auto kept = std::span(frames_).first(kKept);
+  std::vector<float> reference;
   std::vector<float> microphone;
-  for (const Frame& frame : kept) microphone.push_back(frame.microphone);
-  if (!sensor_of(set, spacing_cm)->learn_from(microphone)) {
-    throw UserError("--calibrate: it was not still for four seconds; try again");
+  for (const Frame& frame : kept) {
+    reference.push_back(frame.reference);
+    microphone.push_back(frame.microphone);
   }
-  Recorder recorder(path);
+  if (!is_table(reference, set))
+    throw UserError(std::string(kCalibrate) + ": the set's sweeps were not played without a gap");
+  if (!sensor_of(set, spacing_cm)->learn_from(microphone)) {
+    throw UserError(std::string(kCalibrate) + ": it was not still for four seconds; try again");
+  }
+  Recorder recorder(kCalibrate, path);
   recorder.write(kept);
-  recorder.keep();
+  return recorder.keep();
 }
 
 std::vector<float> read_calibration(const std::string& path, const zeto_set& set) {
@@ -50,13 +62,14 @@ std::vector<float> read_calibration(const std::string& path, const zeto_set& set
   if (n > kMost) fail("longer than a minute; made by --calibrate?");
   std::vector<double> values(2 * n);
   reader.read(values);
-  std::vector<float> played(n);
+  std::vector<float> reference(n);
   std::vector<float> microphone(n);
-  SweepTable(sweep_of(set)).play(HostFormat::kFloat, std::span(played));
   for (size_t i = 0; i < n; ++i) {
-    if (to_float(values[2 * i]) != played[i]) fail("something else was played; the same set and options are needed");
+    reference[i] = to_float(values[2 * i]);
     microphone[i] = to_float(values[2 * i + 1]);
   }
+  if (!is_table(reference, set)) fail("something else was played; the same sweeps and amplitude are needed");
+  warn("zeto live", reader.warning());
   return microphone;
 }
 

@@ -9,6 +9,8 @@
 
 namespace zeto::tool {
 
+constexpr const char* kCalibrate = "--calibrate";
+
 /// Collects sound while a sensor learns, and tells when there is enough.
 class Calibration {
  public:
@@ -17,8 +19,9 @@ class Calibration {
   void take(const LiveReading& sensed);
   bool is_complete() const;
 
-  /// Writes the last seconds. Throws UserError if a new sensor of that set does not learn from them, or they cannot be written.
-  void save(const std::string& path, const zeto_set& set, double spacing_cm) const;
+  /// Writes the last seconds. Throws UserError if a new sensor of that set does not learn from them, or they cannot be
+  /// written. Returns what the file holds, a text.
+  std::string save(const std::string& path, const zeto_set& set, double spacing_cm) const;
 
  private:
   std::vector<Frame> frames_;  // the last, from a start of the sweep table on

@@ -9,7 +9,8 @@ namespace zeto::tool {
 namespace {
 
 constexpr size_t kRoomFrames = 1 << 18;  // 5.4 s, should the disk be slow
-constexpr size_t kRoomSensed = 64;       // 12.8 s
+constexpr size_t kRoomSensed = 64;       // readings
+constexpr size_t kRoomGaps = 64;
 constexpr uint32_t kFade = 480;          // samples: a sweep that is cut off clicks
 constexpr uint32_t kMostGap = 1U << 31;  // beyond, the server's count has gone back
 
@@ -25,7 +26,7 @@ uint64_t of(const std::atomic<uint64_t>& counter) noexcept {
 }  // namespace
 
 Duplex::Duplex(Sensor& sensor, uint64_t most)
-    : sensor_(sensor), left_(most), fading_(kFade), frames_(kRoomFrames), sensed_(kRoomSensed) {}
+    : sensor_(sensor), left_(most), fading_(kFade), frames_(kRoomFrames), gaps_(kRoomGaps), sensed_(kRoomSensed) {}
 
 void Duplex::process(float* speaker, const float* microphone, uint32_t n, uint32_t time) noexcept {
   using Clock = std::chrono::steady_clock;
@@ -34,12 +35,10 @@ void Duplex::process(float* speaker, const float* microphone, uint32_t n, uint32
   begun_ = true;
   due_ = time + n;
 
-  if (learn_.exchange(false, std::memory_order_relaxed)) sensor_.learn();
-  if (stopping_.load(std::memory_order_relaxed)) left_ = 0;
-  const auto taken = static_cast<uint32_t>(std::min<uint64_t>(n, left_));
-  left_ -= taken;
+  const uint32_t taken = to_take(n);
   for (uint32_t at = 0; at < taken;) {
-    const uint32_t part = std::min(kMostSamples, taken - at);
+    const uint32_t part = std::min(kFrame, taken - at);
+    sensor_.play(speaker + at, part);
     sense(speaker + at, microphone + at, part);
     at += part;
   }
@@ -48,13 +47,51 @@ void Duplex::process(float* speaker, const float* microphone, uint32_t n, uint32
   measure(static_cast<uint64_t>(std::chrono::nanoseconds(Clock::now() - begin).count()), n);
 }
 
-void Duplex::sense(float* speaker, const float* microphone, uint32_t n) noexcept {
-  sensor_.play(speaker, n);
+void Duplex::hear(const float* reference, const float* microphone, uint32_t n) noexcept {
+  const uint32_t taken = to_take(n);
+  if (taken > 0) sense(reference, microphone, taken);
+  if (taken < n) over_.store(true, std::memory_order_release);
+}
+
+uint32_t Duplex::to_take(uint32_t n) noexcept {
+  if (learn_.exchange(false, std::memory_order_relaxed)) sensor_.learn();
+  if (stopping_.load(std::memory_order_relaxed)) left_ = 0;
+  const auto taken = static_cast<uint32_t>(std::min<uint64_t>(n, left_));
+  left_ -= taken;
+  return taken;
+}
+
+void Duplex::sense(const float* reference, const float* microphone, uint32_t n) noexcept {
   LiveReading sensed{};
-  const bool is_new = sensor_.capture(speaker, microphone, n, sensed);
-  const bool stored = frames_.push(n, [&](size_t i) { return Frame{speaker[i], microphone[i]}; });
-  if (!stored) add(unstored_, n);
-  if (is_new) sensed_.push(1, [&](size_t) { return sensed; });
+  const bool is_new = sensor_.capture(reference, microphone, n, sensed);
+  if (!store(reference, microphone, n)) add(unstored_, n);
+  if (is_new && !sensed_.push(1, [&](size_t) { return sensed; })) add(unshown_, 1);
+}
+
+bool Duplex::store(const float* reference, const float* microphone, uint32_t n) noexcept {
+  const bool has_room = frames_.has_room(n) && (gap_.length == 0 || gaps_.push(1, [&](size_t) { return gap_; }));
+  if (!has_room) {
+    gap_.length += n;
+    return false;
+  }
+  frames_.push(n, [&](size_t i) { return Frame{reference[i], microphone[i]}; });
+  gap_ = {gap_.begin + gap_.length + n, 0};
+  return true;
+}
+
+size_t Duplex::take(std::span<Frame> frames) noexcept {
+  size_t n = std::min(frames.size(), frames_.size());  // a gap before these is known by now
+  if (silence_.length == 0) gaps_.pop(&silence_, 1);
+  if (silence_.length > 0 && silence_.begin == given_) {
+    n = std::min<uint64_t>(frames.size(), silence_.length);
+    std::fill_n(frames.begin(), n, Frame{});
+    silence_ = {silence_.begin + n, silence_.length - n};
+  } else {
+    if (silence_.length > 0) n = std::min<uint64_t>(n, silence_.begin - given_);
+    frames_.pop(frames.data(), n);
+  }
+  given_ += n;
+  return n;
 }
 
 void Duplex::fade_out(float* speaker, uint32_t n) noexcept {
@@ -74,7 +111,8 @@ void Duplex::measure(uint64_t ns, uint32_t n) noexcept {
 }
 
 Counts Duplex::counts() const noexcept {
-  return {of(callbacks_), of(late_), of(dropped_), of(xruns_), of(unstored_), of(worst_ns_), of(total_ns_)};
+  return {of(callbacks_), of(late_),    of(dropped_),  of(xruns_),
+          of(unstored_),  of(unshown_), of(worst_ns_), of(total_ns_)};
 }
 
 }  // namespace zeto::tool

@@ -16,7 +16,7 @@ namespace zeto::tool {
 namespace {
 
 constexpr std::chrono::milliseconds kNap(20);
-constexpr std::chrono::seconds kPatience(3);  // without a callback
+constexpr int kPatience = 150;  // naps without a callback: three seconds. A process that was stopped has not waited.
 
 void say_if_verbose(const char* message) {
   if (verbose) std::fprintf(stderr, "jack: %s\n", printable(message).c_str());
@@ -40,8 +40,12 @@ class JackSource : public Source {
   explicit JackSource(const Connections& connections) {
     jack_set_error_function(say_if_verbose);
     jack_set_info_function(say_if_verbose);
-    client_.reset(jack_client_open("zeto", JackNoStartServer, nullptr));
+    jack_status_t status{};
+    client_.reset(jack_client_open("zeto", JackNoStartServer, &status));
     const char* const server = std::getenv("JACK_DEFAULT_SERVER");
+    if (!client_ && (status & JackServerFailed) == 0) {
+      throw UserError(text("the JACK server takes no further client (status 0x%02x)", static_cast<unsigned>(status)));
+    }
     if (!client_) {
       throw UserError("no JACK server answers" + (server ? " by the name of " + std::string(server) : "") +
                       "; start one, or on a PipeWire desktop: pw-jack zeto live");
@@ -74,20 +78,21 @@ class JackSource : public Source {
     std::this_thread::sleep_for(kNap);
     if (gone_) throw UserError("the JACK server has gone away");
     check_rate(rate_);
-    const auto now = std::chrono::steady_clock::now();
     if (const uint64_t callbacks = duplex_->counts().callbacks; callbacks != seen_) {
       seen_ = callbacks;
-      seen_at_ = now;
-    } else if (now - seen_at_ > kPatience) {
+      still_ = 0;
+    } else if (++still_ > kPatience) {
       throw UserError("the JACK server has stood still for three seconds");
     }
     return true;
   }
 
   std::string about() const override {
-    const auto name = [](const std::string& port) { return port.empty() ? std::string("what you connect") : port; };
-    return "plays to " + name(to_) + ", listens to " + name(from_) + ", " + std::to_string(buffer()) +
-           " samples a buffer";
+    const auto name = [](const std::string& port, jack_port_t* own) {
+      return port.empty() ? std::string("what you connect to ") + jack_port_name(own) : port;
+    };
+    return "plays to " + name(to_, speaker_) + ", listens to " + name(from_, microphone_) + ", " +
+           std::to_string(buffer()) + " samples a buffer";
   }
 
   uint32_t buffer() const override { return buffer_; }
@@ -159,7 +164,7 @@ class JackSource : public Source {
   std::atomic<jack_nframes_t> rate_ = static_cast<jack_nframes_t>(kSampleRate);
   std::atomic<uint32_t> buffer_ = 0;
   uint64_t seen_ = 0;
-  std::chrono::steady_clock::time_point seen_at_ = std::chrono::steady_clock::now();
+  int still_ = 0;                                 // naps since
   std::unique_ptr<jack_client_t, Close> client_;  // last: its callbacks end before the rest does
 };
 

@@ -3,18 +3,22 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
-#include <cstdio>
+#include <filesystem>
+#include <functional>
 #include <optional>
+#include <utility>
 
 #include "error.hpp"
-#include "library_output.hpp"
 #include "live/calibration.hpp"
 #include "live/live_report.hpp"
+#include "live/printer.hpp"
 #include "live/range_profile.hpp"
 #include "live/recorder.hpp"
 #include "live/source.hpp"
 #include "parameters.hpp"
+#include "text.hpp"
 #include "verbs.hpp"
 
 namespace zeto::tool {
@@ -53,34 +57,46 @@ uint64_t most_samples(const LiveOptions& options) {
   return static_cast<uint64_t>(seconds * kSampleRate);
 }
 
-std::unique_ptr<Source> source_for(const LiveOptions& options) {
-  if (options.from) return file_source(*options.from);
+std::unique_ptr<Source> source_for(const LiveOptions& options, const zeto_set& set) {
+  if (options.from) return file_source(*options.from, is_for_kit(set));
   Connections connections;
   connections.any = !options.no_connect;
   if (!options.ports.empty()) connections.ports = {options.ports.at(0), options.ports.at(1)};
   return jack_source(connections);
 }
 
-volatile std::sig_atomic_t interrupted = 0;
+static_assert(std::atomic<bool>::is_always_lock_free);
+std::atomic<bool> interrupted = false;
+void (*end_at_once)(int) = SIG_DFL;  // what signals did before: they remove what is unfinished
 
 /// The first ends the session in good order, another one ends the process.
 extern "C" void interrupt(int signal_number) {
-  interrupted = 1;
-  std::signal(signal_number, SIG_DFL);
+  interrupted = true;
+  std::signal(signal_number, end_at_once);
 }
 
 void end_on_signals() {
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-    if (std::signal(number, interrupt) == SIG_IGN) std::signal(number, SIG_IGN);
+    const auto before = std::signal(number, interrupt);
+    if (before == SIG_IGN) {
+      std::signal(number, SIG_IGN);
+    } else {
+      end_at_once = before;
+    }
   }
   std::signal(SIGPIPE, SIG_IGN);  // who reads along has gone: the recording is still kept
 }
 
+/// A background job would be stopped if it read.
 bool enter_was_pressed() {
-  if (isatty(STDIN_FILENO) == 0) return false;
+  if (isatty(STDIN_FILENO) == 0 || tcgetpgrp(STDIN_FILENO) != getpgrp()) return false;
   pollfd keyboard{STDIN_FILENO, POLLIN, 0};
   char line[256];
   return poll(&keyboard, 1, 0) == 1 && read(STDIN_FILENO, line, sizeof line) > 0;
+}
+
+bool are_same(const std::string& one, const std::string& other) {
+  return std::filesystem::weakly_canonical(one) == std::filesystem::weakly_canonical(other);
 }
 
 class Live {
@@ -93,32 +109,44 @@ class Live {
         duplex_(*sensor_, most_samples(options)) {
     if (options.profile) profile_.emplace(set_, options.spacing_cm);
     if (options.learned) learn_from(*options.learned);
-    if (options.record) recorder_.emplace(*options.record);
-    source_ = source_for(options);
+    if (options.record) recorder_.emplace("--record", *options.record);
+    source_ = source_for(options, set_);
+    if (!options.calibrate) return;
+    if (options.record && are_same(*options.record, *options.calibrate)) {
+      throw UserError("--calibrate: is also the file to --record");
+    }
+    const Recorder can_be_written(kCalibrate, *options.calibrate);
   }
 
   void run() {
-    std::optional<std::string> fault;
     end_on_signals();
-    try {
-      listen();
-    } catch (const FileError&) {
-      throw;  // it was a recording that could not be read
-    } catch (const UserError& error) {
-      fault = error.what();
-    }
+    source_->start(duplex_);  // if that fails no recording is kept
+    printer_.print(report_.heading(source_->about(), source_->buffer()));
+    std::optional<std::string> fault;
+    const auto attempt = [&](const std::function<void()>& step) {
+      try {
+        step();
+      } catch (const FileError&) {
+        throw;  // it was a recording that could not be read
+      } catch (const UserError& error) {
+        if (!fault) fault = error.what();
+      }
+    };
+    attempt([this] { listen(); });
     const uint32_t buffer = source_->buffer();
+    const std::vector<std::string> warnings = source_->warnings();
     source_.reset();
-    try {
+    attempt([this] {
       show();
       while (take_frames(pieces_.size()) > 0) {
       }
-    } catch (const UserError& error) {
-      if (!fault) fault = error.what();
-    }
-    const std::string kept = recorder_ ? recorder_->keep() : "";
-    print(report_.summary(static_cast<double>(taken_) / kSampleRate, duplex_.counts(), clipped_, buffer));
+    });
+    std::string kept;
+    if (recorder_) attempt([&] { kept = recorder_->keep(); });
+    printer_.print(report_.summary(static_cast<double>(taken_) / kSampleRate, duplex_.counts(), clipped_, buffer));
+    for (const auto& warning : warnings) warn("zeto live", warning);
     if (fault) throw UserError(*fault + (kept.empty() ? "" : "; " + kept));
+    if (recorder_) tell_kept(kept);
     if (options_.calibrate) finish_calibration();
   }
 
@@ -130,30 +158,27 @@ class Live {
   }
 
   void listen() {
-    source_->start(duplex_);
-    print(report_.heading(source_->about(), source_->buffer()));
     for (bool more = true; more && !duplex_.is_over();) {
       more = source_->wait();
       show();
       const bool is_done = options_.calibrate && calibration_.is_complete();
-      if (is_done || interrupted != 0 || std::ferror(stdout) != 0) duplex_.stop();
+      if (is_done || interrupted || printer_.has_failed()) duplex_.stop();
       if (enter_was_pressed()) duplex_.learn();
     }
   }
 
   void show() {
     for (LiveReading sensed; duplex_.take(sensed);) {
-      const Counts counts = duplex_.counts();
-      while (taken_ + counts.unstored < sensed.end) {
-        if (take_frames(std::min<uint64_t>(pieces_.size(), sensed.end - taken_ - counts.unstored)) == 0) break;
+      while (taken_ < sensed.end) {
+        if (take_frames(std::min<uint64_t>(pieces_.size(), sensed.end - taken_)) == 0) break;
       }
       calibration_.take(sensed);
-      Happened happened{listener_.heard(), counts.dropped - dropped_, {}};
-      dropped_ = counts.dropped;
+      const uint64_t dropped = duplex_.counts().dropped;
+      Happened happened{listener_.heard(), dropped - std::exchange(dropped_, dropped), {}};
       clipped_ += happened.heard.clipped;
       if (profile_) happened.levels = profile_->of(sensed);
       tell_learned(sensed);
-      print(report_.row(sensed, happened));
+      printer_.print(report_.row(sensed, happened));
     }
   }
 
@@ -172,27 +197,37 @@ class Live {
     const bool knows = sensed.reading.state == ZETO_HOST_NOBODY || sensed.reading.state == ZETO_HOST_TARGET;
     if (sensed.reading.state == ZETO_HOST_LEARNING) told_ = false;
     if (!knows || told_) return;
-    print(report_.learned(sensed.learned));
+    printer_.print(report_.learned(sensed.learned));
     told_ = true;
   }
 
-  void finish_calibration() const {
+  void tell_kept(const std::string& kept) {
+    if (!options_.json) printer_.print(printable(kept) + "\n");
+    if (static_cast<double>(taken_) >= kMostRecordedSeconds * kSampleRate)
+      warn("zeto live", "a recording ends after three hours");
+  }
+
+  void finish_calibration() {
     if (!calibration_.is_complete()) {
-      throw UserError("--calibrate: not learned: the loudspeaker was not heard, or it was not still; nothing is kept");
+      constexpr uint64_t kEnough = 6 * kSampleRate;
+      throw UserError(std::string(kCalibrate) + ": nothing is kept: " +
+                      (taken_ < kEnough ? "learning takes up to six seconds"
+                                        : "the loudspeaker was not heard, or it was not still"));
     }
-    calibration_.save(*options_.calibrate, set_, options_.spacing_cm);
+    tell_kept(calibration_.save(*options_.calibrate, set_, options_.spacing_cm));
   }
 
   const LiveOptions& options_;
   const zeto_set set_;
   LiveReport report_;
+  Printer printer_;
   std::unique_ptr<Sensor> sensor_;
   Duplex duplex_;
   Listener listener_;
   Calibration calibration_;
   std::optional<RangeProfile> profile_;
   std::optional<Recorder> recorder_;
-  std::vector<Frame> pieces_ = std::vector<Frame>(kMostSamples);
+  std::vector<Frame> pieces_ = std::vector<Frame>(kFrame);
   uint64_t taken_ = 0;    // samples
   uint64_t dropped_ = 0;  // of the counts, told
   uint64_t clipped_ = 0;
@@ -223,10 +258,12 @@ void add_live(CLI::App& app) {
                                    "card's first")
                       ->type_name("SPEAKER MICROPHONE")
                       ->expected(2);
-  verb->add_flag("--no-connect", options->no_connect, "You connect zeto:speaker and zeto:microphone")
-      ->excludes(connect);
-  auto* from = verb->add_option("--from", options->from, "Listen to a recording's second channel in place of JACK")
-                   ->type_name("FILE");
+  auto* no_connect = verb->add_flag("--no-connect", options->no_connect, "You connect zeto:speaker and zeto:microphone")
+                         ->excludes(connect);
+  auto* from = verb->add_option("--from", options->from, "Take a recording's two channels in place of JACK's sound")
+                   ->type_name("FILE")
+                   ->excludes(connect)
+                   ->excludes(no_connect);
   verb->add_option("-r,--record", options->record,
                    "WAV file to write: reference and microphone, as every\n"
                    "other verb takes them; three hours at most")

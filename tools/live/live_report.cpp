@@ -7,13 +7,14 @@
 #include "json.hpp"
 #include "kit_report.hpp"
 #include "parameters.hpp"
+#include "path/target.hpp"
 #include "text.hpp"
 
 namespace zeto::tool {
 namespace {
 
-constexpr double kCmPerMs = 34.3;  // of the sound's way
-constexpr int kBar = 40;           // characters
+constexpr double kCmPerMs = kCmPerSecond / 1000.0;
+constexpr int kBar = 20;  // characters: a row is not longer than a terminal's
 
 double seconds_of(uint64_t samples) {
   return static_cast<double>(samples) / kSampleRate;
@@ -55,8 +56,12 @@ LiveReport::Shown LiveReport::shown(const LiveReading& sensed) const {
 }
 
 std::string LiveReport::heading(const std::string& source, uint32_t buffer) const {
-  if (json_) return text_of({{"set", set_.name}, {"rate", kSampleRate}, {"buffer", buffer}, {"source", source}}) + "\n";
-  return text("zeto live, set %s: %s\n  time_s      ms      cm  >18kHz_dB  state\n", set_.name,
+  if (json_) {
+    Json json{{"set", set_.name}, {"rate", kSampleRate}, {"source", source}};
+    if (buffer > 0) json["buffer"] = buffer;
+    return text_of(json) + "\n";
+  }
+  return text("zeto live, set %s: %s\n time_s      ms      cm  >18kHz_dB  state\n", set_.name,
               printable(source).c_str());
 }
 
@@ -64,7 +69,7 @@ std::string LiveReport::row(const LiveReading& sensed, const Happened& happened)
   const Shown now = shown(sensed);
   if (!json_) {
     std::string line =
-        text("%8.1f  %6s  %6s  %9.1f  %-22s%s", seconds_of(sensed.end), decimals(now.there, 2, now.ms).c_str(),
+        text("%7.1f  %6s  %6s  %9.1f  %-21s%s", seconds_of(sensed.end), decimals(now.there, 2, now.ms).c_str(),
              decimals(now.there, 1, now.cm).c_str(), happened.heard.ultrasound_db, now.state.c_str(), bar(now).c_str());
     if (happened.dropped > 0) line += text("  %llu dropped", static_cast<unsigned long long>(happened.dropped));
     if (happened.heard.clipped > 0) {
@@ -115,26 +120,31 @@ std::string LiveReport::learned(const zeto_host_findings& findings) const {
 std::string LiveReport::summary(double seconds, const Counts& counts, uint64_t clipped, uint32_t buffer) const {
   const double worst_us = static_cast<double>(counts.worst_ns) / 1e3;
   const double deadline_us = 1e6 * buffer / kSampleRate;
+  const bool is_timed = buffer > 0;
   if (json_) {
-    return text_of({{"summary",
-                     {{"seconds", seconds},
-                      {"callbacks", counts.callbacks},
-                      {"mean_us", mean_us(counts)},
-                      {"worst_us", worst_us},
-                      {"deadline_us", deadline_us},
-                      {"late", counts.late},
-                      {"xruns", counts.xruns},
-                      {"dropped", counts.dropped},
-                      {"unstored", counts.unstored},
-                      {"clipped", clipped}}}}) +
-           "\n";
+    Json json{{"seconds", seconds}, {"clipped", clipped}};
+    if (is_timed) {
+      json.update({{"callbacks", counts.callbacks},
+                   {"mean_us", mean_us(counts)},
+                   {"worst_us", worst_us},
+                   {"deadline_us", deadline_us},
+                   {"late", counts.late},
+                   {"xruns", counts.xruns},
+                   {"dropped", counts.dropped},
+                   {"unstored", counts.unstored},
+                   {"unshown", counts.unshown}});
+    }
+    return text_of({{"summary", json}}) + "\n";
   }
   const auto n = [](uint64_t count) { return static_cast<unsigned long long>(count); };
-  return text(
-      "%.1f s; a callback took %.0f us, at worst %.0f of %.0f; late %llu, xruns %llu, samples dropped %llu, clipped "
-      "%llu, not stored %llu\n",
-      seconds, mean_us(counts), worst_us, deadline_us, n(counts.late), n(counts.xruns), n(counts.dropped), n(clipped),
-      n(counts.unstored));
+  std::string line = text("%.1f s; samples clipped %llu", seconds, n(clipped));
+  if (is_timed) {
+    line += text(", dropped %llu, not stored %llu; readings not shown %llu; xruns %llu\n", n(counts.dropped),
+                 n(counts.unstored), n(counts.unshown), n(counts.xruns));
+    line += text("a callback took %.0f us, at worst %.0f of %.0f; late %llu", mean_us(counts), worst_us, deadline_us,
+                 n(counts.late));
+  }
+  return line + "\n";
 }
 
 }  // namespace zeto::tool

@@ -24,6 +24,7 @@ class LiveReport {
   std::string row(const LiveReading& sensed, const Happened& happened) const;
   std::string learned(const zeto_host_findings& findings) const;
   /// @param seconds  of sound.
+  /// @param buffer   samples; 0 if it was a recording, which has no callbacks.
   std::string summary(double seconds, const Counts& counts, uint64_t clipped, uint32_t buffer) const;
 
  private:

@@ -6,15 +6,15 @@
 
 #include "audio_file.hpp"
 #include "parameters.hpp"
+#include "path/target.hpp"
 #include "sweep_table.hpp"
 
 namespace zeto::tool {
 namespace {
 
-constexpr size_t kTable = 9600;       // samples
 constexpr size_t kTransform = 16384;  // a table, and the way to the farthest target and back
-constexpr double kCmPerSample = 34300.0 / kSampleRate;
-constexpr int kSettling = 2;     // readings, as in the kit
+constexpr size_t kTables = 8;         // that are averaged; the kit learns from more
+constexpr double kCmPerSample = kCmPerSecond / kSampleRate;
 constexpr double kLeast = 1e-6;  // -120 dB
 
 /// A Hamming window over what is played: without it an echo is 13 dB above its own side lobes. Nothing below 0 Hz, so that
@@ -30,11 +30,11 @@ double weight_at(double hz, double start_hz) {
 RangeProfile::RangeProfile(const zeto_set& set, double spacing_cm)
     : half_spacing_(0.5 * spacing_cm),
       distances_(static_cast<size_t>(set.greatest_cm) + 1),
-      last_(kTable),
-      quiet_(kTable),
+      past_(kTables * kFrame),
+      quiet_(kFrame),
       fourier_(kTransform),
       played_(kTransform) {
-  std::vector<float> table(kTable);
+  std::vector<float> table(kFrame);
   SweepTable(sweep_of(set)).play(HostFormat::kFloat, std::span(table));
   std::copy(table.begin(), table.end(), played_.begin());
   fourier_.transform(played_);
@@ -45,36 +45,35 @@ RangeProfile::RangeProfile(const zeto_set& set, double spacing_cm)
 }
 
 void RangeProfile::learn_from(std::span<const float> microphone) {
-  added_ = static_cast<int>(microphone.size() / kTable) - kSettling;
-  for (size_t i = kSettling * kTable; i < microphone.size() / kTable * kTable; ++i) {
-    quiet_[i % kTable] += static_cast<double>(microphone[i]);
-  }
+  for (const float sample : microphone.first(microphone.size() / kFrame * kFrame)) hear(sample);
+  captured_ = 0;
+  keep_quiet();
 }
 
 void RangeProfile::take(std::span<const Frame> frames) {
-  for (const Frame& frame : frames) last_[captured_++ % kTable] = static_cast<double>(frame.microphone);
+  for (const Frame& frame : frames) hear(frame.microphone);
+}
+
+void RangeProfile::keep_quiet() {
+  std::fill(quiet_.begin(), quiet_.end(), 0.0);
+  for (size_t i = 0; i < past_.size(); ++i) quiet_[i % kFrame] += past_[i] / kTables;
+  direct_ = 0.0;
 }
 
 std::vector<float> RangeProfile::of(const LiveReading& sensed) {
-  const bool is_learning = sensed.reading.state == ZETO_HOST_LEARNING;
-  if (sensed.reading.cause == ZETO_HOST_UNHEARD || (is_learning && direct_ > 0.0)) {  // it starts over
-    learning_ = added_ = 0;
-    direct_ = 0.0;
-    std::fill(quiet_.begin(), quiet_.end(), 0.0);
+  // It also learns after it has failed to. The last time that it says so, all that is kept is what it has learned from.
+  if (sensed.reading.state == ZETO_HOST_LEARNING || sensed.reading.cause == ZETO_HOST_UNHEARD) {
+    keep_quiet();
+    return {};
   }
-  if (is_learning && ++learning_ > kSettling) {
-    for (size_t i = 0; i < kTable; ++i) quiet_[i] += last_[i];
-    ++added_;
-  }
-  if (is_learning || sensed.learned.sureness_db <= 0.0F || added_ <= 0) return {};
-
-  std::vector<double> rest(kTable);
   if (direct_ == 0.0) {
     latency_ = static_cast<double>(sensed.learned.latency_ms) * kSampleRate / 1000.0;
-    for (size_t i = 0; i < kTable; ++i) rest[i] = quiet_[i] / added_;
-    direct_ = std::fmax(strengths(rest)[0], kLeast);
+    direct_ = std::fmax(strengths(quiet_)[0], kLeast);
   }
-  for (size_t i = 0; i < kTable; ++i) rest[i] = last_[i] - quiet_[i] / added_;
+  std::vector<double> rest(kFrame);
+  for (uint64_t at = captured_ + past_.size() - kFrame; at < captured_ + past_.size(); ++at) {
+    rest[at % kFrame] = past_[at % past_.size()] - quiet_[at % kFrame];
+  }
   std::vector<float> levels;
   for (const double strength : strengths(rest)) {
     levels.push_back(static_cast<float>(20.0 * std::log10(std::fmax(strength / direct_, kLeast))));
@@ -85,7 +84,7 @@ std::vector<float> RangeProfile::of(const LiveReading& sensed) {
 std::vector<double> RangeProfile::strengths(std::span<const double> heard) const {
   const auto first = static_cast<size_t>(latency_);
   std::vector<std::complex<double>> x(kTransform);
-  for (size_t i = 0; i < kTransform; ++i) x[i] = heard[(first + i) % kTable];
+  for (size_t i = 0; i < kTransform; ++i) x[i] = heard[(first + i) % kFrame];
   fourier_.transform(x);
   for (size_t i = 0; i < kTransform; ++i) x[i] *= played_[i];
   fourier_.invert(x);

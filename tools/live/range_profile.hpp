@@ -25,6 +25,8 @@ class RangeProfile {
   std::vector<float> of(const LiveReading& sensed);
 
  private:
+  void hear(float sample) { past_[captured_++ % past_.size()] = static_cast<double>(sample); }
+  void keep_quiet();
   std::vector<double> strengths(std::span<const double> heard) const;
 
   double half_spacing_;
@@ -32,10 +34,8 @@ class RangeProfile {
   double latency_ = 0.0;  // samples
   double direct_ = 0.0;   // the direct sound's strength; 0 until known
   uint64_t captured_ = 0;
-  std::vector<double> last_;   // what was heard last, at its place in the sweep table
-  std::vector<double> quiet_;  // the sum of frames while the kit learned
-  int learning_ = 0;           // readings
-  int added_ = 0;              // frames
+  std::vector<double> past_;   // what was heard last: some sweep tables, in turns
+  std::vector<double> quiet_;  // their mean when the kit had learned
   Fourier fourier_;
   std::vector<std::complex<double>> played_;  // conjugate spectrum of the table, above 0 Hz
 };

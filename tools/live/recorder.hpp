@@ -1,6 +1,7 @@
 // The recording of a live session: reference and microphone, for every verb that takes one.
 #pragma once
 #include <string>
+#include <vector>
 
 #include "audio_file.hpp"
 #include "live/duplex.hpp"
@@ -12,12 +13,13 @@ constexpr double kMostRecordedSeconds = 10800.0;
 
 class Recorder {
  public:
-  explicit Recorder(const std::string& path) : path_(path), writer_(path, HostFormat::kFloat, 2) {}
+  /// Throws UserError if the path, the value of this option, is not that of a WAV file that can be written.
+  Recorder(const std::string& option, const std::string& path);
 
   /// Throws UserError if the disk is full; what was written before is kept all the same.
   void write(std::span<const Frame> frames);
 
-  /// Puts the file in place. Returns what it holds, a text.
+  /// Puts the file in place, unless nothing was written. Returns what it holds, a text.
   std::string keep();
 
  private:

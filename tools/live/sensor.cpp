@@ -12,8 +12,6 @@
 namespace zeto::tool {
 namespace {
 
-constexpr uint64_t kFrame = 9600;  // samples of an analysis, and of the kit's table
-
 class KitSensor : public Sensor {
  public:
   KitSensor(const zeto_set& set, double spacing_cm) : kit_(set, spacing_cm) {}
@@ -57,7 +55,7 @@ class KitSensor : public Sensor {
 class WrapperSensor : public Sensor {
  public:
   explicit WrapperSensor(const zeto_set& set)
-      : downlink_(HostFormat::kFloat, set.chirp), uplink_(HostFormat::kFloat, set.hear), samples_(3 * kMostSamples) {}
+      : downlink_(HostFormat::kFloat, set.chirp), uplink_(HostFormat::kFloat, set.hear), samples_(3 * kFrame) {}
 
   void play(float* speaker, uint32_t n) noexcept override {
     std::fill_n(speaker, n, 0.0F);
@@ -67,7 +65,7 @@ class WrapperSensor : public Sensor {
   // Analysis k shows from the returned sample kFrame k - 1 on.
   bool capture(const float* reference, const float* microphone, uint32_t n, LiveReading& sensed) noexcept override {
     const std::span all(samples_);
-    const auto in1 = all.first(n), in2 = all.subspan(kMostSamples, n), out = all.subspan(2 * kMostSamples, n);
+    const auto in1 = all.first(n), in2 = all.subspan(kFrame, n), out = all.subspan(2 * kFrame, n);
     std::copy_n(reference, n, in1.begin());
     std::copy_n(microphone, n, in2.begin());
     uplink_.process(in1, in2, out);

@@ -9,8 +9,8 @@
 
 namespace zeto::tool {
 
-/// Samples that a sensor takes at a time, at most.
-constexpr uint32_t kMostSamples = 9600;
+/// Samples of 200 ms: of a reading, of the kit's sweep table, and the most that a sensor takes at a time.
+constexpr uint32_t kFrame = 9600;
 
 /// What is known every 200 ms.
 struct LiveReading {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "live/duplex.hpp"
 
@@ -22,8 +23,10 @@ class Source {
   virtual bool wait() = 0;
   /// What it is, a line for the user. Once it has started.
   virtual std::string about() const = 0;
-  /// Samples of a buffer, as it is now.
+  /// Samples of a buffer, as it is now; 0 if it is a recording.
   virtual uint32_t buffer() const = 0;
+  /// Of what was heard so far, a line each.
+  virtual std::vector<std::string> warnings() const { return {}; }
 };
 
 /// What is connected to the own ports.
@@ -36,7 +39,8 @@ struct Connections {
 /// built without JACK.
 std::unique_ptr<Source> jack_source(const Connections& connections);
 
-/// Listens to the second channel of a recording, as fast as it goes. What is played is not heard.
-std::unique_ptr<Source> file_source(const std::string& path);
+/// A recording, as fast as it goes: its first channel in place of what is played, its second in place of the microphone.
+/// @param is_table  warn if the first channel does not repeat every 200 ms, as the kit's sweep table does.
+std::unique_ptr<Source> file_source(const std::string& path, bool is_table);
 
 }  // namespace zeto::tool
