@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "text.hpp"
+#include "text/text.hpp"
 
 namespace zeto::tool {
 

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "audio/new_file.hpp"
 #include "error.hpp"
-#include "library_output.hpp"
-#include "new_file.hpp"
+#include "text/library_output.hpp"
 #include "text/nearest.hpp"
-#include "verbs.hpp"
+#include "verbs/verbs.hpp"
 #include "zeto/version.h"
 
 namespace {

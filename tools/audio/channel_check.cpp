@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "text.hpp"
+#include "text/text.hpp"
 
 namespace zeto::tool {
 namespace {

@@ -1,10 +1,10 @@
 #include "live/calibration.hpp"
 
-#include "audio_file.hpp"
+#include "audio/audio_file.hpp"
 #include "error.hpp"
 #include "live/recorder.hpp"
-#include "parameters.hpp"
-#include "sweep_table.hpp"
+#include "parameters/parameters.hpp"
+#include "sensing/sweep_table.hpp"
 
 namespace zeto::tool {
 namespace {

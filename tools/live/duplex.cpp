@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "audio_file.hpp"
+#include "audio/audio_file.hpp"
 
 namespace zeto::tool {
 namespace {

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <vector>
 
+#include "audio/audio_file.hpp"
 #include "audio/channel_check.hpp"
-#include "audio_file.hpp"
 #include "live/source.hpp"
-#include "sensing.hpp"
+#include "sensing/sensing.hpp"
 
 namespace zeto::tool {
 namespace {

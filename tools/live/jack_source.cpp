@@ -6,11 +6,11 @@
 #include <cstdlib>
 #include <thread>
 
-#include "audio_file.hpp"
+#include "audio/audio_file.hpp"
 #include "error.hpp"
-#include "library_output.hpp"
 #include "live/source.hpp"
-#include "text.hpp"
+#include "text/library_output.hpp"
+#include "text/text.hpp"
 
 namespace zeto::tool {
 namespace {

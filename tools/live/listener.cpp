@@ -3,7 +3,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "audio_file.hpp"
+#include "audio/audio_file.hpp"
 
 namespace zeto::tool {
 namespace {

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
-#include "audio_file.hpp"
-#include "json.hpp"
-#include "kit_report.hpp"
-#include "parameters.hpp"
+#include "audio/audio_file.hpp"
+#include "parameters/parameters.hpp"
 #include "path/target.hpp"
-#include "text.hpp"
+#include "reports/kit_report.hpp"
+#include "text/json.hpp"
+#include "text/text.hpp"
 
 namespace zeto::tool {
 namespace {

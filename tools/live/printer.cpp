@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "library_output.hpp"
+#include "text/library_output.hpp"
 
 namespace zeto::tool {
 

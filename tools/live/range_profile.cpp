@@ -4,10 +4,10 @@
 #include <cmath>
 #include <numbers>
 
-#include "audio_file.hpp"
-#include "parameters.hpp"
+#include "audio/audio_file.hpp"
+#include "parameters/parameters.hpp"
 #include "path/target.hpp"
-#include "sweep_table.hpp"
+#include "sensing/sweep_table.hpp"
 
 namespace zeto::tool {
 namespace {

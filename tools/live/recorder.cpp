@@ -1,7 +1,7 @@
 #include "live/recorder.hpp"
 
 #include "error.hpp"
-#include "text.hpp"
+#include "text/text.hpp"
 
 namespace zeto::tool {
 namespace {

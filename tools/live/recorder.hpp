@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "audio_file.hpp"
+#include "audio/audio_file.hpp"
 #include "live/duplex.hpp"
 
 namespace zeto::tool {

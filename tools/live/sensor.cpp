@@ -4,9 +4,9 @@
 #include <cmath>
 
 #include "error.hpp"
-#include "kit.hpp"
-#include "parameters.hpp"
-#include "wrappers.hpp"
+#include "parameters/parameters.hpp"
+#include "sensing/kit.hpp"
+#include "sensing/wrappers.hpp"
 #include "zeto/wrappers.h"
 
 namespace zeto::tool {

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <utility>
 
-#include "host_sample.hpp"
+#include "audio/host_sample.hpp"
 
 namespace zeto::tool {
 namespace {

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <numbers>
 
-#include "audio_file.hpp"
+#include "audio/audio_file.hpp"
 
 namespace zeto::tool {
 namespace {

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <utility>
 
-#include "host_sample.hpp"
+#include "audio/host_sample.hpp"
 #include "path/filters.hpp"
 #include "path/random.hpp"
 #include "path/sinc.hpp"

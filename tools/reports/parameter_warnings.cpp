@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "error.hpp"
-#include "reports/unit.hpp"
-#include "text.hpp"
+#include "parameters/unit.hpp"
+#include "text/text.hpp"
 
 namespace zeto::tool {
 namespace {

@@ -2,7 +2,7 @@
 #pragma once
 #include <string>
 
-#include "options.hpp"
+#include "parameters/options.hpp"
 
 namespace zeto::tool {
 

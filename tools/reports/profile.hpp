@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "observer.hpp"
+#include "sensing/observer.hpp"
 
 namespace zeto::tool {
 

@@ -1,7 +1,8 @@
 #include "reports/run_info.hpp"
 
-#include "json.hpp"
-#include "text.hpp"
+#include "parameters/json.hpp"
+#include "text/json.hpp"
+#include "text/text.hpp"
 
 namespace zeto::tool {
 

@@ -2,7 +2,7 @@
 #pragma once
 #include <string>
 
-#include "prepared.hpp"
+#include "sensing/prepared.hpp"
 
 namespace zeto::tool {
 

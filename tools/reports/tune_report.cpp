@@ -2,10 +2,11 @@
 
 #include <algorithm>
 
-#include "json.hpp"
+#include "parameters/json.hpp"
 #include "reports/run_info.hpp"
 #include "reports/tune_page.hpp"
-#include "text.hpp"
+#include "text/json.hpp"
+#include "text/text.hpp"
 #include "zeto/version.h"
 
 namespace zeto::tool {

@@ -5,8 +5,8 @@
 #include <filesystem>
 
 #include "error.hpp"
-#include "numbers.hpp"
-#include "parameter_file.hpp"
+#include "parameters/parameter_file.hpp"
+#include "text/numbers.hpp"
 
 namespace zeto::tool {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "parameters.hpp"
+#include "parameters/parameters.hpp"
 
 namespace zeto::tool {
 

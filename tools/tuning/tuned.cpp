@@ -8,10 +8,10 @@
 
 #include "audio/channel_check.hpp"
 #include "error.hpp"
-#include "kit.hpp"
-#include "observer.hpp"
-#include "sensing.hpp"
-#include "text.hpp"
+#include "sensing/kit.hpp"
+#include "sensing/observer.hpp"
+#include "sensing/sensing.hpp"
+#include "text/text.hpp"
 
 namespace zeto::tool {
 namespace {

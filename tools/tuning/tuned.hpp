@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "prepared.hpp"
+#include "sensing/prepared.hpp"
 #include "tuning/candidates.hpp"
 #include "tuning/score.hpp"
 #include "tuning/truth.hpp"

@@ -7,17 +7,17 @@
 #include <cstring>
 #include <filesystem>
 
+#include "audio/new_file.hpp"
 #include "batch.hpp"
 #include "error.hpp"
-#include "library_output.hpp"
-#include "new_file.hpp"
-#include "prepared.hpp"
-#include "progress.hpp"
+#include "parameters/unit.hpp"
 #include "reports/tune_report.hpp"
-#include "reports/unit.hpp"
-#include "text.hpp"
+#include "sensing/prepared.hpp"
+#include "text/library_output.hpp"
+#include "text/progress.hpp"
+#include "text/text.hpp"
 #include "tuning/tuned.hpp"
-#include "verbs.hpp"
+#include "verbs/verbs.hpp"
 
 namespace zeto::tool {
 namespace {
