@@ -20,13 +20,13 @@
  *  - "version is 2.02.02" (emitter) and "zeto v1.0.1 build 20221213" (detector) are not the library's version, which is
  *    ZETO_VERSION_STRING of zeto/version.h.
  *  - "UltraHz_cand_dB(4294967276)" is -20: parameters are shown as unsigned 32-bit numbers.
- *  - "0x0x55d0c0de" is the state block's address. It tells a reader of that stream where the heap lies.
+ *  - "0x0x55d0c0de" is the state block's address. It tells a reader of that stream where the heap is.
  *
  *  To silence them, redirect standard output around these calls (fflush(stdout), dup() and dup2() on descriptor 1), or
  *  write the host's own results elsewhere. Android normally drops a process's standard output.
  *
  *  Ownership: the caller owns everything. A core lives in a zero-filled state block of the size that its
- *  cal_zeto_*_struct_malloc_size() returns, aligned to 8 bytes; it holds no other memory and may be freed after its
+ *  cal_zeto_*_struct_malloc_size() returns, aligned to 8 bytes; it uses no other memory and may be freed after its
  *  exit or destroy call. Buffers are used during the call only.
  *
  *  Bad input: a null pointer makes any call do nothing. Parameters are taken as they are; their comments say what
@@ -73,7 +73,7 @@ typedef struct zeto_rx_param {
   int32_t amp_end_milli;
   /** Length of a sweep, ms; only whole seconds count; below 1000: silence. Typical: 1000. */
   int32_t period_ms;
-  /** Exactly 1: synthesise; anything else: silence, and the sweep stands still. */
+  /** Exactly 1: synthesise; anything else: silence, and the sweep pauses. */
   int32_t enable;
 } zeto_rx_param;
 
@@ -91,7 +91,7 @@ typedef struct zeto_rx_state {
   int32_t span_hz;         /**< as set */
   int32_t amp_start_milli; /**< as set */
   int32_t amp_end_milli;   /**< as set */
-  int32_t period_s;        /**< whole seconds; init leaves it as it is (0 in a cleared block) */
+  int32_t period_s;        /**< whole seconds; init does not change it (0 in a cleared block) */
   int32_t enable;          /**< as set */
 } zeto_rx_state;
 

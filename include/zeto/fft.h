@@ -41,7 +41,7 @@ extern "C" {
  *  one: its transforms do nothing). */
 typedef struct zeto_drft_lookup {
   float trig[3 * ZETO_FFT_LEN_MAX]; /**< [0, n) scratch of the transforms; [n, 3n) twiddles; the rest as init left it */
-  int32_t factors[32]; /**< n, number of factors, then the factors in the order in which the backward transform goes */
+  int32_t factors[32]; /**< n, number of factors, then the factors, in the order of the backward transform */
   int32_t n;           /**< transform length */
 } zeto_drft_lookup;
 

@@ -45,8 +45,8 @@ ZETO_API float zeto_vf_dot_power_get_sum(const float* x, uint32_t n);
 /** out[i] = a[i] b[i]; here the output is the last argument. @param n  signed; below 1 nothing happens. @return a. */
 ZETO_API const float* zeto_vf_dot_mult_vf(const float* a, const float* b, int32_t n, float* out);
 
-/** y[i] = x[i] + (y[i] - x[i]) alpha, in place. The formula holds for every alpha: at 1, y changes where the difference
- *  rounds.
+/** y[i] = x[i] + (y[i] - x[i]) alpha, in place. The formula holds for every alpha: even at 1, y[i] may change, if the
+ *  difference is rounded.
  *  @param n      signed; below 1 nothing happens.
  *  @param alpha  weight of the previous value.
  *  @return x. */

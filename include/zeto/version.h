@@ -11,8 +11,8 @@
 
 /** The three, joined by dots: "1.0.0". */
 #define ZETO_VERSION_STRING ZETO_VERSION_TEXT(ZETO_VERSION_MAJOR, ZETO_VERSION_MINOR, ZETO_VERSION_PATCH)
-#define ZETO_VERSION_TEXT(major, minor, patch) ZETO_VERSION_JOINED(major, minor, patch) /**< a step on the way */
-#define ZETO_VERSION_JOINED(major, minor, patch) #major "." #minor "." #patch           /**< a step on the way */
+#define ZETO_VERSION_TEXT(major, minor, patch) ZETO_VERSION_JOINED(major, minor, patch) /**< expands the numbers */
+#define ZETO_VERSION_JOINED(major, minor, patch) #major "." #minor "." #patch           /**< joins them as text */
 
 /** A version as one number, to be compared: `#if ZETO_VERSION >= ZETO_VERSION_NUMBER(1, 2, 0)`. */
 #define ZETO_VERSION_NUMBER(major, minor, patch) ((major)*10000 + (minor)*100 + (patch))

@@ -55,7 +55,7 @@
  *  Reading the measurement:
  *  - A new one comes every 9600 samples (200 ms). Count the samples handed to zeto_tx_wrapper_process() since init,
  *    from 0: a new measurement is in every sample i of the output with (i + 1) % 9600 == 0, and stays until the next.
- *    Equal ones may follow each other, so a change of value does not tell.
+ *    Two equal ones may follow each other, so do not wait for a change of value.
  *  - Before the first measurement the output is 0: nothing yet. After set_parameters it is 0 again until the next one;
  *    the count goes on. A measured 0 is rare but possible, so rely on the count.
  *  - ZETO_REJECTED, -1000: the spectra of the analysis do not agree on an echo. The first measurement is usually
@@ -82,8 +82,8 @@
  *  -32768; format 3 likewise, without the wrap; format 4 multiplies by 32767, truncates and saturates (NaN gives 0).
  *  Out: formats 2 and 3 multiply by 256 and 65536, format 4 divides by 32768.
  *
- *  Call order: init; set_parameters (without it nothing is measured); process per host buffer, with set_parameters and
- *  get_parameter between as wished; deinit, once, last.
+ *  Call order: init; set_parameters (without it nothing is measured); process once per host buffer, with set_parameters
+ *  and get_parameter in between if needed; deinit once, at the end.
  *
  *  Ownership: init allocates the handle and all it needs, deinit frees it; nothing else is kept. Host buffers and
  *  parameter blocks are used during the call only.
@@ -180,7 +180,7 @@ typedef struct zeto_stream {
 typedef struct zeto_rx_wrapper {
   int32_t state;                          /**< 1: ready; 0: an allocation failed, only deinit has an effect */
   uint8_t params[ZETO_PARAM_BLOCK_BYTES]; /**< the parameter block last set */
-  zeto_rx_state* core;                    /**< the emitter; null if its block could not be had */
+  zeto_rx_state* core;                    /**< the emitter; null if there was no memory for it */
   int32_t sample_rate;                    /**< Hz, 48000 */
   int32_t format_type;                    /**< 1 to 4; 0: unknown */
   int32_t bit_width;                      /**< the rings' width code */
@@ -217,7 +217,7 @@ ZETO_API void zeto_rx_wrapper_deinit(zeto_rx_wrapper* handle);
 typedef struct zeto_tx_wrapper {
   int32_t state;                          /**< 1: ready; 0: an allocation failed, only deinit has an effect */
   uint8_t params[ZETO_PARAM_BLOCK_BYTES]; /**< the parameter block last set */
-  zeto_tx_state* core;                    /**< the detector; null if its block could not be had */
+  zeto_tx_state* core;                    /**< the detector; null if there was no memory for it */
   int32_t sample_rate;                    /**< Hz, 48000 */
   int32_t format_type;                    /**< 1 to 4; 0: unknown */
   int32_t bit_width;                      /**< the rings' width code */

@@ -44,8 +44,8 @@
  *  is captured. The other calls must not run at the same time. init registers detectors and emitter with the arena
  *  (zeto/arena.h), so it must not run at the same time as any other init of the library.
  *
- *  Real time: play, learn and capture allocate nothing, take no lock, print nothing and make no system call. The work
- *  of learning is spread over the three seconds. init prints the lines of the library's cores (zeto/cores.h).
+ *  Real time: play, learn and capture allocate nothing, take no lock, print nothing and make no system call. Learning
+ *  spreads its work over the three seconds. init prints the lines of the library's cores (zeto/cores.h).
  */
 #ifndef ZETO_HOST_H
 #define ZETO_HOST_H
@@ -64,7 +64,7 @@
 extern "C" {
 #endif
 
-/** Most sweeps of a table. */
+/** Largest number of sweeps in a table. */
 #define ZETO_SWEEP_MAX 8
 
 /** Sweeps that start over, one after the other: a table that is played in a loop. */
@@ -90,7 +90,7 @@ ZETO_HOST_API void zeto_sweep_make(const zeto_sweep* sweep, void* scratch, int16
 
 /** Copies a table into a playback buffer, over and over.
  *  @param len          samples of the table; 0 does nothing.
- *  @param position     where the table goes on, 0 to len - 1; moved on.
+ *  @param position     index of the next sample to play, 0 to len - 1; updated.
  *  @param format_type  one of ZETO_FORMAT_PCM16 to ZETO_FORMAT_FLOAT; anything else does nothing. Samples are the
  *                      16-bit ones, exactly: times 256, times 65536, divided by 32768. */
 ZETO_HOST_API void zeto_sweep_play(const int16_t* table, uint32_t len, uint32_t* position, int32_t format_type,
@@ -98,7 +98,7 @@ ZETO_HOST_API void zeto_sweep_play(const int16_t* table, uint32_t len, uint32_t*
 
 /** A named choice of everything that must fit together. */
 typedef struct zeto_set {
-  const char* name;    /**< as zeto_find_set() wants it */
+  const char* name;    /**< the name that zeto_find_set() takes */
   const char* tells;   /**< what it can tell, a sentence */
   const char* fails;   /**< what it cannot, a sentence */
   zeto_rx_param chirp; /**< for the wrappers without the kit: what to play */
@@ -109,14 +109,14 @@ typedef struct zeto_set {
                             looks at 64 ms in one piece, so shorter sweeps read less exactly. No sweeps: a set for the
                             wrappers without the kit */
   int32_t detectors;   /**< staggered detectors on each frame of 200 ms; 1 to 16 together with the slow ones */
-  int32_t slow;        /**< so many more, on the sum of the last `slow_frames` frames, for faint targets at rest */
+  int32_t slow;        /**< further detectors, on the sum of the last `slow_frames` frames, for faint targets at rest */
   int32_t slow_frames; /**< 1 to ZETO_SLOW_MAX; 0 if there are no slow ones */
   float least_cm;      /**< nearest target that the set is good for; the kit shows nearer ones less exactly */
   float greatest_cm;   /**< farthest target shown; one that is shown already may go 5 cm farther */
   float step_cm;       /**< one bin of a detector's spectrum as a distance; for information */
 } zeto_set;
 
-/** Most frames that slow detectors add up. */
+/** Largest number of frames that slow detectors add up. */
 #define ZETO_SLOW_MAX 8
 
 /** The named sets: "default", "finer", "hand", "room".
@@ -129,7 +129,7 @@ ZETO_HOST_API const zeto_set* zeto_get_set(uint32_t number);
 /** What the kit concludes from the last 200 ms. */
 enum zeto_host_state {
   ZETO_HOST_LEARNING = 1, /**< nothing learned yet, or learning */
-  ZETO_HOST_NOBODY = 2,   /**< no target in reach, or none that stands out */
+  ZETO_HOST_NOBODY = 2,   /**< no target in reach, or none loud enough to be seen */
   ZETO_HOST_TARGET = 3,   /**< a target at `distance_cm` */
   ZETO_HOST_DISTURBED = 4 /**< cannot tell, see `cause` */
 };
@@ -137,7 +137,7 @@ enum zeto_host_state {
 /** Why a reading is ZETO_HOST_DISTURBED. */
 enum zeto_host_cause {
   ZETO_HOST_NO_CAUSE = 0,
-  ZETO_HOST_ALIGNMENT = 1, /**< the background is no longer where it was or no longer as loud: samples were lost or
+  ZETO_HOST_ALIGNMENT = 1, /**< the background is later, earlier or not as loud as it was: samples were lost or
                                 repeated, clocks drift, the phone was moved, its volume changed or its microphone was
                                 muted. Learn again */
   ZETO_HOST_FOREIGN = 2, /**< a steady sound that no one target explains: another phone, or a loudspeaker that clips */
