@@ -51,7 +51,7 @@ constexpr uint64_t round_up_8(uint64_t address) {
   return (address + 7) & ~uint64_t{7};
 }
 
-// Moves the slot from `start` by `size` bytes; where that ends beyond the limit, says so and leaves the slot at
+// Moves the slot from `start` by `size` bytes; if that ends beyond the limit, says so and leaves the slot at
 // `start`.
 void* take(int32_t slot, uint64_t start, uint32_t size) {
   arena_slot& s = slot_of(slot);

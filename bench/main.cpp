@@ -1,5 +1,5 @@
 // Measures the library against its plain model and its peers; see rounds.hpp for how, rows.hpp for what. Takes Google
-// Benchmark's options. Exit status 1 where a goal was missed.
+// Benchmark's options. Exit status 1 if a goal was missed.
 #include <sched.h>
 #include <unistd.h>
 

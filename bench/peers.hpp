@@ -20,7 +20,7 @@ constexpr size_t segment_start(size_t i) {
 inline constexpr size_t kDecimation = 6;
 
 // FFTW, single precision, measured plans. It picks the widest vectors that it was built for and the machine has (AVX
-// in Debian's build), where the library stays with SSE2.
+// in Debian's build); the library stays with SSE2.
 class Fftw {
  public:
   Fftw();

@@ -42,7 +42,7 @@ void add_measured(const std::string& name, std::function<std::vector<Measured>()
 void add_figure(const std::string& name, std::function<double()> make);
 
 // Runs the rows that the command line selects and prints a table of them to the given stream, by lines as they are
-// done. False where a goal was missed.
+// done. False if a goal was missed.
 bool run_rows(int argc, char** argv, std::FILE* to);
 
 }  // namespace bench

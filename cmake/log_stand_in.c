@@ -1,4 +1,4 @@
-/* Stands in for liblog where the system has none: one line per message on standard error. */
+/* Replaces liblog on systems without it: one line per message on standard error. */
 #include <stdarg.h>
 #include <stdio.h>
 

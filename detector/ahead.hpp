@@ -19,7 +19,7 @@ namespace zeto::detector {
 constexpr FilterTables kHighPass = {b_Hp_Ultra, a_Hp_Ultra};
 constexpr FilterTables kLowPass = {b_Lp_Ultra, a_Lp_Ultra};
 
-// A block of both inputs: as it came, where it came in 16 bits (otherwise null), and with full scale 1.0.
+// A block of both inputs: as it came, if it came in 16 bits (otherwise null), and with full scale 1.0.
 struct Block {
   const int16_t* raw_a;
   const int16_t* raw_b;
@@ -27,10 +27,10 @@ struct Block {
   const float* b;
 };
 
-// What every block goes through, counted already; zeto_tx_main_process() with or without raw samples.
+// What happens to every block, once it is counted; zeto_tx_main_process() with or without raw samples.
 void step(zeto_tx_state& state, const Block& block, int16_t* out) noexcept;
 
-// Takes a block into its slot and analyses as far as it reaches. False, and nothing done, where it cannot.
+// Takes a block into its slot and analyses as far as it reaches. False, and nothing done, if it cannot.
 bool advance(zeto_tx_state& state, uint32_t slot, const Block& block) noexcept;
 
 // Whether all slots of the window went that way; and then, what is left to do for it.

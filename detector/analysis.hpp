@@ -35,7 +35,7 @@ struct Thresholds {
   float spread_ratio;
 };
 
-// A measurement is accepted where all three hold: enough segments hit; enough of them agree on the level; and both have
+// A measurement is accepted if all three hold: enough segments hit; enough of them agree on the level; and both have
 // done so for long enough, which this analysis alone may be, or with the one before.
 inline bool has_hits(const Thresholds& thresholds, const RatioHistory& hits) noexcept {
   return thresholds.cand_ratio <= hits.current;
@@ -81,9 +81,9 @@ inline constexpr bool kObserves = true;
 template <>
 inline constexpr bool kObserves<Unobserved> = false;
 
-// All of it, or what is left of it after an analysis ahead. `observe(state, findings)` is called last. This is the one point from
-// which an analysis can be watched: the library itself does so with an observer that does nothing and leaves no code
-// behind.
+// All of it, or what is left of it after an analysis ahead. `observe(state, findings)` is called last. This is the one
+// point from which an analysis can be watched: the library itself does so with an observer that does nothing and leaves
+// no code behind.
 template <typename Observer>
 void analyse(zeto_tx_state& state, Observer&& observe) noexcept {
   float mixed[kWindowLen];

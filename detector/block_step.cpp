@@ -1,4 +1,4 @@
-// What happens to each block: into the ring, through the delay line where it is on, and every twentieth time the
+// What happens to each block: into the ring, through the delay line if it is on, and every twentieth time the
 // analysis.
 #include "detector/analysis.hpp"
 #include "kernels/lanes.hpp"
@@ -46,7 +46,7 @@ bool narrow(const float* samples, int16_t* raw) noexcept {
   return (difference[0] | difference[1] | difference[2] | difference[3]) == 0;
 }
 
-// The first input takes the way around through the delay line where that is on.
+// The first input goes through the delay line if that is on.
 void store(zeto_tx_state& state, uint32_t slot, Block block) noexcept {
   float delayed[kBlockLen];
   int16_t raw[kBlockLen];

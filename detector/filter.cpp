@@ -29,7 +29,7 @@ f64x2 amplified_product(const Rounded& first, const Rounded& second, float gain)
 }
 
 // All outputs of a block. The low-pass is two pairs further behind than it must, so that neither waits for the other.
-// False where outputs turn out not to be in the range that they were rounded for; the memories are then as before.
+// False if outputs turn out not to be in the range that they were rounded for; the memories are then as before.
 template <Rounding kHigh, Rounding kLow>
 bool run(const FilterBank& bank, float gain, const f64x2* sums, f64x2* high, float* mixed, size_t n) noexcept {
   HighPasses<kHigh> high_passes(bank, sums);

@@ -34,8 +34,8 @@ struct FilterBank {
   FilterMemory& memory_low;
 };
 
-// How wide samples are. If they have 16 bits, full scale 1.0, and so have the inputs that the memories hold, the sums of
-// a high-pass's inputs are exact in any order.
+// How wide samples are. If they have 16 bits, full scale 1.0, and so have the inputs that the memories hold, the sums
+// of a high-pass's inputs are exact in any order.
 enum class Width { k16Bits, kAny };
 
 // High-passes a and b, multiplies them, scales the product by the gain and low-passes it into `mixed`; the memories go

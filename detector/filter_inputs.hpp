@@ -2,7 +2,7 @@
 //
 // A sum takes its inputs oldest first, so it can be begun as soon as its oldest input is there: each input adds its
 // products to the eleven sums that hold it, in the order in which these sums want them. The numerators read the same
-// both ways, so six products serve all eleven. That takes 16 operations where sums one by one take 21.
+// both ways, so six products serve all eleven. That takes 16 operations; sums one by one take 21.
 #pragma once
 
 #include "detector/filter.hpp"

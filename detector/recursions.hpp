@@ -21,8 +21,8 @@ class Denominator {
     for (size_t k = 1; k <= kFilterOrder; ++k) set(k, -a[k]);
   }
 
-  // sum - a[lag] y, where y are floats: the product is exact, so fusing it with the sum changes no bit. Arm multiplies by
-  // one of two lanes, so ten coefficients take five registers.
+  // sum - a[lag] y, where y are floats: the product is exact, so fusing it with the sum changes no bit. Arm multiplies
+  // by one of two lanes, so ten coefficients take five registers.
 #if defined(__aarch64__)
   f64x2 subtract(f64x2 sum, size_t lag, f64x2 y) const noexcept {
     const auto to = reinterpret_cast<float64x2_t>(sum), by = reinterpret_cast<float64x2_t>(y);
@@ -93,7 +93,7 @@ class HighPasses {
   i64x2 evidence_ = {};
 };
 
-// The low-pass, two samples a step, five pairs behind its inputs. The sums of the next two outputs stand in both lanes
+// The low-pass, two samples a step, five pairs behind its inputs. The sums of the next two outputs are in both lanes
 // of a vector each, so that nothing moves between lanes from one output to the next.
 template <Rounding kRounding>
 class LowPass {

@@ -17,7 +17,7 @@ f32x4 samples_at(const float* low, const float* high, int t) noexcept {
   return join(load<f32x2>(low + t * kDecimation), load<f32x2>(high + t * kDecimation));
 }
 
-// True where the magnitudes of a segment's samples sum up to less than 2^-42, in all four. No bin is then larger than
+// True if the magnitudes of a segment's samples sum up to less than 2^-42, in all four. No bin is then larger than
 // six times that sum, nor does its power add a bit to the 1e-15 that all levels start from; which is worth knowing
 // because such samples may be denormal, and slow. Signal is found out at once.
 bool is_silent(const float* mixed, const int (&segments)[kLanes]) noexcept {

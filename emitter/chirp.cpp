@@ -48,7 +48,7 @@ void write_one_by_one(const Sweep& s, uint32_t first, int32_t count, int16_t* ou
   }
 }
 
-// True where samples first .. first + count - 1 do not wrap, turns keep a fraction that rounding by addition can split
+// True if samples first .. first + count - 1 do not wrap, turns keep a fraction that rounding by addition can split
 // off, and amplitudes stay finite. False for parameters that make anything infinite or undefined.
 bool is_ordinary(const Sweep& s, uint32_t first, int32_t count) noexcept {
   const double last = static_cast<double>(first) + count;

@@ -1,5 +1,5 @@
-/* Sees a hand: plays, listens, and prints what the host kit makes of it. In place of a phone there is a simulated one, whose
- * loudspeaker reaches the microphone directly, 40 ms late, and a hand that comes to 20 cm after four seconds, for three. */
+/* Sees a hand: plays, listens, and prints what the host kit makes of it. The phone is simulated: its loudspeaker
+ * reaches the microphone directly, 40 ms late, and a hand comes to 20 cm after four seconds and stays for three. */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>

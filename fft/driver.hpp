@@ -28,7 +28,7 @@ void forward(const zeto_drft_lookup& lookup, T* data, T* scratch) noexcept {
   if (is_identity(lookup)) return;
   const Index n = lookup.n;
   const int32_t* const factors = lookup.factors + 2;
-  const float* wa = lookup.trig + 2 * n - 1;  // behind the last factor's twiddles; goes down
+  const float* wa = lookup.trig + 2 * n - 1;  // behind the last factor's twiddles; moves down
   T* here = data;
   T* there = scratch;
   Index l2 = n;

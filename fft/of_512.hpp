@@ -1,8 +1,8 @@
-// One transform of 512 points, its butterflies in lanes. Each value takes the operations of the passes in passes.hpp, in
-// their order, so the bits are theirs.
+// One transform of 512 points, its butterflies in lanes. Each value takes the operations of the passes in passes.hpp,
+// in their order, so the bits are theirs.
 //
-// The factors are 2 and four times 4. The passes of the two fours that work on rows of 1 and 4 values are one here, with
-// four columns k in the lanes; the others have four pairs of a row in the lanes. A row has three pairs more than a
+// The factors are 2 and four times 4. The passes of the two fours that work on rows of 1 and 4 values are one here,
+// with four columns k in the lanes; the others have four pairs of a row in the lanes. A row has three pairs more than a
 // multiple of four, so the last four overlap those before, and a pair there is worked out twice.
 #pragma once
 
@@ -120,7 +120,8 @@ inline void backward2_lanes(Index ido, const float* __restrict cc, float* __rest
   b[ido - 1] = -(odd[0] + odd[0]);
 }
 
-// The passes with rows of 1 and 4 values. After the first of them, value i of row (k, j) is its y[i] at column k + 32 j.
+// The passes with rows of 1 and 4 values. After the first of them, value i of row (k, j) is its y[i] at
+// column k + 32 j.
 constexpr Index kShortColumns = 32;
 
 inline void forward_short(const float* __restrict cc, float* __restrict ch, const float* __restrict wa) noexcept {

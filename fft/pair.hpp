@@ -1,8 +1,8 @@
 // Complex arithmetic on pairs of values, in exactly the roundings that the transform's passes are defined by: every
 // sign and operand order below is part of the result's bits, negative zeros included.
 //
-// T is one float, or a small vector of floats: where each lane is a transform of its own, with single floats for
-// twiddles (W); or where the lanes are values of one transform, each with a twiddle of its own.
+// T is one float, or a small vector of floats: either each lane is a transform of its own, with single floats for
+// twiddles (W); or the lanes are values of one transform, each with a twiddle of its own.
 #pragma once
 
 #include <math.h>
@@ -14,7 +14,7 @@ struct Pair {
   T re, im;
 };
 
-// exp(i angle), cosine and sine from one evaluation where the C library has it.
+// exp(i angle), cosine and sine from one evaluation if the C library has it.
 inline Pair<float> unit_phasor(float angle) noexcept {
   Pair<float> p;
 #if defined(_GNU_SOURCE) && (defined(__GLIBC__) || defined(__BIONIC__))

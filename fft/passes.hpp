@@ -162,7 +162,7 @@ inline void backward4_last(const T (&x)[4], T (&y)[4]) noexcept {
   y[3] = -kSqrt2 * (re_difference + im_sum);
 }
 
-// Their ends: the first value of each row, and the last one where that is real.
+// Their ends: the first value of each row, and the last one if that is real.
 template <typename T>
 inline void forward4_ends(Index ido, Index l1, const T* __restrict cc, T* __restrict ch) noexcept {
   const Columns<const T> in(cc, ido, l1);

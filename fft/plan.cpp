@@ -31,7 +31,7 @@ int32_t factorise(int32_t n, int32_t* list) noexcept {
   int32_t count = 0;
   for (int32_t trial = 4; n > 1; trial = next_trial(trial)) {
     for (; n > 1 && n % trial == 0; n /= trial) {
-      if (trial == 2) {  // at most once, after the fours; it goes in front, so that odd factors meet odd columns only
+      if (trial == 2) {  // at most once, after the fours; it is placed first, so that odd factors meet odd columns only
         memmove(list + 1, list, static_cast<size_t>(count) * sizeof *list);
         list[0] = 2;
       } else {

@@ -138,8 +138,8 @@ void Decision::take(Delay delay, const Sight& sight, zeto_host_reading& reading)
   shows_ = reading.state == ZETO_HOST_TARGET;
 }
 
-// A line by least squares through the last readings, each within reach of the one after it; false if they are too few. One
-// that noise hides is shown only while it rests.
+// A line by least squares through the last readings, each within reach of the one after it; false if they are too few.
+// One that noise hides is shown only while it rests.
 bool Decision::show(zeto_host_reading& reading) noexcept {
   const Echo* const last = latest();
   if (last == nullptr) return false;

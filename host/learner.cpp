@@ -33,8 +33,8 @@ constexpr int kPasses = 2;
 constexpr int kFirstFar = 3;
 constexpr int kFarSteps = 2 + 2 * kPasses;
 
-// Near both ends of a sweep it is not used: echoes of the one before still arrive, and running means are lopsided. Then it
-// rises.
+// Samples near both ends of a sweep are not used: echoes of the sweep before still arrive, and running means are
+// lopsided. Next to these, weights rise.
 constexpr int kUnused = 2 * kRadius;
 constexpr int kTaper = 4 * kRadius;
 
@@ -222,7 +222,7 @@ void Learner::set_background() noexcept {
   last_ = background;
 }
 
-// Whether what was heard in the three thirds of the time differs by more than noise: somebody left, or the clocks drift.
+// Whether the three thirds of the time sound different by more than noise: somebody left, or the clocks drift.
 bool Learner::has_changed() const noexcept {
   float changes[3] = {};
   for (int at = 0; at < kBandFrame; at += kBandBlock) {

@@ -11,8 +11,8 @@
 
 namespace zeto::host {
 
-// What learning leaves. From then on frames begin where the reference does: `hold` samples after each multiple of kFrame,
-// counted from where learning began. Energies are those of the band in a frame.
+// What learning leaves. From then on frames begin where the reference does: `hold` samples after each multiple of
+// kFrame, counted from where learning began. Energies are those of the band in a frame.
 struct Learned {
   int hold;             // samples, a multiple of kDecimation
   double lead;          // samples by which the latency is greater than `hold`: at least 1 ms, to keep near echoes off 0
@@ -24,7 +24,7 @@ struct Learned {
   Band background;
   Band far;        // the reflections from afar, of unit energy: they tell whether delays are still what they were
   Band far_slope;  // how they change with delay, of unit energy and at right angles to them
-  float mean[kFrame + kBlock];  // the background, from where learning began; goes on from its start, so no block wraps
+  float mean[kFrame + kBlock];  // the background, from where learning began; then its start again, so no block wraps
 };
 
 class Learner {

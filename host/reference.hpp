@@ -30,8 +30,8 @@ class Reference {
   // A block of what was played `late` samples before the frame's sample `first`; both wrap.
   const int16_t* block(int first, int late) const noexcept { return table_ + wrapped(first - late); }
 
-  // How much energy of `heard`, a frame, the table explains if it comes `late` samples late. Each sweep may have a phase
-  // of its own, as those of a moving target do.
+  // How much energy of `heard`, a frame, the table explains if it comes `late` samples late. Each sweep may have a
+  // phase of its own, as those of a moving target do.
   float explained(BandRun heard, int late) const noexcept;
 
   // 1 over the energy of a sweep; 0 for one that is silent.
@@ -48,7 +48,7 @@ class Reference {
   TwiceBand copies_[kDecimation];
 
   Sweeps sweeps_;
-  int16_t table_[kFrame + kBlock];  // goes on from the start, so that no block wraps
+  int16_t table_[kFrame + kBlock];  // then its start again, so that no block wraps
   float inverse_energy_[ZETO_SWEEP_MAX];
 };
 

@@ -67,7 +67,7 @@ inline f64x2 magnitude_of(f64x2 v) noexcept {
   return f64_of(bits_of(v) & INT64_MAX);
 }
 
-// a > b ? a : b, which compilers make four instructions of where SSE2 has one.
+// a > b ? a : b. SSE2 has an instruction for it; compilers make four.
 inline f32x4 larger(f32x4 a, f32x4 b) noexcept {
 #if defined(__SSE2__)
   return _mm_max_ps(a, b);
@@ -77,7 +77,7 @@ inline f32x4 larger(f32x4 a, f32x4 b) noexcept {
 }
 
 // As to_float() and to_double(), with the floats in the low half of four; the high half may hold anything. Compilers
-// clear the rest of a register that holds an 8-byte vector, which takes time where two conversions follow each other.
+// clear the rest of a register that holds an 8-byte vector, which takes time if two conversions follow each other.
 inline f32x4 to_low_floats(f64x2 v) noexcept {
 #if defined(__SSE2__)
   return _mm_cvtpd_ps(v);

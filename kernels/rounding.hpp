@@ -1,4 +1,4 @@
-// Rounding from double to float: the conversion, and two forms to the same bits for where results may be denormal. A
+// Rounding from double to float: the conversion, and two forms with the same bits for results that may be denormal. A
 // conversion to or from a denormal float takes a hundred cycles and more on many x86 processors; on Arm it does not, so
 // there the first form serves all.
 #pragma once
@@ -9,7 +9,7 @@ namespace zeto {
 
 enum class Rounding {
   kConverted,  // right for all values
-  kDenormal,   // right where both results are denormal or zero
+  kDenormal,   // right if both results are denormal or zero
   kEither      // right for all values; converts no denormal ones
 };
 
@@ -25,9 +25,9 @@ struct Rounded {
 constexpr double kLeastNormalFloat = 0x1p-126;
 constexpr double kDenormalRounder = 0x1.8p-97;
 
-// Whether two values were in the range of Rounding::kDenormal, from their evidence; or many, from all evidence joined by
-// a bitwise or. The evidence is the sum's bits: those of the rounder and, if the value is in range, none besides the low
-// 23. Any larger sum, infinity and NaN has another bit as well.
+// Whether two values were in the range of Rounding::kDenormal, from their evidence; or many, from all evidence joined
+// by a bitwise or. The evidence is the sum's bits: those of the rounder and, if the value is in range, none besides the
+// low 23. Any larger sum, infinity and NaN has another bit as well.
 inline bool are_denormal(i64x2 evidence) noexcept {
   constexpr int64_t kInRange = __builtin_bit_cast(int64_t, kDenormalRounder) | ((int64_t{1} << 23) - 1);
   return ((evidence[0] | evidence[1]) & ~kInRange) == 0;

@@ -50,7 +50,7 @@ class Detector {
  public:
   Detector();
   void restart();
-  void set(const int32_t* words);                                // as they stand in a zeto_tx_param
+  void set(const int32_t* words);                                // as they are in a zeto_tx_param
   void block(const int16_t* a, const int16_t* b, int16_t* out);  // 480 samples each
   void step(const float* a, const float* b, int16_t* out);       // the same, full scale 1.0, and not counted
   uint32_t frame_count = 0;

@@ -265,7 +265,7 @@ void backward_odd(const Pass& pass, const float* from, float* to) {
 
 }  // namespace
 
-// Fours first, then odd factors in rising order; a two goes in front of all.
+// Fours first, then odd factors in rising order; a two is placed before all.
 Transform::Transform(int n) : n_(n), other_(size_t(n)) {
   int rest = n;
   for (; rest % 4 == 0; rest /= 4) factors_.push_back(4);

@@ -13,8 +13,8 @@ class Transform {
   // n samples in, n + 2 values out: real and imaginary part of bins 0 .. n/2, unscaled. Behind an odd length's last bin
   // comes a zero.
   void forward(float* samples);
-  // The same the other way round: n times the samples; what comes after them stays. The imaginary parts of bin 0 and, if
-  // the length is even, of bin n/2 do not count.
+  // The same the other way round: n times the samples; what comes after them stays. The imaginary parts of bin 0 and,
+  // if the length is even, of bin n/2 do not count.
   void backward(float* spectrum);
 
  private:

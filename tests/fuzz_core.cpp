@@ -1,6 +1,6 @@
 // Fuzz target: the detector core used out of turn. Gains and delays change amid a window, restarts come at any block,
 // blocks go straight to the block step, counts jump. After every call, the plain model must have the same output,
-// measurement and candidates; and where the core falls back, the same histories.
+// measurement and candidates; and if the core falls back, the same histories.
 #include <array>
 #include <bit>
 #include <cmath>

@@ -1,5 +1,5 @@
-// The host kit, twice: one object gets its buffers whole and finds its memory cleared, the other gets them in pieces, and
-// its memory full of what was there before. What the microphone hears is what was played, late, in pieces lost and
+// The host kit, twice: one object gets its buffers whole and finds its memory cleared, the other gets them in pieces,
+// and its memory full of what was there before. What the microphone hears is what was played, late, in pieces lost and
 // repeated, with noise of any bits. Both must read the same, and nothing that a host could not show.
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-/* The air between loudspeaker and microphone, as a JACK client: a direct path, a hand that comes and goes, a little noise.
+/* The air between loudspeaker and microphone, as a JACK client: a direct path, a hand that comes and goes, some noise.
  * Times count from the first sample that is not silence.
  *   live_path NAME DELAY DIRECT HAND_DELAY HAND FROM TO      delays in samples, gains linear, seconds */
 #include <jack/jack.h>

@@ -1,7 +1,6 @@
-// Handles of both sides on threads of their own, as a host runs them; under the thread sanitizer, which alone sees a race for
-// sure. Inits of one side
-// take turns, because they register with the arena; everything else runs at once. Every thread must hear what a lone
-// one does.
+// Handles of both sides on threads of their own, as a host runs them; under the thread sanitizer, which alone sees a
+// race for sure. Inits of one side take turns, because they register with the arena; everything else runs at once.
+// Every thread must hear what a lone one does.
 #include <barrier>
 #include <cstdint>
 #include <cstdio>

@@ -78,7 +78,7 @@ std::string misplaced(const CLI::App& app) {
   return option != words.end() ? unknown_option(app, *option) : words.front() + " was not expected";
 }
 
-/// Last first, as CLI11 takes them. What stands behind "--" are names of files; CLI11 misreads some that begin with a dash.
+/// Last first, as CLI11 takes them. Words behind "--" are names of files; CLI11 misreads some that begin with a dash.
 std::vector<std::string> words_of(const CLI::App& app, int argc, char** argv) {
   std::vector<std::string> words;
   if (argc < 2) return {"--help"};
@@ -125,7 +125,7 @@ int run(int argc, char** argv) {
   CLI::App app{"Ultrasonic sensing in a phone's voice path: makes the chirp, looks at it and measures its echo.",
                "zeto"};
   app.require_subcommand(0, 1);  // none: told below, better than CLI11 does
-  app.fallthrough();             // --verbose may stand behind the verb too
+  app.fallthrough();             // --verbose may follow the verb too
   app.formatter(std::make_shared<Formatter>());
   app.get_formatter()->column_width(28);
   app.set_version_flag("--version", "zeto " ZETO_VERSION_STRING);
@@ -155,7 +155,7 @@ int main(int argc, char** argv) {
   zeto::tool::remove_unfinished_on_signals();
   try {
     return run(argc, argv);
-  } catch (...) {  // only where there is no memory left to say more
+  } catch (...) {  // only if there is no memory left to say more
     std::fputs("zeto: failed\n", stderr);
     return kFailed;
   }

@@ -1,5 +1,5 @@
-// A host object in simulated air: what it plays reaches its microphone directly, from the case, from two walls and, if one
-// is there, from a hand. All delays are whole samples.
+// A host object in simulated air: what it plays reaches its microphone directly, from the case, from two walls and, if
+// one is there, from a hand. All delays are whole samples.
 #pragma once
 
 #include <algorithm>

@@ -47,7 +47,7 @@ class FuzzInput {
   size_t left_;
 };
 
-// Ends the program where the oracle is contradicted: that is a find.
+// Ends the program if the oracle is contradicted: that is a find.
 inline void require(bool held, const char* what) {
   if (held) return;
   std::fprintf(stderr, "fuzz: contradicted: %s\n", what);

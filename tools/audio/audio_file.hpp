@@ -33,9 +33,9 @@ float to_float(double value);
 
 using SoundFile = std::unique_ptr<sf_private_tag, int (*)(sf_private_tag*)>;
 
-/// Reads a file from its start; "-" is standard input. Every fault is a FileError that names the file: missing, no audio, another rate,
-/// another number of channels, cut short. RF64, W64, AIFF and AU that are cut short are read as far as they go: recordings
-/// beyond 4 GiB are worth it.
+/// Reads a file from its start; "-" is standard input. Every fault is a FileError that names the file: missing, no
+/// audio, another rate, another number of channels, cut short. RF64, W64, AIFF and AU that are cut short are read as
+/// far as they go: recordings beyond 4 GiB are worth it.
 class AudioReader {
  public:
   AudioReader(std::string path, int channels);
@@ -49,7 +49,7 @@ class AudioReader {
   const std::string& warning() const { return warning_; }
   /// What the samples are stored as, "16-bit PCM" for example.
   const std::string& encoding() const { return encoding_; }
-  /// The host format of the same sample type; 16 bits where there is none.
+  /// The host format of the same sample type; 16 bits if there is none.
   HostFormat host_format() const { return host_format_; }
 
   /// Fills `out` with the next samples, full scale 1.0, channels interleaved. Returns how many there were; fewer than
@@ -67,8 +67,8 @@ class AudioReader {
   HostFormat host_format_ = HostFormat::kPcm16;
 };
 
-/// Writes a file of host samples, channels interleaved, in the matching sample type, bit for bit: WAV, FLAC or without a
-/// header (.raw), by its name's ending; "-" is WAV on standard output. The file appears on commit().
+/// Writes a file of host samples, channels interleaved, in the matching sample type, bit for bit: WAV, FLAC or without
+/// a header (.raw), by its name's ending; "-" is WAV on standard output. The file appears on commit().
 class AudioWriter {
  public:
   AudioWriter(std::string path, HostFormat format, int channels = 1);

@@ -10,8 +10,8 @@ struct Missing {
   bool is_wav = false;  ///< plain WAV: at most 4 GiB
 };
 
-/// Nothing is missing from a file that does not say how long it is (written to a pipe), nor from one of another format than
-/// WAV, RF64, W64, AIFF and AU.
+/// Nothing is missing from a file that does not say how long it is (written to a pipe), nor from one of another format
+/// than WAV, RF64, W64, AIFF and AU.
 Missing missing_from(const std::string& path);
 
 }  // namespace zeto::tool

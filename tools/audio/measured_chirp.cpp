@@ -19,7 +19,7 @@ double window_weight(double u) {
   return 0.5 + 0.5 * std::cos(std::numbers::pi * u);
 }
 
-/// Radians per sample: where the spectrum, taken at every quarter of a cycle per block, is highest.
+/// Radians per sample: the frequency at which the spectrum, taken at every quarter of a cycle per block, is highest.
 double coarse_frequency(std::span<const float> x) {
   const double half = 0.5 * static_cast<double>(x.size() - 1);
   std::vector<double> windowed(x.size());
@@ -46,7 +46,7 @@ constexpr size_t kTerms = 6;
 using Row = std::array<double, kTerms + 1>;
 using Equations = std::array<Row, kTerms>;
 
-/// Gauss elimination of symmetric equations; not a number where they do not determine the result.
+/// Gauss elimination of symmetric equations; not a number if they do not determine the result.
 std::array<double, kTerms> solve(Equations m) {
   for (size_t column = 0; column < kTerms; ++column) {
     const auto pivot =

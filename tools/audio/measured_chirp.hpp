@@ -14,7 +14,7 @@ struct MeasuredChirp {
   std::optional<size_t> latency;   ///< index of the first sample that is not zero; nothing: all silent
   std::optional<size_t> period;    ///< samples until the sweep starts again; nothing: it does not in this recording
   double start_hz = kNotMeasured;  ///< frequency at the first sample of the first sweep
-  double end_hz = kNotMeasured;    ///< frequency at its last sample, or at the recording's where it does not end before
+  double end_hz = kNotMeasured;    ///< frequency at its last sample, or at the recording's if it does not end before
 };
 
 MeasuredChirp measure_chirp(std::span<const float> samples, double sample_rate);

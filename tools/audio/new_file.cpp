@@ -20,7 +20,7 @@
 namespace zeto::tool {
 namespace {
 
-// The unfinished files, for the signal handler. No more than two are ever open: a third goes without this protection.
+// The unfinished files, for the signal handler. No more than two are ever open: a third has no such protection.
 struct Unfinished {
   char name[4096];
   volatile std::sig_atomic_t is_there;

@@ -8,7 +8,7 @@ namespace zeto::tool {
 /// target "-" is standard output, and receives all of it on commit().
 class NewFile {
  public:
-  /// Throws UserError where the target cannot be written, or is read as well.
+  /// Throws UserError if the target cannot be written, or is read as well.
   explicit NewFile(std::string path);
   ~NewFile();
   NewFile(const NewFile&) = delete;

@@ -17,8 +17,8 @@ constexpr size_t kTables = 8;         // that are averaged; the kit learns from 
 constexpr double kCmPerSample = kCmPerSecond / kSampleRate;
 constexpr double kLeast = 1e-6;  // -120 dB
 
-/// A Hamming window over what is played: without it an echo is 13 dB above its own side lobes. Nothing below 0 Hz, so that
-/// the correlation's magnitude is its envelope.
+/// A Hamming window over what is played: without it an echo is 13 dB above its own side lobes. Nothing below 0 Hz, so
+/// that the correlation's magnitude is its envelope.
 double weight_at(double hz, double start_hz) {
   constexpr double kEnd = 0.5 * kSampleRate;
   if (hz <= start_hz || hz >= kEnd) return 0.0;

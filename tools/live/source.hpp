@@ -35,11 +35,11 @@ struct Connections {
   std::optional<std::pair<std::string, std::string>> ports;  ///< to play to, to listen to; else the first physical ones
 };
 
-/// Throws UserError if no server answers, at another rate than 48000 Hz, if a port does not exist, or if the program was
-/// built without JACK.
+/// Throws UserError if no server answers, at another rate than 48000 Hz, if a port does not exist, or if the program
+/// was built without JACK.
 std::unique_ptr<Source> jack_source(const Connections& connections);
 
-/// A recording, as fast as it goes: its first channel in place of what is played, its second in place of the microphone.
+/// A recording, read as fast as possible: its first channel replaces what is played, its second the microphone.
 /// @param is_table  warn if the first channel does not repeat every 200 ms, as the kit's sweep table does.
 std::unique_ptr<Source> file_source(const std::string& path, bool is_table);
 

@@ -58,8 +58,8 @@ void add_sweeps(CLI::App& verb, zeto_set& set) {
 
 }  // namespace
 
-/// CLI11 takes options over in the order in which they were added: the set first, then the file, then what stands beside
-/// them.
+/// CLI11 takes options over in the order in which they were added: the set first, then the file, then single
+/// options.
 void add_parameter_options(CLI::App& verb, zeto_set& set, Side side) {
   set = set_of("default");
   const auto emitter = parameters_of(set.chirp);

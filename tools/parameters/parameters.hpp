@@ -12,7 +12,7 @@ namespace zeto::tool {
 /// One word of a parameter block.
 struct Parameter {
   const char* name;     ///< as in the interface
-  const char* unit;     ///< "" where there is none
+  const char* unit;     ///< "" if there is none
   const char* meaning;  ///< a line or two
   int32_t* value;       ///< in the block
 };
@@ -23,8 +23,8 @@ std::vector<Parameter> parameters_of(zeto_tx_param& block);
 
 /// A named set as the verbs take it over and options change it. Throws UserError if there is none of that name.
 ///
-/// Its `chirp` holds what the emitter plays, with or without sweeps that start over; of its `sweep` only `restart_ms` and
-/// `fade_us` are used: ask sweep_of().
+/// Its `chirp` holds what the emitter plays, with or without sweeps that start over; of its `sweep` only `restart_ms`
+/// and `fade_us` are used: ask sweep_of().
 zeto_set set_of(const std::string& name);
 
 /// The names of all sets, to be told.
@@ -35,8 +35,8 @@ bool has_sweeps(const zeto_set& set);
 /// Whether the host kit plays and hears this set.
 bool is_for_kit(const zeto_set& set);
 
-/// The sweeps as changed. `span_hz` of the chirp is their slope per second, `amp_end_milli` their amplitude; that is 0 if
-/// the emitter is not enabled.
+/// The sweeps as changed. `span_hz` of the chirp is their slope per second, `amp_end_milli` their amplitude; that is 0
+/// if the emitter is not enabled.
 zeto_sweep sweep_of(const zeto_set& set);
 
 /// Their lengths in ms.

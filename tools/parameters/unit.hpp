@@ -9,7 +9,7 @@ namespace zeto::tool {
 /// Seconds of a sweep as it is played; 0 if there is none. A sweep that starts over is taken as one of a second.
 double sweep_s(const zeto_set& set);
 
-/// Rise of what is played, Hz per second, above 0 whichever way the sweep goes; 0 if nothing is played.
+/// Rise of what is played, Hz per second, above 0 for rising and falling sweeps; 0 if nothing is played.
 double slope_hz_s(const zeto_set& set);
 
 /// The delay that the detector sees of one: only the position within what the emitter repeats counts, after the

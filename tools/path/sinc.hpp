@@ -16,8 +16,8 @@ class Sinc {
 
   Sinc();
 
-  /// Weights of the samples around a position: of the one before it by up to a sample, that is tap kTaps / 2 - 1, and of
-  /// those on both sides.
+  /// Weights of the samples around a position: of the one before it by up to a sample, that is tap kTaps / 2 - 1, and
+  /// of those on both sides.
   /// @param fraction  how far behind that sample, 0 to 1.
   Taps taps(double fraction) const;
 

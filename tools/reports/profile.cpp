@@ -29,7 +29,7 @@ double prominence(const std::array<double, kBins>& levels, size_t at) {
 }
 
 /// Where a tone lies that shows in bin `at` and its louder neighbour. Without a window the two amplitudes are as
-/// the inverse distances. The first bin also shows what lies below it, where no bin tells how far.
+/// the inverse distances. The first bin also shows what is below it; no bin tells how far below.
 double between_bins(const std::array<double, kBins>& levels, size_t at) {
   if (at == 0) return 1.0;
   const double left = levels[at - 1];

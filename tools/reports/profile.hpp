@@ -30,9 +30,9 @@ class LevelStatistics {
 };
 
 struct ProfilePeak {
-  double bin;  ///< between bins: where a tone of that spectrum lies; 1 for all below 1.5
+  double bin;  ///< between bins: the position of a tone with that spectrum; 1 for all below 1.5
   double level_db;
-  bool direct;  ///< where the correlation of both channels is strongest
+  bool direct;  ///< the correlation of both channels is strongest here
 };
 
 struct Profile {
@@ -42,7 +42,7 @@ struct Profile {
   std::optional<int> threshold_db;      ///< proposed for UltraHz_cand_dB; nothing if no peak is clear of the noise
 };
 
-/// @param direct_bin  where the correlation is strongest; nothing if it is not known.
+/// @param direct_bin  at which the correlation is strongest; nothing if it is not known.
 /// @param most        peaks at most.
 Profile profile_of(const LevelStatistics& levels, std::optional<double> direct_bin, size_t most);
 

@@ -31,8 +31,8 @@ struct Sensed {
 /// The conditions that are not met, "position, level"; "" if it was accepted.
 std::string reason(const Observation& seen);
 
-/// One text per recording, the heading before the first. In CSV and JSON columns and members depend on the options alone,
-/// never on the files.
+/// One text per recording, the heading before the first. In CSV and JSON columns and members depend on the options
+/// alone, never on the files.
 class SenseReport {
  public:
   explicit SenseReport(ReportOptions options) : options_(std::move(options)) {}

@@ -28,11 +28,11 @@ struct Ratio {
 };
 
 struct Observation {
-  double end_s;  ///< where the 200 ms end, seconds of input since the detector was initialised
+  double end_s;  ///< end of the 200 ms, seconds of input since the detector was initialised
   Segment segments[kSegments];
   int candidates;
 
-  // What the candidates agree on; 0 where there are none.
+  // What the candidates agree on; 0 if there are none.
   float position;  ///< median, Hz
   float level;     ///< median, dB
   int hits;        ///< candidates near the median position

@@ -13,13 +13,13 @@ namespace zeto::tool {
 
 /// What the detector made of 200 ms.
 struct Analysis {
-  double end_s;   ///< where in the recording the 200 ms end
+  double end_s;   ///< end of the 200 ms in the recording
   int32_t value;  ///< in the unit of UltraHz_period
 
   bool accepted() const { return value != ZETO_REJECTED; }
 };
 
-/// Of the accepted analyses; all 0 where there are none.
+/// Of the accepted analyses; all 0 if there are none.
 struct Summary {
   size_t accepted;
   double median;
@@ -34,7 +34,7 @@ struct SensingOptions {
   zeto_tx_param param{};
 };
 
-/// Samples per input that the first analysis needs; the start-up delay, where it is on, comes before.
+/// Samples per input that the first analysis needs; the start-up delay, if it is on, comes before.
 int64_t shortest_sensed(const zeto_tx_param& param);
 
 /// A file of reference and microphone that is long enough for an analysis; otherwise a FileError.
@@ -65,7 +65,7 @@ class Sensing {
 /// Fills in the next samples, full scale 1.0: reference and microphone in turns.
 using Capture = std::function<void(std::span<double>)>;
 
-/// Senses `frames` samples of each input. `returned`, where there is one, receives the wrapper's output channel, as
+/// Senses `frames` samples of each input. `returned`, if there is one, receives the wrapper's output channel, as
 /// many host samples.
 std::vector<Analysis> sense(const SensingOptions& options, int64_t frames, const Capture& capture,
                             AudioWriter* returned);

@@ -76,7 +76,7 @@ std::optional<double> expected(const EchoOptions& options, double delay_ms) {
 struct Outcome {
   double true_ms = 0.0;
   std::optional<double> expected;
-  std::optional<double> measured;  ///< median of the accepted; nothing where there are none
+  std::optional<double> measured;  ///< median of the accepted; nothing if there are none
   size_t accepted = 0;
   size_t analyses = 0;
 };

@@ -49,7 +49,7 @@ void listen_by_kit(const zeto_set& set, double spacing_cm, std::span<const int16
   simulation.learned = kit.findings();
 }
 
-/// Half of the way that the sound goes in the delay which a measurement means; nothing if it means none.
+/// Half of the sound's way in the delay that a measurement means; nothing if it means none.
 std::optional<double> cm_of(const zeto_set& set, int32_t measurement) {
   const int32_t whole_s = set.chirp.period_ms / 1000;
   const double sweep_s = has_sweeps(set) ? 1.0 : whole_s;

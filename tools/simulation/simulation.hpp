@@ -38,7 +38,8 @@ struct Simulation {
   Score score;
 };
 
-/// Plays the set's sweeps or its chirp, and listens by the host kit if the set is for it, otherwise by the uplink wrapper.
+/// Plays the set's sweeps or its chirp, and listens by the host kit if it can play the set, otherwise by the
+/// uplink wrapper.
 /// @param wav  file to write: reference and microphone; or null.
 Simulation simulate(const zeto_set& set, const Scene& scene, double seconds, const std::string* wav);
 

@@ -6,7 +6,7 @@
 namespace zeto::tool {
 
 struct CsvRow {
-  size_t line;  ///< where it starts, counted from 1
+  size_t line;  ///< in which it starts, counted from 1
   std::vector<std::string> cells;
 };
 

@@ -1,6 +1,6 @@
 // What the library itself says. Its cores print information lines on standard output, where a verb's results belong,
 // and its wrappers write to the Android log. Neither is of interest to most users: both are dropped, or shown on
-// standard error where --verbose is given. Errors in the log are always shown.
+// standard error if --verbose is given. Errors in the log are always shown.
 #pragma once
 #include <mutex>
 #include <string>
@@ -9,7 +9,7 @@ namespace zeto::tool {
 
 extern bool verbose;
 
-/// Writes to standard output while no LibrarySpeaks lives: where several threads work, results go this way.
+/// Writes to standard output while no LibrarySpeaks lives: if several threads work, results are written by it.
 void print(const std::string& text);
 
 /// While it lives, standard output goes elsewhere. Meant for calls that print: init, set_parameters, deinit. Only one
@@ -23,7 +23,7 @@ class LibrarySpeaks {
 
  private:
   std::lock_guard<std::mutex> alone_;
-  int kept_;  // the real standard output, -1 where there is none
+  int kept_;  // the real standard output, -1 if there is none
 };
 
 }  // namespace zeto::tool

@@ -6,7 +6,8 @@
 
 namespace zeto::tool {
 
-/// The name that a word is part of, or that it differs from in a letter of three at most; whatever their case, and _ is -.
+/// The name that contains a word, or that differs from it by at most a third of the word's letters. Upper and lower case
+/// are the same, and so are _ and -.
 std::optional<std::string> nearest(const std::string& word, const std::vector<std::string>& names);
 
 }  // namespace zeto::tool

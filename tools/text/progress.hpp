@@ -1,4 +1,4 @@
-// How far long work has come, on standard error where that is a terminal.
+// How far long work has come, on standard error if that is a terminal.
 #pragma once
 #include <algorithm>
 #include <chrono>

@@ -11,7 +11,7 @@ namespace zeto::tool {
 /// On one line, without characters that a terminal obeys: blanks for white space, question marks for other controls.
 std::string printable(std::string text);
 
-/// In quotation marks where it must be.
+/// In quotation marks if it must be.
 std::string csv_cell(const std::string& cell);
 
 }  // namespace zeto::tool

@@ -106,7 +106,7 @@ Json segments_of(const Observation& seen) {
   return segments;
 }
 
-/// What the candidates agree on and what follows from it; null where there is no candidate.
+/// What the candidates agree on and what follows from it; null if there is no candidate.
 Json of_candidates(const Observation& seen, Json value) {
   return seen.candidates > 0 ? std::move(value) : Json(nullptr);
 }

@@ -29,7 +29,7 @@ using Row = std::array<std::string, 10>;
 const Row kHeading{"file",   "encoding", "samples",         "peak",  "start_hz",
                    "end_hz", "sweep_s",  "latency_samples", "error", "version"};
 
-/// A number, or nothing where it could not be measured.
+/// A number, or nothing if it could not be measured.
 std::string cell(double value, int digits) {
   return std::isfinite(value) ? text("%.*f", digits, value) : "";
 }
