@@ -266,10 +266,10 @@ class Detector(_Handle):
 
 
 def measurements(detector: Detector, samples: NDArray[Sample]) -> NDArray[np.int32]:
-    """One value per analysis, REJECTED where it did not agree, from all that a fresh detector returned (pieces
-    together): analysis k shows from sample 9600 k - 1, where the last of its own samples goes in."""
+    """One value per analysis, REJECTED if its spectra did not agree, from all that a fresh detector returned (join the
+    pieces first). Analysis k shows from sample 9600 k - 1 on, at which its own last sample goes in."""
     delay_ms = detector._set["UltraHz_delay_ms"]  # it may be closed by now
-    first = 1 if delay_ms < 10 else delay_ms // 10 // 20 + 1  # the start-up delay goes without analyses
+    first = 1 if delay_ms < 10 else delay_ms // 10 // 20 + 1  # the start-up delay has no analyses
     shown = samples[first * ANALYSIS - 1 :: ANALYSIS].astype(np.float64)
     if not np.isfinite(shown).all():
         raise ValueError("samples: not what a detector returned, some are no finite numbers")

@@ -50,7 +50,7 @@ void add_sweeps(CLI::App& verb, zeto_set& set) {
             if (!has_sweeps(set)) throw UserError("--fade-ms: needs --restart-ms, or a set of sweeps");
             set_fade(set, "--fade-ms", ms);
           },
-          "With --restart-ms: each sweep rises and falls that long.\n"
+          "With --restart-ms: time for each sweep to fade in and out.\n"
           "Default: 2, or the set's")
       ->type_name("MS")
       ->group(kEmitterGroup);

@@ -32,7 +32,7 @@ std::vector<Parameter> parameters_of(zeto_tx_param& block) {
       {"UltraHz_floor", "Hz", "Lower frequency of the sweep; almost no effect", &block.UltraHz_floor},
       {"UltraHz_scope", "Hz", "Width of the sweep", &block.UltraHz_scope},
       {"UltraHz_period", "",
-       "The result at a beat as high as the sweep is wide: with the\nsweep's length in ms, results are delays in ms",
+       "The result if the beat is as high as UltraHz_scope: with\nthe sweep's length in ms, results are delays in ms",
        &block.UltraHz_period},
       {"UltraHz_cand_dB", "dB", "Level that a spectrum's peak must exceed to count", &block.UltraHz_cand_dB},
       {"UltraHz_cand_ratio", "1/100",
@@ -46,7 +46,7 @@ std::vector<Parameter> parameters_of(zeto_tx_param& block) {
       {"UltraHz_spare1", "", "Not used", &block.UltraHz_spare1},
       {"UltraHz_spare2", "", "Not used", &block.UltraHz_spare2},
       {"UltraHz_delay_ms", "ms",
-       "10 and more: hold the first input back by 200 ms; so many\nms at the start are not analysed. Below 10: off",
+       "10 or more: hold the first input back by 200 ms; this many\nms at the start are not analysed. Below 10: off",
        &block.UltraHz_delay_ms},
   };
 }

@@ -110,8 +110,8 @@ std::vector<double> mean_of(const std::string& path, int64_t from, int64_t to, i
 void add_host_steps(CLI::App& verb, HostSteps& steps) {
   verb.add_option("--align", steps.align,
                   "Hold the reference back by this latency, so that the\n"
-                  "direct sound does not count; auto: as found by correlation,\n"
-                  "less the direct sound's way, and shown on standard error")
+                  "direct sound does not count; auto: find it by correlation\n"
+                  "(less the direct sound's way), shown on standard error")
       ->type_name("MS|auto")
       ->group("Host");
   verb.add_option("--background", steps.background,
@@ -120,7 +120,7 @@ void add_host_steps(CLI::App& verb, HostSteps& steps) {
                   "200 ms, or the reference's period if that is longer")
       ->type_name("FROM-TO")
       ->group("Host");
-  verb.add_option("--spacing-cm", steps.spacing_cm, "Loudspeaker to microphone")
+  verb.add_option("--spacing-cm", steps.spacing_cm, "Distance from loudspeaker to microphone")
       ->type_name("CM")
       ->check(CLI::Range(0.0, 100.0).description(""))
       ->capture_default_str()

@@ -23,7 +23,8 @@ int64_t first_analysis(const zeto_tx_param& param) {
 
 /// Where the output channel first shows analysis k: the block that ends it, blocks counted from 1, is block 20 k. Its
 /// output starts with sample 9600 k - 480 and the wrapper hands it back 479 samples later, so with sample 9600 k - 1:
-/// exactly when the last sample of the 200 ms goes in. A recording of 9600 k samples shows k analyses, with nothing appended.
+/// exactly when the last sample of the 200 ms goes in. A recording of 9600 k samples shows k analyses, with nothing
+/// appended.
 int64_t shown_at(int64_t k) {
   return k * kAnalysisLen - kBlockLen + kLatency;
 }

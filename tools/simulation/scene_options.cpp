@@ -153,14 +153,15 @@ std::vector<CLI::Option*> add_scene_options(CLI::App& verb, SceneOptions& option
   constexpr const char* kPath = "Path";
   add(kPath, "",
       verb.add_flag("--phone", options.phone,
-                    "As in a phone: latency 20 to 110 ms, direct sound 0.15 to\n"
-                    "0.6 and reflections by the seed, --response phone,\n"
-                    "--pink-dbfs -52, --white-dbfs -80; options override it"));
+                    "As in a phone: the seed chooses latency (20 to 110 ms),\n"
+                    "direct sound (0.15 to 0.6) and reflections; --response\n"
+                    "phone, --pink-dbfs -52, --white-dbfs -80. Options\n"
+                    "override these"));
   add(kPath, "MS",
       verb.add_option("--latency-ms", options.latency_ms,
                       "From playback to capture, without the sound's way;\n"
                       "any fraction of a sample. Default: 0"));
-  add(kPath, "CM", verb.add_option("--spacing-cm", options.spacing_cm, "Loudspeaker to microphone"))
+  add(kPath, "CM", verb.add_option("--spacing-cm", options.spacing_cm, "Distance from loudspeaker to microphone"))
       ->capture_default_str();
   add(kPath, "G",
       verb.add_option("--direct", options.direct,
@@ -168,16 +169,16 @@ std::vector<CLI::Option*> add_scene_options(CLI::App& verb, SceneOptions& option
                       "microphone, linear. Default: 0.3"));
   add(kPath, "SEED",
       verb.add_option("--reflections", options.reflections,
-                      "Which reflections: 3 of the case, 0.05 to 0.6 ms behind\n"
+                      "Chooses reflections: 3 of the case, 0.05 to 0.6 ms behind\n"
                       "the direct sound and 8 to 18 dB under it; 25 of the room,\n"
                       "1.5 to 40 ms and 22 to 55 dB. Default: none"))
       ->check(CLI::Range(int64_t{0}, INT64_MAX).description(""));
   add(kPath, "FILE",
       verb.add_option("--response", options.response,
                       "Response of loudspeaker and microphone together: an\n"
-                      "audio file (48000 Hz, mono), its impulse response, delay\n"
-                      "and all; or phone: -1 dB at 18 kHz, -6 at 20, -15 at 22,\n"
-                      "-40 at 24, without delay; or flat, the default"));
+                      "audio file (48000 Hz, mono) of the impulse response,\n"
+                      "whose delay counts; or phone: -1 dB at 18 kHz, -6 at 20,\n"
+                      "-15 at 22, -40 at 24, without delay; or flat, the default"));
   constexpr const char* kTarget = "Target";
   auto* target = add(kTarget, "CM",
                      verb.add_option("--target-cm", options.target_cm,
@@ -190,15 +191,16 @@ std::vector<CLI::Option*> add_scene_options(CLI::App& verb, SceneOptions& option
                                       "Its echo against the direct sound. Default: a hand's,\n"
                                       "-6 at 2 cm, -15 at 10, -22 at 20, -31 at 50"));
   add_of_target("V[,S]", verb.add_option("--speed-cm-s", options.speed_cm_s,
-                                         "It moves, away from the phone above 0, from second S on.\n"
-                                         "Default of S: as it first comes"));
-  add_of_target("CM",
-                verb.add_option("--stop-cm", options.stop_cm, "Where it stops. Default: at 0, if it comes nearer"));
-  add_of_target("MM", verb.add_option("--tremor-mm", options.tremor_mm, "It trembles: amplitude at 3 Hz; half at 7 Hz"))
+                                         "It moves from second S on; V above 0: away from the phone.\n"
+                                         "Default of S: when it first comes"));
+  add_of_target(
+      "CM", verb.add_option("--stop-cm", options.stop_cm, "Distance at which it stops. Default: 0 if it comes nearer"));
+  add_of_target("MM",
+                verb.add_option("--tremor-mm", options.tremor_mm, "It trembles: amplitude at 3 Hz; half of it at 7 Hz"))
       ->capture_default_str();
   add_of_target("FROM-TO", verb.add_option("--present", options.present,
-                                           "When it is there, seconds; several for one that comes\n"
-                                           "and goes; without TO, to the end. Default: 3.5-"));
+                                           "When it is there, seconds; without TO, to the end. May be\n"
+                                           "repeated, for one that comes and goes. Default: 3.5-"));
   constexpr const char* kNoise = "Noise";
   add(kNoise, "DB",
       verb.add_option("--pink-dbfs", options.pink_dbfs,
@@ -207,22 +209,23 @@ std::vector<CLI::Option*> add_scene_options(CLI::App& verb, SceneOptions& option
   add(kNoise, "DB", verb.add_option("--white-dbfs", options.white_dbfs, "White noise, such as the microphone's own"));
   auto* noise = add(kNoise, "FILE",
                     verb.add_option("--noise", options.noise,
-                                    "Audio file (48000 Hz, mono), as the microphone records\n"
-                                    "it; over and over"));
+                                    "Audio file (48000 Hz, mono) of noise as the microphone\n"
+                                    "records it; it is repeated"));
   add(kNoise, "G", verb.add_option("--noise-gain", options.noise_gain, "Its gain, linear"))
       ->capture_default_str()
       ->needs(noise);
   constexpr const char* kFaults = "Faults";
   add(kFaults, "P[,S]",
       verb.add_option("--drift-ppm", options.drift_ppm,
-                      "The capture clock is slower by so much, from second S\n"
-                      "on; below 0 faster"));
-  add(kFaults, "S,MS", verb.add_option("--drop", options.drop, "The capture loses MS ms at second S; several"));
-  add(kFaults, "S,MS", verb.add_option("--repeat", options.repeat, "It repeats the last MS ms at second S; several"));
+                      "The capture clock is slower by P parts per million, from\n"
+                      "second S on; below 0: faster"));
+  add(kFaults, "S,MS", verb.add_option("--drop", options.drop, "The capture loses MS ms at second S; may be repeated"));
+  add(kFaults, "S,MS",
+      verb.add_option("--repeat", options.repeat, "It repeats the last MS ms at second S; may be repeated"));
   add(kFaults, "DB,S",
       verb.add_option("--foreign", options.foreign,
                       "Another phone plays the same from second S on, DB against\n"
-                      "the direct sound, by a clock of its own (30 ppm at most)"));
+                      "the direct sound, with a clock that is off by up to 30 ppm"));
   return all;
 }
 

@@ -136,8 +136,8 @@ void add_emit(CLI::App& app) {
                    "The chirp replaces the playback, it is not mixed in")
       ->type_name("FILE");
   verb->add_option("-s,--seconds", options->seconds,
-                   "Length; cuts the playback, or continues it by silence.\n"
-                   "Default: the file's length, without a file 3")
+                   "Length; cuts the playback, or adds silence behind it.\n"
+                   "Default: the file's length; 3 without a file")
       ->type_name("S");
   verb->add_option("-f,--format", options->format,
                    "The host's sample format, and the written file's:\n"
@@ -153,8 +153,9 @@ void add_emit(CLI::App& app) {
       ->capture_default_str();
   add_parameter_options(*verb, options->set, Side::kEmitter);
   verb->footer(
-      "What comes back is 479 samples late: the file starts with as many zeros. A table of\n"
-      "sweeps (--set hand, --restart-ms) comes from the host kit at once, in a loop.\n\n"
+      "The chirp comes back 479 samples late: the file starts with as many zeros. A table\n"
+      "of sweeps (--set hand, --restart-ms) comes from the host kit, without that delay and\n"
+      "repeated.\n\n"
       "Examples:\n"
       "  zeto emit -o chirp.wav                      3 s of chirp, 16-bit\n"
       "  zeto emit -i music.wav -f 4 -o chirp.wav    as long as the music, float\n"

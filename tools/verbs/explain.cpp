@@ -268,7 +268,7 @@ void add_explain(CLI::App& app) {
   verb->add_option("--from", options->from, "Only analyses that end at this time or later")->type_name("S");
   verb->add_option("--to", options->to, "Only analyses that end at this time or before;\nwhat comes later is not read")
       ->type_name("S");
-  verb->add_option("--most", options->most, "So many analyses of each recording at most")
+  verb->add_option("--most", options->most, "At most this many analyses of each recording")
       ->type_name("N")
       ->check(CLI::PositiveNumber.description(""));
   verb->add_flag("--brief", options->brief, "Leave the spectra's peaks out");
@@ -282,18 +282,19 @@ void add_explain(CLI::App& app) {
   add_parameter_options(*verb, options->set, Side::kDetector);
   verb->footer(
       "One line per analysis, from inside the detector:\n"
-      "  time_s   where in the recording its 200 ms end\n"
-      "  peaks    of 18 spectra, those whose strongest bin is above --UltraHz-cand-dB\n"
-      "  beat_hz  median of these peaks' frequencies; how many hit it, less than 186 Hz away\n"
-      "  dB       median of their levels; how many hit it, less than 10 dB away\n"
-      "  steady   sum of the ratio of hits (1 if all 18, otherwise 0), that of levels (hits\n"
-      "           of 18), and both of the analysis before\n"
+      "  time_s   end of its 200 ms, from the start of the recording\n"
+      "  peaks    how many of the 18 spectra have a bin above --UltraHz-cand-dB\n"
+      "  beat_hz  median frequency of these spectra's strongest bins; hits: how many of them\n"
+      "           are less than 186 Hz away from it\n"
+      "  dB       median of their levels; hits: how many are less than 10 dB away from it\n"
+      "  steady   sum of four ratios: hits in frequency (1 if all 18, otherwise 0) and hits\n"
+      "           in level / 18, of this analysis and of the one before\n"
       "  value    what beat_hz measures, folded at half of --UltraHz-scope; result: after\n"
       "           smoothing, -1000 if rejected\n"
-      "  verdict  rejected: \"position\" if the ratio of hits is below --UltraHz-cand-ratio,\n"
-      "           \"level\" if that of levels is below --UltraHz-spread-ratio, \"steadiness\" if\n"
-      "           steady is below 2\n"
-      "Below, each spectrum's strongest bin, in brackets if it is not above\n"
+      "  verdict  accepted, or why it was rejected: \"position\" if the ratio of hits in\n"
+      "           frequency is below --UltraHz-cand-ratio, \"level\" if that of hits in level is\n"
+      "           below --UltraHz-spread-ratio, \"steadiness\" if steady is below 2\n"
+      "Then follows each spectrum's strongest bin, in brackets if it is not above\n"
       "--UltraHz-cand-dB. An analysis without such peaks has zeros in the table.\n\n"
       "Examples:\n"
       "  zeto explain capture.wav\n"

@@ -143,7 +143,7 @@ void add_inspect(CLI::App& app) {
   auto* verb = app.add_subcommand("inspect", "Measure a file of chirp: peak, start and end frequency, latency");
   const auto options = std::make_shared<InspectOptions>();
   add_files(*verb, options->files, "Audio files (48000 Hz, mono, or see --channel)");
-  verb->add_option("--channel", options->channel, "Of files with several channels: which, from 1")
+  verb->add_option("--channel", options->channel, "Which channel, from 1, of files with several")
       ->type_name("N")
       ->check(CLI::Range(1, 1024).description(""));
   verb->add_flag("--csv", options->csv, "Comma-separated values");
@@ -157,7 +157,7 @@ void add_inspect(CLI::App& app) {
       "                   sample if the sweep does not start again within the file\n"
       "  sweep_s          seconds until the sweep starts again\n"
       "  latency_samples  zeros at the start; 479 for what a fresh wrapper returns\n"
-      "What cannot be measured is a dash (empty with --csv).\n\n"
+      "Missing values are a dash (empty with --csv).\n\n"
       "Examples:\n"
       "  zeto inspect chirp.wav\n"
       "  zeto inspect --csv *.wav > chirps.csv");

@@ -246,11 +246,11 @@ void add_live(CLI::App& app) {
   verb->add_option("--amp-milli", options->amp_milli, "Amplitude, 1/1000 of full scale. Default: the set's, 160")
       ->type_name("N")
       ->check(CLI::Range(1, 1000).description(""));
-  verb->add_option("--spacing-cm", options->spacing_cm, "Loudspeaker to microphone")
+  verb->add_option("--spacing-cm", options->spacing_cm, "Distance from loudspeaker to microphone")
       ->type_name("CM")
       ->check(CLI::Range(0.0, 100.0).description(""))
       ->capture_default_str();
-  verb->add_option("-s,--seconds", options->seconds, "End after so long. Default: Ctrl-C ends it")
+  verb->add_option("-s,--seconds", options->seconds, "End after this time. Default: Ctrl-C ends it")
       ->type_name("S")
       ->check(CLI::Range(0.01, 1e6).description(""));
   auto* connect = verb->add_option("--connect", options->ports,
@@ -273,7 +273,7 @@ void add_live(CLI::App& app) {
                                      "Learn latency and background, with nobody there, store\n"
                                      "them in this WAV file, and end")
                         ->type_name("FILE");
-  verb->add_option("--learned", options->learned, "A file written by --calibrate: no need to learn now")
+  verb->add_option("--learned", options->learned, "A file written by --calibrate, instead of learning now")
       ->type_name("FILE")
       ->excludes(calibrate);
   verb->add_flag("--json", options->json, "JSON, one object per line");
@@ -285,7 +285,7 @@ void add_live(CLI::App& app) {
       "  >18kHz_dB  microphone above 18 kHz, root mean square against full scale\n"
       "  state      learning, nobody, target, disturbed and why (the bar shows the\n"
       "             distance); with sets that the host kit does not play (default,\n"
-      "             finer) accepted or rejected, and the strongest delay of all\n"
+      "             finer) accepted or rejected, and the delay of the strongest sound\n"
       "and how many samples were dropped or clipped, if any.\n\n"
       "Keep away for the first three seconds: it learns how the room sounds. If the input\n"
       "is a terminal, Enter makes it learn again. The server must run at 48000 Hz;\n"

@@ -111,15 +111,14 @@ void print_params(ParamsOptions& options) {
 void add_params(CLI::App& app) {
   auto* verb = app.add_subcommand("params", "List the parameters of emitter and detector with units and meaning");
   const auto options = std::make_shared<ParamsOptions>();
-  verb->add_flag("--json", options->json, "As a file for --params");
+  verb->add_flag("--json", options->json, "JSON, as a file for --params");
   add_parameter_options(*verb, options->set, Side::kBoth);
   verb->footer(
-      "The values are the default set's, or what --set, --params and the options make of\n"
-      "them. A set with sweeps that start over shows them too; span_hz is then their slope\n"
-      "per second.\n"
+      "The values are the default set's, as changed by --set, --params and the options. A set\n"
+      "with sweeps that start over shows these too; span_hz is then their slope per second.\n"
       "A file for --params is a JSON object, {\"UltraHz_cand_dB\": -30, \"period_ms\": 2000}\n"
       "for example; a value may also be an object with the number as its \"value\".\n"
-      "The digest stands for all parameters; the CSV and JSON of other verbs have it too.\n\n"
+      "The digest identifies all parameters; the CSV and JSON of other verbs have it too.\n\n"
       "Examples:\n"
       "  zeto params\n"
       "  zeto params --set hand\n"

@@ -53,9 +53,9 @@ void add_simulate(CLI::App& app) {
       ->capture_default_str()
       ->needs(delay);
   verb->add_option("--snr-db", options->snr_db,
-                   "Adds white noise: the echo's mean power over the noise's,\n"
-                   "0 to 24 kHz; below 0 the noise is stronger; without\n"
-                   "--delay-ms the direct sound's over the noise's")
+                   "Adds white noise, 0 to 24 kHz: ratio of the echo's mean\n"
+                   "power (without --delay-ms, the direct sound's) to the\n"
+                   "noise's; below 0 the noise is stronger")
       ->type_name("DB");
   verb->add_option("-e,--echo", options->echoes,
                    "A further echo: its own delay in ms and its gain; may be\n"
@@ -67,8 +67,8 @@ void add_simulate(CLI::App& app) {
       ->type_name("S")
       ->capture_default_str();
   verb->add_option("--seed", options->seed,
-                   "Which noise, and all else that is drawn; the same seed\n"
-                   "gives the same")
+                   "Chooses everything random; the same seed gives the same\n"
+                   "simulation")
       ->type_name("N")
       ->check(CLI::Range(int64_t{0}, INT64_MAX).description(""))
       ->capture_default_str();
@@ -90,19 +90,19 @@ void add_simulate(CLI::App& app) {
       "  error     measured less expected; one step of the detector is 3.91 ms with the\n"
       "            defaults\n"
       "  accepted  accepted analyses of all\n"
-      "expected and measured are in the unit of --UltraHz-period, and comparable if\n"
+      "expected and measured are in the unit of --UltraHz-period; they can be compared if\n"
       "--UltraHz-scope is the width of the sweep.\n\n"
       "Without --delay-ms: a phone's path, with delays of any fraction of a sample. A set\n"
       "of sweeps (--set hand; zeto sets lists them) is played and heard by the host kit,\n"
-      "which learns in the first three seconds; other sets by the wrappers alone. One\n"
-      "line per 200 ms:\n"
+      "which learns in the first three seconds; other sets are played and heard by the\n"
+      "wrappers alone. One line per 200 ms:\n"
       "  time_s    end of the 200 ms\n"
-      "  state     learning, nobody, target or disturbed, and why; by the wrappers\n"
+      "  state     learning, nobody, target or disturbed, and why; by the wrappers alone\n"
       "            accepted or rejected\n"
-      "  true_cm   the target's distance; shown_cm: what is shown; error_cm: shown less\n"
-      "            true\n"
-      "The last line counts them, but not while the kit learns, nor for a second after a\n"
-      "target comes or goes. Missing values are a dash (empty with --csv).\n\n"
+      "  true_cm   the target's distance\n"
+      "  shown_cm  the distance that is shown; error_cm: shown less true\n"
+      "The last line counts these lines, except while the kit learns and for a second after\n"
+      "a target comes or goes. Missing values are a dash (empty with --csv).\n\n"
       "Examples:\n"
       "  zeto simulate --delay-ms 5,20,50,100,200,300,400,495,600 --snr-db -10\n"
       "  zeto simulate --delay-ms 50 --echo 120,0.2 --echo 300,0.1 --wav capture.wav\n"

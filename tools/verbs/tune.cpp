@@ -152,18 +152,18 @@ void add_tune(CLI::App& app) {
                    "from_s, to_s. Relative names start at the table's folder")
       ->type_name("TRUTH.csv")
       ->required();
-  verb->add_option("--set", options->sets, "A named set or a file of parameters; several. Default: default")
+  verb->add_option("--set", options->sets, "A named set or a parameter file; may be repeated. Default: default")
       ->type_name("NAME|FILE");
   verb->add_option("--grid", options->grids,
-                   "Values of a parameter of the detector, from, to and step\n"
-                   "or a list; several give all combinations, over each set")
+                   "Values of a detector parameter: from, to and step, or a\n"
+                   "list. May be repeated: all combinations, on each set")
       ->type_name("NAME=A:B:S");
   verb->add_option("--tolerance", options->scoring.tolerance,
-                   "A measurement is right if it is off by no more, in its\n"
+                   "A measurement is right if it is off by at most N, in its\n"
                    "unit. Default: a step of the detector; by the kit 2.5 cm")
       ->type_name("N")
       ->check(CLI::Range(0.0, 1e6).description(""));
-  verb->add_option("--cost", options->scoring.cost, "What each wrong or false one costs in the score")
+  verb->add_option("--cost", options->scoring.cost, "What each wrong or false analysis costs in the score")
       ->type_name("N")
       ->check(CLI::Range(0.0, 1e6).description(""))
       ->capture_default_str();
@@ -178,7 +178,7 @@ void add_tune(CLI::App& app) {
   verb->add_flag("--csv", options->csv, "Comma-separated values: a line per set and label");
   verb->add_flag("--no-heading", options->no_heading, "With --csv: leave the first line out");
   verb->add_flag("--json", options->json, "JSON, one object")->excludes("--csv");
-  verb->add_option("--html", options->html, "Page to write, with tables and curves; needs nothing else")
+  verb->add_option("--html", options->html, "Web page to write, with tables and curves, in one file")
       ->type_name("FILE");
   verb->add_option("--best", options->best, "Parameter file to write: the best set's, for --params")->type_name("FILE");
   add_host_steps(*verb, options->steps);
@@ -188,15 +188,15 @@ void add_tune(CLI::App& app) {
       "  desk.wav,58,quiet,1,\n"
       "  desk2.wav,58,music,1,9.5\n"
       "  empty.wav,nobody,music,1,\n"
-      "Every set measures every recording; each file is read once for 256 sets. An analysis\n"
+      "Every set measures every recording; a file is read once per 256 sets. An analysis\n"
       "counts if its 200 ms lie within a stretch:\n"
-      "  right, wrong  with somebody there: shown and off by no more than the tolerance, or\n"
-      "                by more; if the truth is any, all that is shown is right\n"
-      "  missed        with somebody there, nothing is shown\n"
-      "  false         with nobody there, something is shown\n"
+      "  right, wrong  somebody is there, and the number shown is off by at most the\n"
+      "                tolerance, or by more; if the truth is any, every number is right\n"
+      "  missed        somebody is there, but nothing is shown\n"
+      "  false         nobody is there, but something is shown\n"
       "A set of sweeps (--set hand) is measured by the host kit, in cm, as in zeto sense;\n"
       "with --align or --background by the detector alone.\n"
-      "A recording tells nothing about sweeps other than the one that was played.\n\n"
+      "A recording can tell nothing about other sweeps than the one that was played.\n\n"
       "Examples:\n"
       "  zeto tune truth.csv\n"
       "  zeto tune truth.csv --grid UltraHz_cand_dB=-60:0:10 --best tuned.json\n"
