@@ -136,7 +136,7 @@ enum zeto_host_state {
 
 /** Why a reading is ZETO_HOST_DISTURBED. */
 enum zeto_host_cause {
-  ZETO_HOST_NO_CAUSE = 0,
+  ZETO_HOST_NO_CAUSE = 0,  /**< the reading is not disturbed */
   ZETO_HOST_ALIGNMENT = 1, /**< the background is later, earlier or not as loud as it was: samples were lost or
                                 repeated, clocks drift, the phone was moved, its volume changed or its microphone was
                                 muted. Learn again */
