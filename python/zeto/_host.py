@@ -53,7 +53,7 @@ class _Findings(ctypes.Structure):
 
 @functools.lru_cache(maxsize=None)
 def _kit() -> ctypes.CDLL:
-    """It was installed with this module, or lies beside libzeto, where both are built."""
+    """It was installed with this module, or is beside libzeto in a build folder."""
     path = beside_this("zeto_kit.so") or os.path.join(os.path.dirname(library()._name), "zeto_kit.so")
     try:
         kit = ctypes.CDLL(path)

@@ -65,7 +65,7 @@ def analyses(capture: str, options: Sequence[str] = (), zeto: Optional[str] = No
 
 
 def received(analysis: Dict[str, Any]) -> float:
-    """What the host receives of the result, its whole part; not a number where it is infinite or undefined."""
+    """What the host receives of the result, its whole part; not a number if it is infinite or undefined."""
     result: Optional[float] = analysis["result"]
     return float("nan") if result is None else int(result)
 
