@@ -48,7 +48,7 @@ class _Head(ctypes.Structure):
 
 
 def beside_this(relative: str) -> str:
-    """The file of that path from this folder; None if there is none."""
+    """The file of that path from this folder; an empty string if there is none."""
     path = os.path.join(os.path.dirname(os.path.realpath(__file__)), relative)
     return os.path.normpath(path) if relative and os.path.exists(path) else ""
 
