@@ -40,7 +40,7 @@ constexpr zeto_set kSets[] = {
      40.0f,
      5660.0f,
      22.3f},
-    {"hand", "A hand or another target, five times a second: from 5 to 75 cm to a centimetre, from 2 cm to 2.5 cm.",
+    {"hand", "A hand or another target, five times a second: within 1 cm from 5 to 75 cm, within 2.5 cm from 2 cm on.",
      "Two targets; faster ones than 0.2 m/s; anything while the phone is moved; what was there when it learned.",
      kUnused, kBeatInHz, kRise, 4, 0, 0, 2.0f, 80.0f, kRiseStepCm},
     {"room", "A person from 0.3 to 4 m, to a few centimetres; at rest also a faint one.",
