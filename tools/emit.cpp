@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "audio_file.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 #include "host_sample.hpp"
 #include "options.hpp"

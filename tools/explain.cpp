@@ -9,6 +9,7 @@
 #include "audio/channel_check.hpp"
 #include "audio/file_list.hpp"
 #include "audio_file.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 #include "json.hpp"
 #include "library_output.hpp"

@@ -8,6 +8,7 @@
 
 #include "audio/file_list.hpp"
 #include "audio_file.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 #include "progress.hpp"
 #include "sweep.hpp"

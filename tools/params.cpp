@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "cli.hpp"
 #include "json.hpp"
 #include "options.hpp"
 #include "reports/parameter_warnings.hpp"

@@ -9,6 +9,10 @@
 #include "options.hpp"
 #include "sensing.hpp"
 
+namespace CLI {
+class App;
+}  // namespace CLI
+
 namespace zeto::tool {
 
 struct HostSteps {

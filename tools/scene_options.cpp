@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "audio_file.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 #include "numbers.hpp"
 #include "path/filters.hpp"

@@ -9,6 +9,7 @@
 #include "audio/file_list.hpp"
 #include "audio_file.hpp"
 #include "batch.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 #include "host_sample.hpp"
 #include "kit.hpp"

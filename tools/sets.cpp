@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "cli.hpp"
 #include "json.hpp"
 #include "parameters.hpp"
 #include "verbs.hpp"

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "cli.hpp"
 #include "echo_table.hpp"
 #include "error.hpp"
 #include "options.hpp"

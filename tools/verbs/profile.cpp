@@ -10,6 +10,7 @@
 #include "audio/file_list.hpp"
 #include "audio_file.hpp"
 #include "batch.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 #include "json.hpp"
 #include "library_output.hpp"

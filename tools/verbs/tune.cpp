@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "batch.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 #include "library_output.hpp"
 #include "new_file.hpp"
