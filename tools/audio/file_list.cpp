@@ -9,6 +9,7 @@
 #include <iterator>
 
 #include "audio/standard_input.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 
 namespace zeto::tool {

@@ -1,9 +1,12 @@
 // Names of files: as arguments, or a list in a file or on standard input.
 #pragma once
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace zeto::tool {
 

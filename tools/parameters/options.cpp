@@ -4,6 +4,7 @@
 #include <cctype>
 #include <string>
 
+#include "cli.hpp"
 #include "error.hpp"
 #include "parameters/parameter_file.hpp"
 

@@ -1,8 +1,11 @@
 // Options that several verbs have.
 #pragma once
-#include <CLI/CLI.hpp>
 
 #include "parameters/parameters.hpp"
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace zeto::tool {
 

@@ -120,7 +120,7 @@ std::string KitReport::summary_of(const std::string& file, const KitRun& run) co
     add(8, one_decimal(summed.distances.front()));
     add(8, one_decimal(summed.distances.back()));
   }
-  return line + (csv ? "," + csv_tail(options_.info) : "\n");
+  return line + (csv ? ',' + csv_tail(options_.info) : "\n");
 }
 
 std::string KitReport::json_of(const std::string& file, const KitRun& run) const {

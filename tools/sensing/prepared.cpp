@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "cli.hpp"
 #include "error.hpp"
 #include "path/fourier.hpp"
 #include "path/target.hpp"

@@ -9,6 +9,10 @@
 #include "parameters/options.hpp"
 #include "sensing/sensing.hpp"
 
+namespace CLI {
+class App;
+}  // namespace CLI
+
 namespace zeto::tool {
 
 struct HostSteps {

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "audio/audio_file.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 #include "path/filters.hpp"
 #include "path/random.hpp"

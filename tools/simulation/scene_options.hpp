@@ -1,11 +1,15 @@
 // The options of zeto simulate that describe the way from the loudspeaker to the microphone.
 #pragma once
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "path/scene.hpp"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
 
 namespace zeto::tool {
 

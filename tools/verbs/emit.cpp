@@ -6,6 +6,7 @@
 
 #include "audio/audio_file.hpp"
 #include "audio/host_sample.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 #include "parameters/options.hpp"
 #include "reports/parameter_warnings.hpp"

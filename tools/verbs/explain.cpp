@@ -9,6 +9,7 @@
 #include "audio/audio_file.hpp"
 #include "audio/channel_check.hpp"
 #include "audio/file_list.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 #include "parameters/json.hpp"
 #include "parameters/options.hpp"

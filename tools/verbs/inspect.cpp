@@ -9,6 +9,7 @@
 #include "audio/audio_file.hpp"
 #include "audio/file_list.hpp"
 #include "audio/measured_chirp.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 #include "text/progress.hpp"
 #include "text/text.hpp"

@@ -10,6 +10,7 @@
 #include <optional>
 #include <utility>
 
+#include "cli.hpp"
 #include "error.hpp"
 #include "live/calibration.hpp"
 #include "live/live_report.hpp"

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "cli.hpp"
 #include "parameters/options.hpp"
 #include "parameters/unit.hpp"
 #include "reports/parameter_warnings.hpp"

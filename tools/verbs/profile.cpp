@@ -10,6 +10,7 @@
 #include "audio/channel_check.hpp"
 #include "audio/file_list.hpp"
 #include "batch.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 #include "parameters/options.hpp"
 #include "parameters/unit.hpp"

@@ -10,6 +10,7 @@
 #include "audio/file_list.hpp"
 #include "audio/host_sample.hpp"
 #include "batch.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 #include "parameters/options.hpp"
 #include "parameters/unit.hpp"

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "cli.hpp"
 #include "parameters/parameters.hpp"
 #include "text/json.hpp"
 #include "verbs/verbs.hpp"

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "cli.hpp"
 #include "error.hpp"
 #include "parameters/options.hpp"
 #include "reports/parameter_warnings.hpp"

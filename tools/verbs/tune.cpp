@@ -9,6 +9,7 @@
 
 #include "audio/new_file.hpp"
 #include "batch.hpp"
+#include "cli.hpp"
 #include "error.hpp"
 #include "parameters/unit.hpp"
 #include "reports/tune_report.hpp"

@@ -1,6 +1,9 @@
 // One function per verb: adds the verb with its options and what it does. A verb throws UserError when it cannot.
 #pragma once
-#include <CLI/CLI.hpp>
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace zeto::tool {
 
