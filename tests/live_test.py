@@ -228,6 +228,12 @@ if __name__ == "__main__":
     if not shutil.which("jackd") or not shutil.which("jack_lsp"):
         print("no jackd here")
         sys.exit(77)
-    with open(os.path.join(tempfile.gettempdir(), "zeto-live-test.lock"), "w") as alone:
+    if not sys.argv[1:]:  # The tests mostly wait for sound: side by side, each with shared memory, JACK's places, of its own.
+        own = ["unshare", "-r", "-m", "sh", "-c", 'mount -t tmpfs none /dev/shm && exec "$@"', "sh"]
+        if shutil.which("unshare") and subprocess.run([*own, "true"], capture_output=True).returncode == 0:
+            tests = unittest.TestLoader().getTestCaseNames(LiveTest)
+            run = [subprocess.Popen([*own, sys.executable, FILE, f"LiveTest.{test}", ZETO, PATH, EXAMPLE]) for test in tests]
+            sys.exit(any([child.wait() for child in run]))
+    with open(os.path.join(tempfile.gettempdir(), f"zeto-live-test-{os.stat('/dev/shm').st_dev}.lock"), "w") as alone:
         fcntl.flock(alone, fcntl.LOCK_EX)
         unittest.main()
