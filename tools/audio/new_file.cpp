@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -35,6 +36,25 @@ extern "C" void remove_and_end(int signal_number) {
   std::raise(signal_number);
 }
 
+constexpr std::array kEnding{SIGINT, SIGTERM, SIGHUP, SIGPIPE};
+
+/// Holds back the signals that end the tool, in this thread.
+class NoEnd {
+ public:
+  NoEnd() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int number : kEnding) sigaddset(&ending, number);
+    pthread_sigmask(SIG_BLOCK, &ending, &before_);
+  }
+  ~NoEnd() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  NoEnd(const NoEnd&) = delete;
+  NoEnd& operator=(const NoEnd&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
 std::mutex inputs_guard;
 std::set<std::pair<dev_t, ino_t>> inputs;
 
@@ -59,7 +79,7 @@ void remember_input(const std::string& path) {
 }
 
 void remove_unfinished_on_signals() {
-  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+  for (const int number : kEnding) {
     if (std::signal(number, remove_and_end) == SIG_IGN) std::signal(number, SIG_IGN);  // nohup stays nohup
   }
   std::signal(SIGXFSZ, SIG_IGN);  // a file size limit is then a write error like a full disk
@@ -90,6 +110,7 @@ NewFile::NewFile(std::string path) : path_(std::move(path)) {
     path_ = (fs::path(path_).parent_path() / fs::read_symlink(path_, error)).string();
   }
   temporary_ = path_ + ".XXXXXX";
+  const NoEnd no_end;  // between making a file and noting its name
   descriptor_ = mkostemp(temporary_.data(), O_CLOEXEC);
   if (descriptor_ < 0) fail(errno);
   for (Unfinished& unfinished : all_unfinished) {
