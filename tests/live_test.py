@@ -164,7 +164,7 @@ class LiveTest(unittest.TestCase):
         error, _ = self.fault(live("--connect", *AIR, "--record", "full.wav", preexec_fn=small))
         self.assertIn("File too large; full.wav holds 2.", error)
         stopped = live("--connect", *AIR, "--record", "stopped.wav", "--json")
-        time.sleep(1.5)
+        time.sleep(2.5)
         stopped.send_signal(signal.SIGINT)
         out, error = stopped.communicate(timeout=10)
         self.assertEqual((stopped.returncode, error), (0, ""))
@@ -189,7 +189,7 @@ class LiveTest(unittest.TestCase):
         self.server.wait()
         self.assertRegex(self.fault(left)[0], r"the JACK server has gone away; left.wav holds \d")
         self.serve(512)  # takes the killed one's place, and leaves it
-        for name, least in ("full.wav", 1.5), ("stopped.wav", 0.8), ("blocked.wav", 5), ("left.wav", 1), ("closed.wav", 1):
+        for name, least in ("full.wav", 1.5), ("stopped.wav", 0.8), ("blocked.wav", 3), ("left.wav", 1), ("closed.wav", 1):
             self.check_recording(name, least)
 
     def check_recording(self, name, least):
