@@ -197,6 +197,11 @@ class BenchTest(unittest.TestCase):
             self.assertEqual((listed.returncode, listed.stdout), (1, want.stdout))
         with open("list", "w") as file:
             file.write("\n".join(names[1:]))
+        with open("bad.wav", "w") as bad, open("many", "w") as many:  # many at a time: each fault is told as it is
+            bad.write("bad")
+            many.write(f"bad.wav\nbad.wav\n{names[0]}\n" * 1000)
+        many = rows_of(run("sense", "--csv", "--summary", "--jobs", 8, "--files-from", "many"))
+        self.assertEqual((len(many), len({row["error"] for row in many})), (3000, 2))
         bare = run("sense", "--csv", "--summary", "--no-heading", names[0], "--files-from", "list").stdout
         self.assertEqual(bare.splitlines(), want.stdout.splitlines()[1:4])
         one = run("sense", "--csv", names[0]).stdout.splitlines()[0]

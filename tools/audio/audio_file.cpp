@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <mutex>
 #include <optional>
 
 #include "audio/cut_short.hpp"
@@ -97,6 +98,16 @@ int subtype_of(HostFormat format) {
   return SF_FORMAT_FLOAT;
 }
 
+/// libsndfile keeps one error of opening for all threads: nobody else may open between opening and asking why it failed.
+template <class Open>
+SNDFILE* opened(const Open& open, std::string& why) {
+  static std::mutex guard;
+  const std::lock_guard alone(guard);
+  SNDFILE* const file = open();
+  if (file == nullptr) why = sf_strerror(nullptr);
+  return file;
+}
+
 std::string channels_text(int channels) {
   return channels == 1 ? "1 channel" : std::to_string(channels) + " channels";
 }
@@ -138,10 +149,10 @@ AudioReader::AudioReader(std::string path, int channels)
     info.channels = std::max(1, channels_);
     info.format = raw_format();
   }
-  file_.reset(sf_open(file.c_str(), SFM_READ, &info));
+  std::string reason;
+  file_.reset(opened([&] { return sf_open(file.c_str(), SFM_READ, &info); }, reason));
   if (!file_) {
-    fail(std::string("not an audio file (") + sf_strerror(nullptr) + ")" +
-         (path_ == "-" ? "; samples without a header need --raw" : ""));
+    fail("not an audio file (" + reason + ")" + (path_ == "-" ? "; samples without a header need --raw" : ""));
   }
   if (info.samplerate != kSampleRate) {
     fail("its rate is " + std::to_string(info.samplerate) + " Hz, must be 48000 Hz; convert it: sox " +
@@ -182,8 +193,9 @@ AudioWriter::AudioWriter(std::string path, HostFormat format, int channels)
   info.samplerate = kSampleRate;
   info.channels = channels;
   info.format = container_of(target_.path(), format) | subtype_of(format);
-  file_.reset(sf_open_fd(target_.descriptor(), SFM_WRITE, &info, SF_FALSE));
-  if (!file_) throw UserError("cannot write " + target_.path() + ": " + sf_strerror(nullptr));
+  std::string reason;
+  file_.reset(opened([&] { return sf_open_fd(target_.descriptor(), SFM_WRITE, &info, SF_FALSE); }, reason));
+  if (!file_) throw UserError("cannot write " + target_.path() + ": " + reason);
   sf_command(file_.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);  // it holds a time: same samples, same file
 }
 
