@@ -18,6 +18,12 @@ struct FileList {
   std::vector<std::string> names() const;
 };
 
+/// What most verbs take, for the help.
+constexpr const char* kRecordings =
+    "Audio files (48000 Hz, two channels): the first the\n"
+    "reference, what was played; the second the microphone;\n"
+    "- for standard input";
+
 /// Adds FILE... and --files-from.
 /// @param what  the files, for the help.
 void add_files(CLI::App& verb, FileList& list, const char* what);

@@ -38,23 +38,6 @@ extern "C" void remove_and_end(int signal_number) {
 
 constexpr std::array kEnding{SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
-/// Holds back the signals that end the tool, in this thread.
-class NoEnd {
- public:
-  NoEnd() {
-    sigset_t ending;
-    sigemptyset(&ending);
-    for (const int number : kEnding) sigaddset(&ending, number);
-    pthread_sigmask(SIG_BLOCK, &ending, &before_);
-  }
-  ~NoEnd() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  NoEnd(const NoEnd&) = delete;
-  NoEnd& operator=(const NoEnd&) = delete;
-
- private:
-  sigset_t before_;
-};
-
 std::mutex inputs_guard;
 std::set<std::pair<dev_t, ino_t>> inputs;
 
@@ -83,6 +66,17 @@ void remove_unfinished_on_signals() {
     if (std::signal(number, remove_and_end) == SIG_IGN) std::signal(number, SIG_IGN);  // nohup stays nohup
   }
   std::signal(SIGXFSZ, SIG_IGN);  // a file size limit is then a write error like a full disk
+}
+
+NoEnd::NoEnd() {
+  sigset_t ending;
+  sigemptyset(&ending);
+  for (const int number : kEnding) sigaddset(&ending, number);
+  pthread_sigmask(SIG_BLOCK, &ending, &before_);
+}
+
+NoEnd::~NoEnd() {
+  pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 
 NewFile::NewFile(std::string path) : path_(std::move(path)) {

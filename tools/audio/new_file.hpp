@@ -1,5 +1,6 @@
 // A file that appears whole or not at all.
 #pragma once
+#include <csignal>
 #include <string>
 
 namespace zeto::tool {
@@ -34,5 +35,18 @@ void remember_input(const std::string& path);
 
 /// Has signals that end the process remove the unfinished file first.
 void remove_unfinished_on_signals();
+
+/// Holds these signals back, in this thread and for good in those that it starts meanwhile. A thread that outlives the
+/// making of a NewFile is started so: the signal then waits until the file's name is known.
+class NoEnd {
+ public:
+  NoEnd();
+  ~NoEnd();
+  NoEnd(const NoEnd&) = delete;
+  NoEnd& operator=(const NoEnd&) = delete;
+
+ private:
+  sigset_t before_;
+};
 
 }  // namespace zeto::tool

@@ -3,9 +3,15 @@
 #include <cstdio>
 #include <utility>
 
+#include "audio/new_file.hpp"
 #include "text/library_output.hpp"
 
 namespace zeto::tool {
+
+Printer::Printer() {
+  const NoEnd no_end;
+  thread_ = std::thread([this] { run(); });
+}
 
 Printer::~Printer() {
   {

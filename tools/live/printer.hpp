@@ -10,7 +10,7 @@ namespace zeto::tool {
 
 class Printer {
  public:
-  Printer() : thread_([this] { run(); }) {}
+  Printer();
   /// Waits until all is written.
   ~Printer();
   Printer(const Printer&) = delete;

@@ -262,10 +262,7 @@ void explain(const ExplainOptions& options) {
 void add_explain(CLI::App& app) {
   auto* verb = app.add_subcommand("explain", "Show what each analysis of a recording saw, and why it was rejected");
   const auto options = std::make_shared<ExplainOptions>();
-  add_files(*verb, options->files,
-            "Audio files (48000 Hz, two channels): the first the\n"
-            "reference, what was played; the second the microphone;\n"
-            "- for standard input");
+  add_files(*verb, options->files, kRecordings);
   verb->add_option("--from", options->from, "Only analyses that end at this time or later")->type_name("S");
   verb->add_option("--to", options->to, "Only analyses that end at this time or before;\nwhat comes later is not read")
       ->type_name("S");

@@ -207,10 +207,7 @@ void add_profile(CLI::App& app) {
   auto* verb =
       app.add_subcommand("profile", "Show which delays a recording contains, and propose latency and threshold");
   const auto options = std::make_shared<ProfileOptions>();
-  add_files(*verb, options->files,
-            "Audio files (48000 Hz, two channels): the first the\n"
-            "reference, what was played; the second the microphone;\n"
-            "- for standard input");
+  add_files(*verb, options->files, kRecordings);
   verb->add_option("--peaks", options->peaks, "Strongest peaks to show, at most")
       ->type_name("N")
       ->check(CLI::Range(size_t{1}, size_t{128}).description(""))

@@ -184,10 +184,7 @@ void sense_files(const SenseOptions& options) {
 void add_sense(CLI::App& app) {
   auto* verb = app.add_subcommand("sense", "Measure the echo in recordings: pass them through the uplink wrapper");
   const auto options = std::make_shared<SenseOptions>();
-  add_files(*verb, options->files,
-            "Audio files (48000 Hz, two channels): the first the\n"
-            "reference, what was played; the second the microphone;\n"
-            "- for standard input");
+  add_files(*verb, options->files, kRecordings);
   verb->add_flag("--summary", options->summary, "One line per recording rather than per analysis");
   verb->add_flag("--detail", options->detail,
                  "What the detector saw: peaks that count, how many agree,\n"
